@@ -1,0 +1,12 @@
+# What all of our own targets have in common.
+
+# qvl_own_target(TARGET): C++17 and the warnings that our code is held to. The warnings stay with the
+# target: nothing reaches those who link to it.
+function(qvl_own_target target)
+  target_compile_features(${target} PUBLIC cxx_std_17)
+  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wconversion -Wshadow)
+  if(QVL_WARNINGS_AS_ERRORS)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+endfunction()

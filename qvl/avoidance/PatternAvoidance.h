@@ -1,0 +1,50 @@
+// What the file path, folder, process and file age rules have in common: the pattern language.
+
+#ifndef QVL_AVOIDANCE_PATTERN_AVOIDANCE_H
+#define QVL_AVOIDANCE_PATTERN_AVOIDANCE_H
+
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "qvl/avoidance/Avoidance.h"
+#include "qvl/core/Export.h"
+
+namespace QVL {
+
+// A rule whose text is a glob with keywords or, with wildcards off, a regular expression.
+//
+// With wildcards on (the default), `*` stands for any run of characters within one path component,
+// `**` for any run of characters, `/**/` for any number of whole folders (none included), `?` for
+// one character other than `/`; a dot is literal. Every other character keeps its meaning in
+// regular expressions. The words DOUBLE and DOUBLEWITHSLASH stand for `**` and `/**/`.
+//
+// Keywords are substituted afterwards, in ascending order, each over the result of the one before,
+// by an alternation of their values. The resulting expression must match the whole input.
+class QVL_EXPORT PatternAvoidance : public Avoidance {
+ public:
+  ~PatternAvoidance() override;
+
+  bool addOrUpdateKeyword(std::string keyword, std::set<std::string> values) override;
+  bool deleteKeyword(std::string keyword) override;
+
+ protected:
+  PatternAvoidance(const RuleTexts& texts, AccessTypes accessType);
+
+ private:
+  bool buildExpression(std::string& expression) const final;
+
+  // Edits the translated text before keywords are substituted; false when the rule cannot be built.
+  virtual bool prepareForKeywords(std::string& expression) const;
+
+  // Completes the expression after keywords were substituted.
+  virtual void complete(std::string& expression) const;
+
+  struct Keywords;  // keyword to replacement
+  std::unique_ptr<Keywords> m_keywords;
+};
+
+}  // namespace QVL
+
+#endif  // QVL_AVOIDANCE_PATTERN_AVOIDANCE_H

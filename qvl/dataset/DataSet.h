@@ -1,0 +1,107 @@
+// What all data sets of the library have in common.
+
+#ifndef QVL_DATASET_DATA_SET_H
+#define QVL_DATASET_DATA_SET_H
+
+#include <memory>
+#include <set>
+#include <string>
+
+#include "qvl/core/AccessTypes.h"
+#include "qvl/core/Export.h"
+#include "qvl/core/IDataSet.h"
+
+namespace QVL {
+
+// Rules by key, switches, keywords and the order of decision. A derived class says where it
+// differs: its defaults, its empty input and, for file types, its key order.
+//
+// A request is decided in this order, the first that applies:
+//   1. switched off, or not a LookupData: not present
+//   2. access type checked at data-set level and not fitting: not present
+//   3. match anything: present
+//   4. match empty input, and the input is empty: answerToEmptyInput
+//   5. present when any rule, in key order, matches; access types are compared by the rules only
+//      when they are checked, and not at data-set level
+//
+// Thread safety: as IDataSet. One mutex per data set is held by addToDataSet, removeFromDataSet and
+// isPresentInDataSet, across their calls into the rules.
+class QVL_EXPORT DataSet : public IDataSet {
+ public:
+  ~DataSet() override;
+  DataSet(const DataSet&) = delete;
+  DataSet& operator=(const DataSet&) = delete;
+
+  void enableDataSet() override;
+  void disableDataSet() override;
+  void enableMatchAnything() override;
+  void disableMatchAnything() override;
+  void enableMatchEmptyInput() override;
+  void disableMatchEmptyInput() override;
+  void enableCheckingOfAccessType() override;
+  void disableCheckingOfAccessType() override;
+  void checkAccessTypeAtDataSetLevelOnly(unsigned char enable, AccessTypes accessType) override;
+
+  void enableCaseSensitiveSearch() override;
+  void disableCaseSensitiveSearch() override;
+  void enableWildCardSearch() override;
+  void disableWildCardSearch() override;
+
+  bool addOrUpdateKeyword(std::string keyword, std::set<std::string> values) override;
+  bool deleteKeyword(std::string keyword) override;
+  bool addToDataSet(std::unique_ptr<IAvoidance> rule) override;
+  bool removeFromDataSet(IAvoidance& rule) override;
+  bool isPresentInDataSet(ILookupData& request) override;
+
+  // Is the part of the request that the rules read empty?
+  bool isEmptyInput(LookupData* request);
+
+ protected:
+  // Where the access type of a request is compared.
+  enum class AccessCheck { None, ByEachRule, AtDataSetLevel };
+
+  // Orders keys: true when the first comes before the second.
+  using KeyOrder = bool (*)(const std::string& a, const std::string& b);
+
+  // What differs from class to class from the start.
+  struct Kind {
+    const char* className;
+    KeyOrder keyOrder;
+    AccessCheck accessCheck;
+    bool caseSensitiveSearch;
+    bool wildCardSearch;
+  };
+
+  // `kind` outlives the data set. The derived constructor traces itself, last.
+  explicit DataSet(const Kind& kind);
+
+  static bool byteOrder(const std::string& a, const std::string& b);
+
+  // Writes the trace line "<class>::<operation>\n".
+  void trace(const char* operation) const;
+
+  // Asks the first rule in key order; false when there is none.
+  bool askFirstRule(LookupData& request, bool flag);
+
+ private:
+  // The test behind isEmptyInput.
+  virtual bool inputIsEmpty(LookupData& request) const;
+
+  // The answer for an empty input while it is matched.
+  virtual bool answerToEmptyInput(LookupData& request);
+
+  // Told when the data set is about to decide, and when a rule has matched.
+  virtual void deciding(AccessCheck check) const;
+  virtual void ruleMatched(AccessCheck check) const;
+
+  bool anyRuleMatches(LookupData& request, AccessCheck check);
+  void changeEveryRule(const char* operation, bool& setting, bool value,
+                       void (IAvoidance::*change)());
+
+  struct State;  // rules, mutex, switches, settings and keywords
+  std::unique_ptr<State> m_state;
+};
+
+}  // namespace QVL
+
+#endif  // QVL_DATASET_DATA_SET_H

@@ -1,0 +1,61 @@
+// The process-wide trace log: a trace file whose verbosity comes from a configuration file, and the
+// system log for errors and warnings.
+//
+// Levels: 1 error, 4 warning, 5 trace. A message reaches the trace file when the configured level
+// is at least its own; errors and warnings reach the system log whatever is configured.
+//
+// The log starts by itself with the first message, whatever that message's level, once per process.
+// A host that wants it earlier calls InitTraceLogger (file and level) and InitProdLogger (system
+// log).
+//
+// Thread safety: TraceLogMessage, InitTraceLogger, InitProdLogger, closeTraceLogger and
+// reloadHandler may be called from any thread at any time. The three variables are plain: a host
+// that writes them does so while no other thread logs.
+
+#ifndef QVL_TRACE_TRACE_LOG_H
+#define QVL_TRACE_TRACE_LOG_H
+
+#include <cstdio>
+
+#include "qvl/core/Export.h"
+
+#if defined(__GNUC__) || defined(__clang__)
+#define QVL_PRINTF_LIKE(text, first) __attribute__((format(printf, text, first)))
+#else
+#define QVL_PRINTF_LIKE(text, first)
+#endif
+
+// 1 while the trace file counts as open, else 0. It is 1 even when opening the file failed.
+extern QVL_EXPORT int traceInited;
+
+// The trace file; null when it was never opened or could not be. Not reset when the log is closed.
+extern QVL_EXPORT FILE* logFilePtr;
+
+// The configured level: messages of this level and below reach the trace file. 0 until the
+// configuration has been read.
+extern QVL_EXPORT int ScanAvoidanceFlowvalue;
+
+// Emits one message, formatted by the rules of printf and without limit of length; a text that goes
+// to the system log is cut at 511 bytes there. Never throws and reports no failure. A message that
+// no output takes is not formatted.
+QVL_EXPORT void TraceLogMessage(int level, const char* format, ...) QVL_PRINTF_LIKE(2, 3);
+
+// Opens the trace file unless it counts as open already, then reads the level from the trace
+// configuration file. When the file cannot be opened, messages are not written to it; when the
+// configuration has no usable level, the level stays as it was.
+QVL_EXPORT void InitTraceLogger();
+
+// Opens the connection to the system log.
+QVL_EXPORT void InitProdLogger();
+
+// Closes the trace file and the connection to the system log. Nothing reaches the file afterwards
+// until InitTraceLogger or reloadHandler opens it again. Safe to call when nothing is open.
+QVL_EXPORT void closeTraceLogger();
+
+// For the hang-up signal (number 1): closes the trace file, reads the level again and reopens the
+// file. Any other number is ignored. It allocates and reads files: a host installs it as a signal
+// handler only where that is acceptable. When it interrupts the writing of a message in its own
+// thread, the reload happens as soon as that message is written.
+QVL_EXPORT void reloadHandler(int signalNumber);
+
+#endif  // QVL_TRACE_TRACE_LOG_H
