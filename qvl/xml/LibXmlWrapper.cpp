@@ -1,0 +1,427 @@
+#include "qvl/xml/LibXmlWrapper.h"
+
+#include <fcntl.h>
+#include <libxml/parser.h>
+#include <libxml/tree.h>
+#include <libxml/xmlerror.h>
+#include <libxml/xmlwriter.h>
+#include <libxml/xpath.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <utility>
+
+namespace {
+
+constexpr char kEncoding[] = "UTF-8";
+constexpr char kAddedNodeUri[] = "urn:varnel:qvl";
+
+struct FreeContext {
+  void operator()(xmlXPathContext* context) const { xmlXPathFreeContext(context); }
+};
+struct FreeResult {
+  void operator()(xmlXPathObject* result) const { xmlXPathFreeObject(result); }
+};
+struct FreeText {
+  void operator()(xmlChar* text) const { xmlFree(text); }
+};
+struct FreeNode {
+  void operator()(xmlNode* node) const { xmlFreeNode(node); }
+};
+struct FreeWriter {
+  void operator()(xmlTextWriter* writer) const { xmlFreeTextWriter(writer); }
+};
+using Text = std::unique_ptr<xmlChar, FreeText>;
+using OwnedNode = std::unique_ptr<xmlNode, FreeNode>;
+
+const xmlChar* xml(const char* text) {
+  return reinterpret_cast<const xmlChar*>(text);
+}
+
+std::string toString(const xmlChar* text) {
+  return text ? std::string(reinterpret_cast<const char*>(text)) : std::string();
+}
+
+#if LIBXML_VERSION >= 21200
+using ErrorPointer = const xmlError*;
+#else
+using ErrorPointer = xmlError*;
+#endif
+
+// Keeps libxml2's own messages of this thread off standard error for as long as it lives: what the
+// class tells, it tells itself.
+class QuietLibrary {
+ public:
+  QuietLibrary() : m_handler(xmlStructuredError), m_context(xmlStructuredErrorContext) {
+    xmlSetStructuredErrorFunc(nullptr, [](void*, ErrorPointer) {});
+  }
+  ~QuietLibrary() { xmlSetStructuredErrorFunc(m_context, m_handler); }
+  QuietLibrary(const QuietLibrary&) = delete;
+  QuietLibrary& operator=(const QuietLibrary&) = delete;
+
+ private:
+  xmlStructuredErrorFunc m_handler;
+  void* m_context;
+};
+
+// The first steps of every query: context, evaluation and the test for a node set. Holds what they
+// make until the operation is done with the nodes.
+class NodeSet {
+ public:
+  enum class Failure { None, NoContext, NoResult, NotANodeSet };
+
+  NodeSet(xmlDoc* document, const char* xpath) : m_xpath(xpath ? xpath : "") {
+    // Without a document every expression finds nothing: an empty one stands in for it.
+    if (!document) {
+      m_standIn.reset(xmlNewDoc(xml("1.0")));
+      document = m_standIn.get();
+    }
+    m_context.reset(xmlXPathNewContext(document));
+    if (!m_context) {
+      m_failure = Failure::NoContext;
+      return;
+    }
+    if (xpath) m_result.reset(xmlXPathEvalExpression(xml(xpath), m_context.get()));
+    if (!m_result) {
+      m_failure = Failure::NoResult;
+    } else if (m_result->type != XPATH_NODESET) {
+      m_failure = Failure::NotANodeSet;
+    }
+  }
+
+  Failure failure() const { return m_failure; }
+
+  // Writes the line that belongs to the failure, if any. True when there is a node set.
+  bool report() const {
+    if (m_failure == Failure::NoContext) {
+      std::fputs("Error: unable to create new XPath context\n", stderr);
+    } else if (m_failure == Failure::NotANodeSet) {
+      std::fprintf(stderr, "Error: unable to evaluate xpath expression \"%s\"\n", m_xpath);
+    }
+    return m_failure == Failure::None;
+  }
+
+  int size() const {
+    return m_failure == Failure::None && m_result->nodesetval ? m_result->nodesetval->nodeNr : 0;
+  }
+
+  xmlNode* operator[](int index) const { return m_result->nodesetval->nodeTab[index]; }
+
+  // Lets go of a node whose children were replaced, so that releasing the result cannot touch them.
+  // Namespace declarations belong to the result and stay.
+  void forget(int index) {
+    xmlNode*& slot = m_result->nodesetval->nodeTab[index];
+    if (slot->type != XML_NAMESPACE_DECL) slot = nullptr;
+  }
+
+ private:
+  struct FreeStandIn {
+    void operator()(xmlDoc* document) const { xmlFreeDoc(document); }
+  };
+
+  const char* m_xpath;
+  std::unique_ptr<xmlDoc, FreeStandIn> m_standIn;
+  std::unique_ptr<xmlXPathContext, FreeContext> m_context;
+  std::unique_ptr<xmlXPathObject, FreeResult> m_result;
+  Failure m_failure = Failure::None;
+};
+
+// A namespace node in a result set is not laid out like other nodes: it has no children to ask.
+xmlNode* firstChild(const xmlNode* node) {
+  return node->type == XML_NAMESPACE_DECL ? nullptr : node->children;
+}
+
+std::string contentOf(const xmlNode* node) {
+  const xmlNode* child = firstChild(node);
+  return child ? toString(child->content) : std::string();
+}
+
+bool isElement(const xmlNode* node) {
+  return node->type == XML_ELEMENT_NODE;
+}
+
+// The attribute's value; null when the node does not have it.
+Text attributeOf(xmlNode* node, const char* name) {
+  return Text(xmlGetProp(node, xml(name)));
+}
+
+// One row for every node of the set: what `cell` makes of each child of the wanted name.
+template <typename Cell>
+std::list<std::vector<std::string>> rowsOf(const NodeSet& nodes, const char* childName, Cell cell) {
+  std::list<std::vector<std::string>> rows;
+  for (int i = 0; i < nodes.size(); ++i) {
+    rows.emplace_back();
+    for (xmlNode* child = firstChild(nodes[i]); child; child = child->next) {
+      if (child->name && xmlStrcmp(child->name, xml(childName)) == 0) {
+        rows.back().push_back(cell(child));
+      }
+    }
+  }
+  return rows;
+}
+
+// The node that an edit works on: the only one of the set, or the last of at least one.
+enum class Wanted { OnlyNode, LastNode };
+
+bool has(const NodeSet& nodes, Wanted wanted) {
+  return wanted == Wanted::OnlyNode ? nodes.size() == 1 : nodes.size() > 0;
+}
+
+xmlNode* targetOf(const NodeSet& nodes) {
+  return nodes[nodes.size() - 1];
+}
+
+bool setAttribute(const NodeSet& nodes, const char* name, const char* value) {
+  xmlNode* node = targetOf(nodes);
+  return isElement(node) && name && xmlSetProp(node, xml(name), xml(value));
+}
+
+bool addChild(const NodeSet& nodes, const char* name, const char* content) {
+  xmlNode* node = targetOf(nodes);
+  if (!isElement(node)) return false;
+  xmlNewChild(node, nullptr, xml(name), xml(content));
+  return true;
+}
+
+// Makes a new element the root. A root that was there before is released.
+void replaceRoot(xmlDoc* document, const char* name) {
+  OwnedNode root(xmlNewNode(nullptr, xml(name)));
+  if (!document || !root) return;
+  const OwnedNode former(xmlDocSetRootElement(document, root.get()));
+  root.release();
+}
+
+xmlDoc* parseFile(const std::string& name) {
+  // Opened here, and not by libxml2, so that a name is a file's name and nothing else: no standard
+  // input, no address, nothing to be unpacked. Not waiting keeps a named pipe from blocking.
+  const int descriptor = open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (descriptor < 0) return nullptr;
+  xmlDoc* document = xmlReadFd(descriptor, name.c_str(), nullptr, XML_PARSE_NONET);
+  close(descriptor);
+  return document;
+}
+
+xmlDoc* parseMemory(const char* buffer, unsigned long size) {
+  if (!buffer || size > INT_MAX) return nullptr;
+  // Only 16 and 32 bit encodings hold zero bytes, and they show it in the first four.
+  const bool wide = size >= 4 && std::memchr(buffer, 0, 4) != nullptr;
+  if (!wide) size = strnlen(buffer, size);
+  return xmlReadMemory(buffer, static_cast<int>(size), nullptr, nullptr, XML_PARSE_NONET);
+}
+
+}  // namespace
+
+void LibXmlWrapper::FreeDocument::operator()(xmlDoc* released) const {
+  xmlFreeDoc(released);
+}
+
+LibXmlWrapper::LibXmlWrapper() {
+  xmlInitParser();
+  document.reset(xmlNewDoc(xml("1.0")));
+}
+
+LibXmlWrapper::LibXmlWrapper(std::string name) : fileName(std::move(name)) {
+  xmlInitParser();
+  const QuietLibrary quiet;
+  document.reset(parseFile(fileName));
+  if (!document) std::fprintf(stderr, "Error: unable to parse file \"%s\"\n", fileName.c_str());
+}
+
+LibXmlWrapper::LibXmlWrapper(char* buffer, unsigned long size) {
+  xmlInitParser();
+  const QuietLibrary quiet;
+  document.reset(parseMemory(buffer, size));
+}
+
+LibXmlWrapper::~LibXmlWrapper() = default;
+
+std::string LibXmlWrapper::getXPathElement(const char* xpath) {
+  const QuietLibrary quiet;
+  const NodeSet nodes(document.get(), xpath);
+  if (!nodes.report() || nodes.size() != 1) return std::string();
+  return contentOf(nodes[0]);
+}
+
+std::string LibXmlWrapper::getXPathStringValue(const char* xpath) {
+  return getXPathElement(xpath);
+}
+
+bool LibXmlWrapper::getXPathBoolValue(const char* xpath) {
+  const std::string text = getXPathElement(xpath);
+  if (text.empty()) throw std::exception();
+  return text == "true" || text == "TRUE";
+}
+
+unsigned long LibXmlWrapper::getXPathUnsignedLongValue(const char* xpath) {
+  const std::string text = getXPathElement(xpath);
+  if (text.empty()) throw std::exception();
+  errno = 0;
+  char* end = nullptr;
+  const unsigned long value = std::strtoul(text.c_str(), &end, 10);
+  // Not every platform reports a text without digits as an error.
+  if (errno != 0 || end == text.c_str()) throw std::exception();
+  return value;
+}
+
+bool LibXmlWrapper::isXPathElementExists(const char* xpath) {
+  const QuietLibrary quiet;
+  return NodeSet(document.get(), xpath).size() == 1;
+}
+
+std::vector<std::string> LibXmlWrapper::getXPathAllElement(const char* xpath) {
+  const QuietLibrary quiet;
+  const NodeSet nodes(document.get(), xpath);
+  nodes.report();
+  std::vector<std::string> texts;
+  for (int i = 0; i < nodes.size(); ++i) texts.push_back(contentOf(nodes[i]));
+  return texts;
+}
+
+std::list<std::string> LibXmlWrapper::getXPathElementAttribute(const char* xpath,
+                                                               const char* attributeName) {
+  const QuietLibrary quiet;
+  const NodeSet nodes(document.get(), xpath);
+  if (!nodes.report()) return {std::string()};
+  std::list<std::string> values;
+  for (int i = 0; i < nodes.size(); ++i) {
+    if (!isElement(nodes[i])) continue;
+    if (const Text value = attributeOf(nodes[i], attributeName)) {
+      values.push_back(toString(value.get()));
+    }
+  }
+  return values;
+}
+
+std::list<std::vector<std::string>> LibXmlWrapper::getXPathAllElementAttribute(
+    const char* xpath, const char* childName, const char* attributeName) {
+  const QuietLibrary quiet;
+  const NodeSet nodes(document.get(), xpath);
+  nodes.report();
+  return rowsOf(nodes, childName, [&](xmlNode* child) {
+    return isElement(child) ? toString(attributeOf(child, attributeName).get()) : std::string();
+  });
+}
+
+std::list<std::vector<std::string>> LibXmlWrapper::getXPathAllElement(const char* xpath,
+                                                                      const char* childName,
+                                                                      const char* defaultValue) {
+  const QuietLibrary quiet;
+  const NodeSet nodes(document.get(), xpath);
+  nodes.report();
+  auto rows = rowsOf(nodes, childName, [&](xmlNode* child) {
+    return toString(Text(xmlNodeListGetString(document.get(), firstChild(child), 1)).get());
+  });
+  for (auto& row : rows) {
+    if (row.empty() && defaultValue) row.emplace_back(defaultValue);
+  }
+  return rows;
+}
+
+void LibXmlWrapper::PrintRootElement() {
+  if (!xmlDocGetRootElement(document.get())) std::fputs("Empty Document\n", stderr);
+}
+
+void LibXmlWrapper::PrintChildrenName(xmlNode* node) {
+  if (!node) node = xmlDocGetRootElement(document.get());
+  if (!node) return;
+  for (const xmlNode* child = firstChild(node); child; child = child->next) {
+  }
+}
+
+bool LibXmlWrapper::setXPathElement(const char* xpath, const char* value) {
+  const QuietLibrary quiet;
+  NodeSet nodes(document.get(), xpath);
+  if (!nodes.report() || !has(nodes, Wanted::OnlyNode)) return false;
+  xmlNodeSetContent(nodes[0], xml(value));
+  nodes.forget(0);
+  return true;
+}
+
+bool LibXmlWrapper::setXPathElementAttribute(const char* xpath, const char* attributeName,
+                                             const char* value) {
+  const QuietLibrary quiet;
+  const NodeSet nodes(document.get(), xpath);
+  return nodes.report() && has(nodes, Wanted::OnlyNode) &&
+         setAttribute(nodes, attributeName, value);
+}
+
+bool LibXmlWrapper::setXPathElementAttributeEx(const char* xpath, const char* attributeName,
+                                               const char* value) {
+  if (!xpath) {
+    std::fputs("Error: Null query passed\n", stderr);
+    return false;
+  }
+  const QuietLibrary quiet;
+  const NodeSet nodes(document.get(), xpath);
+  if (!nodes.report()) return false;
+  if (!has(nodes, Wanted::LastNode)) {
+    std::fputs("Error: size is zero\n", stderr);
+    return false;
+  }
+  return setAttribute(nodes, attributeName, value);
+}
+
+bool LibXmlWrapper::AddNewElementNode(const char* xpath, const char* name, const char* content) {
+  const QuietLibrary quiet;
+  if (!xpath) {
+    replaceRoot(document.get(), name);
+    return false;
+  }
+  const NodeSet nodes(document.get(), xpath);
+  return nodes.report() && has(nodes, Wanted::OnlyNode) && addChild(nodes, name, content);
+}
+
+bool LibXmlWrapper::AddNewElementNodeEx(const char* xpath, const char* name, const char* content) {
+  const QuietLibrary quiet;
+  if (!xpath) {
+    replaceRoot(document.get(), name);
+    return false;
+  }
+  const NodeSet nodes(document.get(), xpath);
+  if (!nodes.report()) return false;
+  if (!has(nodes, Wanted::LastNode)) {
+    std::fputs("Error: size if zero", stderr);
+    return false;
+  }
+  return addChild(nodes, name, content);
+}
+
+int LibXmlWrapper::AddNewNode(char* name, char* content) {
+  const QuietLibrary quiet;
+  xmlNode* root = xmlDocGetRootElement(document.get());
+  xmlNode* added = root ? xmlNewChild(root, nullptr, xml(name), xml(content)) : nullptr;
+  if (added) xmlSetProp(added, xml("uri"), xml(kAddedNodeUri));
+  return xmlSaveFormatFileEnc(fileName.c_str(), document.get(), kEncoding, 1);
+}
+
+void LibXmlWrapper::addXMLHeader(const char* version, const char* encoding) {
+  const QuietLibrary quiet;
+  xmlDoc* created = nullptr;
+  const std::unique_ptr<xmlTextWriter, FreeWriter> writer(xmlNewTextWriterDoc(&created, 0));
+  if (created) document.reset(created);
+  if (!writer || xmlTextWriterStartDocument(writer.get(), version, encoding, nullptr) < 0) {
+    std::fputs("Error at xmlTextWriterStartDocument\n", stderr);
+  }
+}
+
+bool LibXmlWrapper::SaveToFile(char* path) {
+  const QuietLibrary quiet;
+  if (path) xmlSaveFormatFileEnc(path, document.get(), kEncoding, 1);
+  return true;
+}
+
+bool LibXmlWrapper::SaveToMemory(std::string& out) {
+  const QuietLibrary quiet;
+  xmlChar* buffer = nullptr;
+  int size = 0;
+  xmlDocDumpFormatMemoryEnc(document.get(), &buffer, &size, kEncoding, 1);
+  const Text text(buffer);
+  out.assign(text ? reinterpret_cast<const char*>(text.get()) : "",
+             text && size > 0 ? static_cast<std::size_t>(size) : 0);
+  return true;
+}
