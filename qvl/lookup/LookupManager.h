@@ -11,6 +11,10 @@
 
 namespace QVL {
 
+namespace BusinessLogic {
+class Postfix;
+}
+
 // Keeps data sets under numbers and answers, for one request at a time, whether the business logic,
 // a boolean expression over those numbers such as (1|2)&!3, is true.
 //
@@ -71,6 +75,8 @@ class QVL_EXPORT LookupManager : public ILookupManager {
   bool lookupInDataSet(unsigned int& number, ILookupData& request);
 
  private:
+  bool evaluate(const BusinessLogic::Postfix& logic, ILookupData& request);
+
   struct State;  // registry, mutex, logic and memo
   std::unique_ptr<State> m_state;
 };
