@@ -14,6 +14,7 @@
 namespace QVL {
 
 class CompiledPattern;
+struct ConstructorTexts;
 struct RuleTexts;
 
 // A rule with a text, an access type and a compiled expression. A derived class says which texts it
@@ -68,8 +69,6 @@ class QVL_EXPORT Avoidance : public IAvoidance {
   bool wildCardSearch() const;
 
  private:
-  friend class PatternView;
-
   // Is this a rule text of the kind?
   virtual bool acceptsText(const std::string& text) const = 0;
 
@@ -79,8 +78,7 @@ class QVL_EXPORT Avoidance : public IAvoidance {
   // The part of a request that the expression is matched against.
   virtual std::string_view inputOf(const LookupData& request) const;
 
-  void createAs(std::string text, const char* constructor, const char* refused,
-                const char* notBuilt);
+  void createFrom(std::string text, const ConstructorTexts& texts);
 
   struct State;  // text, access type, flags and compiled expression
   std::unique_ptr<State> m_state;

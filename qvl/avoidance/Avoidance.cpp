@@ -1,0 +1,128 @@
+#include "qvl/avoidance/Avoidance.h"
+
+#include <boost/locale/encoding_utf.hpp>
+#include <utility>
+
+#include "qvl/avoidance/CompiledPattern.h"
+#include "qvl/avoidance/RuleTexts.h"
+#include "qvl/core/QVLException.h"
+#include "qvl/core/RequestCast.h"
+#include "qvl/trace/TraceCall.h"
+
+namespace QVL {
+
+struct Avoidance::State {
+  const RuleTexts& texts;
+  std::string m_key;
+  AccessTypes m_accessType;
+  std::unique_ptr<const CompiledPattern> m_regex;
+  unsigned char m_wildCardSearch = 1;
+  unsigned char m_caseSensitiveSearch = 1;
+};
+
+Avoidance::Avoidance(const RuleTexts& texts, AccessTypes accessType)
+    : m_state(new State{texts, {}, accessType, nullptr}) {}
+
+Avoidance::~Avoidance() = default;
+
+void Avoidance::create(std::string text) {
+  trace(m_state->texts.narrow.call);
+  createFrom(std::move(text), m_state->texts.narrow);
+}
+
+void Avoidance::create(const std::wstring& text) {
+  trace(m_state->texts.wide.call);
+  // As a C string: a wide text ends at its first NUL.
+  createFrom(boost::locale::conv::utf_to_utf<char>(text.c_str()), m_state->texts.wide);
+}
+
+void Avoidance::createFrom(std::string text, const ConstructorTexts& texts) {
+  if (!validate(std::move(text), m_state->m_accessType)) {
+    throw QVLException(QVLException::kCode, texts.refused);
+  }
+  if (!updateRegex()) throw QVLException(QVLException::kCode, texts.notBuilt);
+}
+
+bool Avoidance::validate(std::string text, AccessTypes accessType) {
+  trace("validate");
+  if (!acceptsText(text)) return false;
+  m_state->m_key = std::move(text);
+  m_state->m_accessType = accessType;
+  return true;
+}
+
+bool Avoidance::updateRegex() {
+  trace("updateRegex");
+  try {
+    std::string expression;
+    if (!buildExpression(expression)) return false;
+    m_state->m_regex =
+        std::make_unique<CompiledPattern>(expression, m_state->m_caseSensitiveSearch != 0);
+    return true;
+  } catch (...) {
+    return false;
+  }
+}
+
+bool Avoidance::canAvoid(ILookupData& request) {
+  trace("canAvoid");
+  const LookupData* const lookupData = asLookupData(request);
+  return lookupData && matches(inputOf(*lookupData));
+}
+
+bool Avoidance::canAvoidWithAccessType(ILookupData& request, bool /*flag*/) {
+  trace("canAvoidWithAccessType");
+  const LookupData* const lookupData = asLookupData(request);
+  return lookupData && matches(inputOf(*lookupData)) && fitsAccessTypeOf(*lookupData);
+}
+
+std::string Avoidance::getKey() const {
+  trace("getKey");
+  return m_state->m_key;
+}
+
+void Avoidance::enableCaseSensitiveSearch() {
+  m_state->m_caseSensitiveSearch = 1;
+}
+void Avoidance::disableCaseSensitiveSearch() {
+  m_state->m_caseSensitiveSearch = 0;
+}
+void Avoidance::setCaseSensitiveSearch(unsigned char caseSensitive) {
+  m_state->m_caseSensitiveSearch = caseSensitive;
+}
+
+void Avoidance::enableWildCardSearch() {
+  m_state->m_wildCardSearch = 1;
+}
+void Avoidance::disableWildCardSearch() {
+  m_state->m_wildCardSearch = 0;
+}
+void Avoidance::setWildCardSearch(unsigned char wildCards) {
+  m_state->m_wildCardSearch = wildCards;
+}
+
+bool Avoidance::matches(std::string_view text) const {
+  return m_state->m_regex->matches(text);
+}
+
+bool Avoidance::fitsAccessTypeOf(const LookupData& request) const {
+  return accessTypeFits(m_state->m_accessType, request.m_accessType);
+}
+
+void Avoidance::trace(const char* operation) const {
+  traceCall(m_state->texts.className, operation);
+}
+
+const std::string& Avoidance::text() const {
+  return m_state->m_key;
+}
+
+bool Avoidance::wildCardSearch() const {
+  return m_state->m_wildCardSearch != 0;
+}
+
+std::string_view Avoidance::inputOf(const LookupData& request) const {
+  return request.m_filePath;
+}
+
+}  // namespace QVL

@@ -1,0 +1,48 @@
+#include "qvl/avoidance/ProcessAvoidance.h"
+
+#include <utility>
+
+#include "qvl/avoidance/RuleTexts.h"
+
+namespace QVL {
+
+ProcessAvoidance::ProcessAvoidance(std::string processName, AccessTypes accessType,
+                                   unsigned char useDefaultFolder, std::string defaultFolder)
+    : PatternAvoidance(kProcessTexts, accessType),
+      m_useDefaultFolder(useDefaultFolder),
+      m_defaultFolder(std::move(defaultFolder)) {
+  create(std::move(processName));
+}
+
+ProcessAvoidance::ProcessAvoidance(std::wstring processName, AccessTypes accessType,
+                                   unsigned char useDefaultFolder, std::string defaultFolder)
+    : PatternAvoidance(kProcessTexts, accessType),
+      m_useDefaultFolder(useDefaultFolder),
+      m_defaultFolder(std::move(defaultFolder)) {
+  create(processName);
+}
+
+ProcessAvoidance::~ProcessAvoidance() {
+  trace("~ProcessAvoidance");
+}
+
+// Of any length, unlike a path.
+bool ProcessAvoidance::acceptsText(const std::string& text) const {
+  return !text.empty() && text.back() != '/';
+}
+
+// A name that is no path and names no keyword stands for a program in the default folder.
+bool ProcessAvoidance::prepareForKeywords(std::string& expression) const {
+  if (!m_useDefaultFolder) return true;
+  if (m_defaultFolder.empty()) return false;
+  if (text().find_first_of("/%") == std::string::npos) {
+    expression = m_defaultFolder + "/" + expression;
+  }
+  return true;
+}
+
+std::string_view ProcessAvoidance::inputOf(const LookupData& request) const {
+  return request.m_processName;
+}
+
+}  // namespace QVL
