@@ -72,7 +72,7 @@ class QVL_EXPORT DataSet : public IDataSet {
     bool wildCardSearch;
   };
 
-  // `kind` outlives the data set. The derived constructor traces itself, last.
+  // The derived constructor traces itself, last.
   explicit DataSet(const Kind& kind);
 
   static bool byteOrder(const std::string& a, const std::string& b);
@@ -95,8 +95,10 @@ class QVL_EXPORT DataSet : public IDataSet {
   virtual void ruleMatched(AccessCheck check) const;
 
   bool anyRuleMatches(LookupData& request, AccessCheck check);
-  void changeEveryRule(const char* operation, bool& setting, bool value,
-                       void (IAvoidance::*change)());
+
+  // Changes a setting of every rule, in key order, and has each recompile.
+  template <typename Change>
+  void changeEveryRule(Change change);
 
   struct State;  // rules, mutex, switches, settings and keywords
   std::unique_ptr<State> m_state;
