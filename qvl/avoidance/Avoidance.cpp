@@ -18,6 +18,12 @@ struct Avoidance::State {
   std::unique_ptr<const CompiledPattern> m_regex;
   unsigned char m_wildCardSearch = 1;
   unsigned char m_caseSensitiveSearch = 1;
+
+  // Is this what is compiled already?
+  bool holds(const std::string& expression, bool caseSensitive) const {
+    return m_regex && m_regex->caseSensitive() == caseSensitive &&
+           m_regex->expression() == expression;
+  }
 };
 
 Avoidance::Avoidance(const RuleTexts& texts, AccessTypes accessType)
@@ -56,8 +62,10 @@ bool Avoidance::updateRegex() {
   try {
     std::string expression;
     if (!buildExpression(expression)) return false;
-    m_state->m_regex =
-        std::make_unique<CompiledPattern>(expression, m_state->m_caseSensitiveSearch != 0);
+    const bool caseSensitive = m_state->m_caseSensitiveSearch != 0;
+    if (!m_state->holds(expression, caseSensitive)) {
+      m_state->m_regex = std::make_unique<const CompiledPattern>(expression, caseSensitive);
+    }
     return true;
   } catch (...) {
     return false;
@@ -102,7 +110,9 @@ void Avoidance::setWildCardSearch(unsigned char wildCards) {
 }
 
 bool Avoidance::matches(std::string_view text) const {
-  return m_state->m_regex->matches(text);
+  std::string foldBuffer;
+  Subject subject(text, foldBuffer);
+  return m_state->m_regex->matches(subject);
 }
 
 bool Avoidance::fitsAccessTypeOf(const LookupData& request) const {

@@ -1,22 +1,53 @@
 #include "qvl/avoidance/CompiledPattern.h"
 
+#include <algorithm>
+#include <boost/regex/icu.hpp>
+#include <optional>
+#include <stdexcept>
+
+#include "qvl/avoidance/Expression.h"
+
 namespace QVL {
 
-namespace {
-
-boost::u32regex compile(const std::string& expression, bool caseSensitive) {
-  boost::regex_constants::syntax_option_type options = boost::regex_constants::perl;
-  if (!caseSensitive) options |= boost::regex_constants::icase;
-  return boost::make_u32regex(expression, options);
-}
-
-}  // namespace
+struct CompiledPattern::Engine {
+  boost::u32regex regex;
+};
 
 CompiledPattern::CompiledPattern(const std::string& expression, bool caseSensitive)
-    : m_regex(compile(expression, caseSensitive)) {}
+    : m_expression(expression), m_caseSensitive(caseSensitive) {
+  const auto alternatives = alternativesOf(expression, caseSensitive);
+  if (alternatives && std::all_of(alternatives->begin(), alternatives->end(), Glob::canMatch)) {
+    m_globs.reserve(alternatives->size());
+    for (const GlobSteps& steps : *alternatives) m_globs.emplace_back(steps);
+    return;
+  }
+  boost::regex_constants::syntax_option_type options = boost::regex_constants::perl;
+  if (!caseSensitive) options |= boost::regex_constants::icase;
+  m_engine.reset(new Engine{boost::make_u32regex(expression, options)});
+}
 
-bool CompiledPattern::matches(std::string_view text) const {
-  return boost::u32regex_match(text.data(), text.data() + text.size(), m_regex);
+CompiledPattern::~CompiledPattern() = default;
+
+bool CompiledPattern::matches(Subject& subject) const {
+  if (m_engine) {
+    const std::string_view text = subject.text();
+    return boost::u32regex_match(text.data(), text.data() + text.size(), m_engine->regex);
+  }
+  // Folding, too, stops at the first character that cannot be read.
+  const std::string_view readable =
+      m_caseSensitive ? subject.text().substr(0, subject.validPrefix()) : subject.folded();
+  if (subject.isUtf8()) {
+    return std::any_of(m_globs.begin(), m_globs.end(),
+                       [&](const Glob& glob) { return glob.matches(readable, subject.isAscii()); });
+  }
+  // The engine throws when it comes to that character, and before it starts on a text that is cut
+  // off.
+  if (subject.isCutOff() || std::any_of(m_globs.begin(), m_globs.end(), [&](const Glob& glob) {
+        return glob.wantsMoreAfter(readable);
+      })) {
+    throw std::out_of_range("The text to be matched is not UTF-8.");
+  }
+  return false;
 }
 
 }  // namespace QVL
