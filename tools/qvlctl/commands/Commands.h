@@ -1,0 +1,50 @@
+// The commands of qvlctl, and what they share.
+
+#ifndef QVLCTL_COMMANDS_COMMANDS_H
+#define QVLCTL_COMMANDS_COMMANDS_H
+
+#include <qvl/qvl.h>
+
+#include <functional>
+#include <string>
+
+#include "CLI/CLI.hpp"
+#include "policy/Engine.h"
+#include "policy/Policy.h"
+
+namespace qvlctl {
+
+// Exit statuses, as those of grep.
+enum ExitStatus { kYes = 0, kNo = 1, kTrouble = 2 };
+
+// What runs when the command line has been read; its result is the exit status.
+using Action = std::function<int()>;
+
+// Each adds one command. When that is the one on the command line, parsing sets `action`.
+void addLookupCommand(CLI::App& app, Action& action);
+void addAuditCommand(CLI::App& app, Action& action);
+void addTraceLevelCommand(CLI::App& app, Action& action);
+
+// A policy, and what every request asked under it has in common.
+struct QuestionOptions {
+  std::string policyFile;
+  std::string process;
+  std::string access = "read";
+  bool trace = false;
+};
+
+void addQuestionOptions(CLI::App& command, QuestionOptions& options);
+
+// A policy that is ready to be asked.
+struct Question {
+  // Reads the policy and tells its warnings on standard error. Throws Trouble.
+  explicit Question(const QuestionOptions& options);
+
+  const Policy policy;
+  Engine engine;
+  QVL::LookupData request;  // process and access type are filled in
+};
+
+}  // namespace qvlctl
+
+#endif  // QVLCTL_COMMANDS_COMMANDS_H

@@ -1,0 +1,102 @@
+#include <unistd.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "commands/Commands.h"
+#include "fmt/format.h"
+#include "io/Output.h"
+#include "io/PathReader.h"
+
+namespace qvlctl {
+namespace {
+
+struct LookupOptions {
+  QuestionOptions question;
+  bool zeroSeparated = false;
+  std::vector<std::string> paths;
+};
+
+std::string commaSeparated(const std::vector<unsigned int>& numbers) {
+  if (numbers.empty()) return "-";
+  return fmt::format("{}", fmt::join(numbers, ","));
+}
+
+class Lookup {
+ public:
+  explicit Lookup(const LookupOptions& options)
+      : m_options(options), m_question(options.question) {}
+
+  int run() {
+    if (m_options.paths.empty()) {
+      askStandardInput();
+    } else {
+      for (const std::string& path : m_options.paths) {
+        path == "-" ? askStandardInput() : ask(path);
+      }
+    }
+    m_output.flush();
+    if (m_relativePaths > 0) {
+      complain(fmt::format(
+          "note: {} not absolute; a scanner asks for full paths, and only rules that begin with a "
+          "wildcard, and file types, can match anything else",
+          m_relativePaths == 1 ? "1 path is" : grouped(m_relativePaths) + " paths are"));
+    }
+    return m_anyExcluded ? kYes : kNo;
+  }
+
+ private:
+  void askStandardInput() {
+    PathReader reader(STDIN_FILENO, m_options.zeroSeparated ? '\0' : '\n',
+                      [this] { m_output.flush(); });
+    for (std::string_view path; reader.next(path);) ask(path);
+  }
+
+  void ask(std::string_view path) {
+    m_question.request.m_filePath = path;
+    const bool isExcluded = m_question.engine.isExcluded(m_question.request);
+    m_anyExcluded |= isExcluded;
+    if (!path.empty() && path.front() != '/') ++m_relativePaths;
+    m_output.print("{}  {:<7}  {}\n", isExcluded ? m_excluded : m_scan,
+                   commaSeparated(m_question.request.m_matchIdentifiers), escaped(path));
+  }
+
+  const LookupOptions& m_options;
+  Question m_question;
+  Output m_output;
+  const std::string m_excluded = m_output.coloured(Colour::Excluded, "excluded");
+  const std::string m_scan = "scan    ";
+  bool m_anyExcluded = false;
+  std::uint64_t m_relativePaths = 0;
+};
+
+}  // namespace
+
+void addLookupCommand(CLI::App& app, Action& action) {
+  CLI::App& command =
+      *app.add_subcommand("lookup", "Ask about single files: excluded, or scanned?");
+  const auto options = std::make_shared<LookupOptions>();
+  addQuestionOptions(command, options->question);
+  command.add_flag("-0,--null", options->zeroSeparated,
+                   "Paths on standard input end in a zero byte, as `find -print0` writes them");
+  command
+      .add_option(
+          "PATH", options->paths,
+          "Full paths, taken as they stand; the files need not exist, but an age rule looks "
+          "at them. `-`, or no PATH: read paths from standard input, one a line")
+      ->type_name("");
+  command.footer(
+      "Prints a line for each path: the verdict (`excluded` or `scan`), the numbers of the data\n"
+      "sets that were asked and matched (`-`: none), and the path. Bytes of a path that cannot be\n"
+      "printed are shown as \\xNN.\n"
+      "\n"
+      "Exit status: 0 at least one path is excluded, 1 none is, 2 trouble.\n"
+      "\n"
+      "  qvlctl lookup --policy policy.xml --access write /var/log/syslog\n"
+      "  find / -print0 | qvlctl lookup --policy policy.xml -0");
+  command.callback([options, &action] { action = [options] { return Lookup(*options).run(); }; });
+}
+
+}  // namespace qvlctl

@@ -1,0 +1,66 @@
+// What qvlctl writes: buffered standard output, and texts made fit for a terminal.
+
+#ifndef QVLCTL_IO_OUTPUT_H
+#define QVLCTL_IO_OUTPUT_H
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "fmt/format.h"
+
+namespace qvlctl {
+
+// A text of any bytes as one printable line: what is no UTF-8, and control characters, become \xNN
+// (or \n, \t, \r), a backslash is doubled. Unambiguous: equal results mean equal texts.
+std::string escaped(std::string_view text);
+
+// 1234567 as "1,234,567".
+std::string grouped(std::uint64_t number);
+
+// A number of bytes as "12 bytes", "1.5 KiB", "3.4 GiB".
+std::string readableSize(std::uint64_t bytes);
+
+// "1 file", "2,345 files".
+std::string counted(std::uint64_t number, const char* singular, const char* plural);
+
+// A share as "12.3 %"; "0.0 %" of nothing.
+std::string percentage(std::uint64_t part, std::uint64_t whole);
+
+// Writes all of `text` to a descriptor; false, with errno set, when that fails.
+bool writeAll(int descriptor, std::string_view text);
+
+// "qvlctl: <message>" on standard error. Anything buffered for standard output is not touched.
+void complain(std::string_view message);
+
+// Terminal colours by their meaning here.
+enum class Colour { None, Excluded, Heading };
+
+// Standard output, buffered. Throws Trouble when it cannot be written to.
+class Output {
+ public:
+  Output();
+
+  template <typename... Arguments>
+  void print(fmt::format_string<Arguments...> format, Arguments&&... arguments) {
+    fmt::format_to(std::back_inserter(m_buffer), format, std::forward<Arguments>(arguments)...);
+    if (m_buffer.size() >= kFlushAt) flush();
+  }
+
+  // The text in a colour, when standard output is a terminal that may show colours.
+  std::string coloured(Colour colour, std::string_view text) const;
+
+  // Hands everything to the operating system. To be called before the program ends or waits.
+  void flush();
+
+ private:
+  static constexpr std::size_t kFlushAt = 65536;
+
+  const bool m_useColour;
+  fmt::memory_buffer m_buffer;
+};
+
+}  // namespace qvlctl
+
+#endif  // QVLCTL_IO_OUTPUT_H

@@ -1,0 +1,54 @@
+#include "io/PathReader.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "fmt/format.h"
+#include "io/Files.h"
+#include "io/Trouble.h"
+
+namespace qvlctl {
+
+PathReader::PathReader(int descriptor, char separator, std::function<void()> beforeWaiting)
+    : m_descriptor(descriptor), m_separator(separator), m_beforeWaiting(std::move(beforeWaiting)) {}
+
+bool PathReader::next(std::string_view& text) {
+  for (;;) {
+    const std::size_t end = m_buffer.find(m_separator, m_scanned);
+    if (end != std::string::npos) {
+      text = std::string_view(m_buffer).substr(m_start, end - m_start);
+      m_start = m_scanned = end + 1;
+      return true;
+    }
+    m_scanned = m_buffer.size();
+    if (readMore()) continue;
+    if (m_start == m_buffer.size()) return false;
+    text = std::string_view(m_buffer).substr(m_start);
+    m_start = m_scanned = m_buffer.size();
+    return true;
+  }
+}
+
+bool PathReader::readMore() {
+  m_beforeWaiting();
+  m_buffer.erase(0, m_start);
+  m_scanned -= m_start;
+  m_start = 0;
+
+  constexpr std::size_t kBlock = 65536;
+  const std::size_t held = m_buffer.size();
+  m_buffer.resize(held + kBlock);
+  ssize_t count;
+  do {
+    count = ::read(m_descriptor, m_buffer.data() + held, kBlock);
+  } while (count < 0 && errno == EINTR);
+  if (count < 0) {
+    throw Trouble(fmt::format("cannot read the paths: {}", errorText(errno)));
+  }
+  m_buffer.resize(held + static_cast<std::size_t>(count));
+  return count > 0;
+}
+
+}  // namespace qvlctl

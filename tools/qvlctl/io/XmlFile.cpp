@@ -1,0 +1,34 @@
+#include "io/XmlFile.h"
+
+#include <algorithm>
+
+#include "fmt/format.h"
+#include "io/Files.h"
+#include "io/Output.h"
+#include "io/Trouble.h"
+
+namespace qvlctl {
+
+XmlFile::XmlFile(const std::string& file)
+    : m_text(readFile(file)), m_document(m_text.data(), m_text.size()) {
+  const std::size_t zero = m_text.find('\0');
+  if (zero != std::string::npos) {
+    const auto line =
+        1 + std::count(m_text.begin(), m_text.begin() + static_cast<std::ptrdiff_t>(zero), '\n');
+    throw Trouble(
+        fmt::format("{}:{}: expected XML in UTF-8, found a zero byte", escaped(file), line));
+  }
+  if (m_text.empty()) throw Trouble(fmt::format("{}: expected XML, found nothing", escaped(file)));
+  if (!m_document.isXPathElementExists("/*")) {
+    throw Trouble(
+        fmt::format("{0}: not well-formed XML. A literal & is written &amp; and a literal < is "
+                    "written &lt;; `xmllint --noout {0}` names the line",
+                    escaped(file)));
+  }
+}
+
+std::size_t XmlFile::count(const std::string& xpath) {
+  return m_document.getXPathAllElement(xpath.c_str()).size();
+}
+
+}  // namespace qvlctl

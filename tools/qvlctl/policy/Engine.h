@@ -1,0 +1,57 @@
+// The engine's objects, made from a policy.
+
+#ifndef QVLCTL_POLICY_ENGINE_H
+#define QVLCTL_POLICY_ENGINE_H
+
+#include <qvl/qvl.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "policy/Policy.h"
+
+namespace qvlctl {
+
+// Something about a policy that its author should know although it can be used.
+struct Warning {
+  Position position;
+  std::string message;
+};
+
+// A lookup manager that holds a policy's data sets and logic.
+class Engine {
+ public:
+  // Throws Trouble, whose message names the place and holds the engine's own words, when the engine
+  // refuses the logic, a keyword or a rule, or would not do with them what the policy says.
+  explicit Engine(const Policy& policy);
+
+  // What was found while building, in the order of the file.
+  const std::vector<Warning>& warnings() const { return m_warnings; }
+
+  // Is the access excluded from scanning? The numbers of the data sets that were asked and matched
+  // replace those in the request. Throws Trouble when the logic cannot be evaluated.
+  bool isExcluded(QVL::LookupData& request);
+
+ private:
+  void checkLogic(const Policy& policy, const std::string& logic);
+  void addDataSet(const Policy& policy, std::size_t index);
+  void addRule(const Policy& policy, std::size_t dataSet, std::size_t rule, QVL::IDataSet& target);
+
+  QVL::LookupManager m_manager;
+  std::vector<Warning> m_warnings;
+};
+
+// The logic as the engine reads it: line breaks count as blanks in a policy file.
+std::string logicForEngine(const Policy& policy);
+
+// A data set with its switches and keywords, without rules.
+std::shared_ptr<QVL::IDataSet> makeDataSet(const DataSet& dataSet);
+
+// A rule by itself, with the switches and keywords of its data set. Throws QVLException when the
+// engine refuses it.
+std::unique_ptr<QVL::IAvoidance> makeRule(const DataSet& dataSet, const Rule& rule);
+
+}  // namespace qvlctl
+
+#endif  // QVLCTL_POLICY_ENGINE_H

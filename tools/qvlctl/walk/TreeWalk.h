@@ -1,0 +1,41 @@
+// Walks a directory tree.
+
+#ifndef QVLCTL_WALK_TREE_WALK_H
+#define QVLCTL_WALK_TREE_WALK_H
+
+#include <sys/stat.h>
+
+#include <string>
+
+namespace qvlctl {
+
+// What a walk meets. Paths are valid during the call only.
+class TreeVisitor {
+ public:
+  virtual ~TreeVisitor() = default;
+
+  // A folder begins; what is inside it follows, then its end.
+  virtual void folderBegins(const std::string& path) = 0;
+  virtual void folderEnds(const std::string& path) = 0;
+
+  // A regular file.
+  virtual void file(const std::string& path, const struct stat& status) = 0;
+
+  // A folder inside the one that began last, or that folder itself, cannot be opened or read on, or
+  // an entry in it cannot be examined. `error` is an errno value.
+  virtual void unreadable(const std::string& path, int error) = 0;
+};
+
+struct WalkOptions {
+  bool oneFileSystem = false;  // leave out folders on other file systems than the root's
+};
+
+// Walks the tree under the folder `root`, an absolute path without symbolic links. No symbolic link
+// is followed, in whatever moment it appears. Names may hold any bytes and paths be of any length.
+// What disappears or turns into something else meanwhile is passed over. At most 64 folders are
+// open at a time. Throws Trouble when the root cannot be opened.
+void walkTree(const std::string& root, const WalkOptions& options, TreeVisitor& visitor);
+
+}  // namespace qvlctl
+
+#endif  // QVLCTL_WALK_TREE_WALK_H
