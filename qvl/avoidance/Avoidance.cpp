@@ -5,6 +5,7 @@
 
 #include "qvl/avoidance/CompiledPattern.h"
 #include "qvl/avoidance/RuleTexts.h"
+#include "qvl/avoidance/RuleView.h"
 #include "qvl/core/QVLException.h"
 #include "qvl/core/RequestCast.h"
 #include "qvl/trace/TraceCall.h"
@@ -18,6 +19,7 @@ struct Avoidance::State {
   std::unique_ptr<const CompiledPattern> m_regex;
   unsigned char m_wildCardSearch = 1;
   unsigned char m_caseSensitiveSearch = 1;
+  PatternObserver* observer = nullptr;
 
   // Is this what is compiled already?
   bool holds(const std::string& expression, bool caseSensitive) const {
@@ -65,6 +67,7 @@ bool Avoidance::updateRegex() {
     const bool caseSensitive = m_state->m_caseSensitiveSearch != 0;
     if (!m_state->holds(expression, caseSensitive)) {
       m_state->m_regex = std::make_unique<const CompiledPattern>(expression, caseSensitive);
+      if (m_state->observer) m_state->observer->patternChanged(*this);
     }
     return true;
   } catch (...) {
@@ -129,6 +132,14 @@ const std::string& Avoidance::text() const {
 
 bool Avoidance::wildCardSearch() const {
   return m_state->m_wildCardSearch != 0;
+}
+
+const CompiledPattern& Avoidance::pattern() const {
+  return *m_state->m_regex;
+}
+
+void Avoidance::observe(PatternObserver* observer) const {
+  m_state->observer = observer;
 }
 
 std::string_view Avoidance::inputOf(const LookupData& request) const {

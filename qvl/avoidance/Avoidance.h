@@ -14,6 +14,7 @@
 namespace QVL {
 
 class CompiledPattern;
+class PatternObserver;
 struct ConstructorTexts;
 struct RuleTexts;
 
@@ -69,6 +70,8 @@ class QVL_EXPORT Avoidance : public IAvoidance {
   bool wildCardSearch() const;
 
  private:
+  friend class RuleView;
+
   // Is this a rule text of the kind?
   virtual bool acceptsText(const std::string& text) const = 0;
 
@@ -77,6 +80,9 @@ class QVL_EXPORT Avoidance : public IAvoidance {
 
   // The part of a request that the expression is matched against.
   virtual std::string_view inputOf(const LookupData& request) const;
+
+  const CompiledPattern& pattern() const;
+  void observe(PatternObserver* observer) const;
 
   void createFrom(std::string text, const ConstructorTexts& texts);
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "qvl/core/RequestCast.h"
+#include "qvl/dataset/RuleIndex.h"
 #include "qvl/trace/TraceCall.h"
 
 namespace QVL {
@@ -19,6 +20,7 @@ struct DataSet::State {
   explicit State(const Kind& kind)
       : className(kind.className),
         m_avoidances(kind.keyOrder),
+        index(kind.keyOrder),
         m_checkAccessType(kind.accessCheck != AccessCheck::None),
         m_checkAccessTypeAtDataSetLevelOnly(kind.accessCheck == AccessCheck::AtDataSetLevel),
         m_caseSensitiveSearch(kind.caseSensitiveSearch),
@@ -34,6 +36,7 @@ struct DataSet::State {
 
   boost::mutex m_mutex;
   std::map<std::string, std::unique_ptr<IAvoidance>, KeyOrder> m_avoidances;  // guarded by m_mutex
+  RuleIndex index;  // of m_avoidances, and guarded with it
 
   bool m_enabled = true;
   bool m_matchAnything = false;
@@ -134,13 +137,25 @@ bool DataSet::addToDataSet(std::unique_ptr<IAvoidance> rule) {
   rule->setWildCardSearch(m_state->m_wildCardSearch);
   // A rule that cannot be compiled with these settings keeps the expression it came with.
   rule->updateRegex();
-  return m_state->m_avoidances.try_emplace(rule->getKey(), std::move(rule)).second;
+  const auto [held, isNew] = m_state->m_avoidances.try_emplace(rule->getKey(), std::move(rule));
+  if (!isNew) return false;
+  try {
+    m_state->index.insert(held->first, *held->second);
+  } catch (...) {
+    m_state->m_avoidances.erase(held);
+    throw;
+  }
+  return true;
 }
 
 bool DataSet::removeFromDataSet(IAvoidance& rule) {
   trace("removeFromDataSet");
   const Lock lock(m_state->m_mutex);
-  return m_state->m_avoidances.erase(rule.getKey()) != 0;
+  const auto held = m_state->m_avoidances.find(rule.getKey());
+  if (held == m_state->m_avoidances.end()) return false;
+  m_state->index.erase(*held->second);
+  m_state->m_avoidances.erase(held);
+  return true;
 }
 
 bool DataSet::isPresentInDataSet(ILookupData& request) {
@@ -192,6 +207,11 @@ void DataSet::deciding(AccessCheck /*check*/) const {}
 void DataSet::ruleMatched(AccessCheck /*check*/) const {}
 
 bool DataSet::anyRuleMatches(LookupData& request, AccessCheck check) {
+  // The trace shows every rule being asked, so while it is written the rules are walked.
+  if (!traceFileTakes(kTraceLevel)) {
+    const auto answer = m_state->index.anyMatches(request, check == AccessCheck::ByEachRule);
+    if (answer) return *answer;
+  }
   for (const auto& [key, rule] : m_state->m_avoidances) {
     const bool matches = check == AccessCheck::ByEachRule
                              ? rule->canAvoidWithAccessType(request, false)

@@ -1,0 +1,48 @@
+#include "qvl/avoidance/RuleView.h"
+
+#include <typeinfo>
+
+#include "qvl/avoidance/FilePathAvoidance.h"
+#include "qvl/avoidance/FileTypeAvoidance.h"
+#include "qvl/avoidance/FolderAvoidance.h"
+#include "qvl/avoidance/ProcessAvoidance.h"
+
+namespace QVL {
+
+std::string_view inputOf(const LookupData& request, RuleInput input) {
+  if (input == RuleInput::ProcessName) return request.m_processName;
+  const std::string_view path = request.m_filePath;
+  if (input == RuleInput::FilePath) return path;
+  const std::size_t dot = path.rfind('.');
+  return dot == std::string_view::npos ? std::string_view() : path.substr(dot + 1);
+}
+
+const Avoidance* RuleView::of(const IAvoidance& rule) {
+  const std::type_info& type = typeid(rule);
+  if (type == typeid(FilePathAvoidance) || type == typeid(FolderAvoidance) ||
+      type == typeid(ProcessAvoidance) || type == typeid(FileTypeAvoidance)) {
+    return static_cast<const Avoidance*>(&rule);
+  }
+  return nullptr;
+}
+
+RuleInput RuleView::inputOf(const Avoidance& rule) {
+  const std::type_info& type = typeid(rule);
+  if (type == typeid(ProcessAvoidance)) return RuleInput::ProcessName;
+  if (type == typeid(FileTypeAvoidance)) return RuleInput::Extension;
+  return RuleInput::FilePath;
+}
+
+const CompiledPattern& RuleView::patternOf(const Avoidance& rule) {
+  return rule.pattern();
+}
+
+bool RuleView::fitsAccessTypeOf(const Avoidance& rule, const LookupData& request) {
+  return rule.fitsAccessTypeOf(request);
+}
+
+void RuleView::observe(const Avoidance& rule, PatternObserver* observer) {
+  rule.observe(observer);
+}
+
+}  // namespace QVL

@@ -1,0 +1,48 @@
+// What a rule of the library tells an index about itself. Private to the library.
+
+#ifndef QVL_AVOIDANCE_RULE_VIEW_H
+#define QVL_AVOIDANCE_RULE_VIEW_H
+
+#include <string_view>
+
+#include "qvl/avoidance/Avoidance.h"
+#include "qvl/core/IAvoidance.h"
+#include "qvl/core/LookupData.h"
+
+namespace QVL {
+
+class CompiledPattern;
+
+// The part of a request that a rule's expression is matched against.
+enum class RuleInput { FilePath, ProcessName, Extension };
+constexpr std::size_t kRuleInputs = 3;
+
+std::string_view inputOf(const LookupData& request, RuleInput input);
+
+// Told when a rule has a new compiled pattern, which replaces the one it had.
+class PatternObserver {
+ public:
+  virtual void patternChanged(const IAvoidance& rule) = 0;
+
+ protected:
+  ~PatternObserver() = default;
+};
+
+// A rule whose answer is known to be "its pattern matches this input, and its access type fits".
+class RuleView {
+ public:
+  // Null for every rule of which that cannot be said: those of a host's own class, those of a class
+  // derived from ours, which may answer as it likes, and file age rules.
+  static const Avoidance* of(const IAvoidance& rule);
+
+  static RuleInput inputOf(const Avoidance& rule);
+  static const CompiledPattern& patternOf(const Avoidance& rule);
+  static bool fitsAccessTypeOf(const Avoidance& rule, const LookupData& request);
+
+  // From now on `observer` is told; null ends that. A rule has one observer, its data set.
+  static void observe(const Avoidance& rule, PatternObserver* observer);
+};
+
+}  // namespace QVL
+
+#endif  // QVL_AVOIDANCE_RULE_VIEW_H

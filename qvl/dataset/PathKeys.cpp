@@ -1,0 +1,138 @@
+#include "qvl/dataset/PathKeys.h"
+
+#include <string>
+
+namespace QVL {
+namespace PathKeys {
+namespace {
+
+// A prefix key of more components than fit the mask of depths is not made.
+constexpr unsigned kDeepest = 63;
+
+std::uint64_t hashOf(std::string_view piece) {
+  return PathKeys::hashOf(piece.data(), piece.size(), piece.data(), piece.data() + piece.size());
+}
+
+// Collects the keys of one run of literal bytes.
+class Chunk {
+ public:
+  // `atStart`, `atEnd`: the chunk stands at the start or at the end of every text; `behindSlash`: a
+  // component begins with it.
+  Chunk(std::string_view bytes, bool atStart, bool behindSlash, bool atEnd, RuleKeys& keys)
+      : m_bytes(bytes), m_atStart(atStart), m_atEnd(atEnd), m_keys(keys) {
+    m_whole = atStart || behindSlash;
+  }
+
+  void collect() {
+    std::size_t from = 0;
+    for (;;) {
+      const std::size_t slash = m_bytes.find('/', from);
+      const bool last = slash == std::string_view::npos;
+      component(m_bytes.substr(from, last ? slash : slash - from), !last || m_atEnd);
+      if (last) break;
+      from = slash + 1;
+    }
+    if (m_depth > 1) add(Kind::Prefix, m_prefix, m_prefixLength, m_depth);
+    const std::size_t dot = m_bytes.rfind('.');
+    if (m_atEnd && dot != std::string_view::npos) {
+      const std::string_view extension = m_bytes.substr(dot + 1);
+      const std::uint64_t hash = hashOf(extension);
+      add(Kind::Extension, hash, extension.size());
+      m_keys.marks |= markOf(hash);
+    }
+  }
+
+ private:
+  // One part between slashes; whether its end is that of a component is for the caller to say.
+  void component(std::string_view part, bool whollyEnds) {
+    const bool whollyStarts = m_whole;
+    m_whole = true;
+    if (!whollyStarts || !whollyEnds) {
+      m_pairing = false;
+      if (whollyStarts) piece(part, Kind::Head8, [&](std::size_t n) { return part.substr(0, n); });
+      if (whollyEnds) {
+        piece(part, Kind::Tail8, [&](std::size_t n) { return part.substr(part.size() - n); });
+      }
+      return;
+    }
+    const std::uint64_t hash = hashOf(part);
+    if (m_atStart && m_depth < kDeepest) {
+      m_prefix = withComponent(m_prefix, hash);
+      m_prefixLength += part.size() + 1;
+      ++m_depth;
+    }
+    if (m_pairing && !part.empty() && m_previousLength > 0) {
+      add(Kind::Pair, pairOf(m_previous, hash), part.size() + m_previousLength);
+    }
+    if (!part.empty()) {
+      add(Kind::Component, hash, part.size());
+      m_keys.marks |= markOf(hash);
+    }
+    m_pairing = true;
+    m_previous = hash;
+    m_previousLength = part.size();
+  }
+
+  // The longest of the three lengths that the part has room for.
+  template <typename Cut>
+  void piece(std::string_view part, Kind longest, Cut cut) {
+    unsigned kind = static_cast<unsigned>(longest);
+    for (std::size_t length = 8; length >= 2; length /= 2, ++kind) {
+      if (part.size() < length) continue;
+      add(static_cast<Kind>(kind), hashOf(cut(length)), length);
+      return;
+    }
+  }
+
+  void add(Kind kind, std::uint64_t hash, std::size_t length, unsigned depth = 0) {
+    m_keys.keys.push_back({keyOf(kind, hash), kind, depth, length});
+  }
+
+  const std::string_view m_bytes;
+  const bool m_atStart;
+  const bool m_atEnd;
+  RuleKeys& m_keys;
+
+  bool m_whole;  // does the next part begin a component?
+  std::uint64_t m_prefix = kNoComponents;
+  std::size_t m_prefixLength = 0;
+  unsigned m_depth = 0;
+  bool m_pairing = false;  // is m_previous the hash of the component before?
+  std::uint64_t m_previous = 0;
+  std::size_t m_previousLength = 0;
+};
+
+}  // namespace
+
+RuleKeys keysOf(const GlobSteps& steps) {
+  RuleKeys keys;
+  for (std::size_t i = 0; i < steps.size(); ++i) {
+    if (steps[i].kind != GlobStep::Literal) continue;
+    // Folders behind a slash lead to the start of a component again.
+    const bool behindSlash = i >= 2 && steps[i - 1].kind == GlobStep::Folders &&
+                             steps[i - 2].kind == GlobStep::Literal &&
+                             steps[i - 2].bytes.back() == '/';
+    Chunk(steps[i].bytes, i == 0, behindSlash, i + 1 == steps.size(), keys).collect();
+  }
+  return keys;
+}
+
+std::uint64_t marksOf(std::string_view text) {
+  const char* const begin = text.data();
+  const char* const end = begin + text.size();
+  std::uint64_t marks = 0;
+  forEachComponent(text, [&](const char* start, std::size_t length) {
+    marks |= markOf(PathKeys::hashOf(start, length, begin, end));
+    return false;
+  });
+  const std::size_t dot = text.rfind('.');
+  if (dot != std::string_view::npos) {
+    const char* const extension = begin + dot + 1;
+    marks |=
+        markOf(PathKeys::hashOf(extension, static_cast<std::size_t>(end - extension), begin, end));
+  }
+  return marks;
+}
+
+}  // namespace PathKeys
+}  // namespace QVL

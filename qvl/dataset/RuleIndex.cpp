@@ -1,0 +1,332 @@
+#include "qvl/dataset/RuleIndex.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "qvl/avoidance/CompiledPattern.h"
+#include "qvl/avoidance/Expression.h"
+#include "qvl/avoidance/Subject.h"
+
+namespace QVL {
+
+using PathKeys::Kind;
+using PathKeys::RuleKey;
+using PathKeys::RuleKeys;
+
+// A rule of the data set and where it is filed.
+struct RuleIndex::Rule {
+  const std::string* key;
+  IAvoidance* rule;
+  const Avoidance* view;  // null for a rule that is asked every time
+
+  struct Place {
+    KeyTable<Entry>::Handle handle;
+    RuleKey key;
+  };
+  Filing* filing = nullptr;   // of its input; null while it is not filed
+  std::vector<Place> places;  // in the filing's table
+  bool compared = false;      // an alternative stands in the filing's row of those without keys
+  bool asked = false;         // stands in m_asked
+  bool folded = false;        // case does not matter
+
+  bool changed = false;  // stands in the list of m_changed
+  Rule* nextChanged = nullptr;
+};
+
+// One alternative of a rule under one of its keys.
+struct RuleIndex::Entry {
+  std::uint64_t marks;  // that a text must bear
+  const Glob* glob;     // null for a rule that needs the engine
+  Rule* rule;
+};
+
+// The rules that read one input of a request.
+class RuleIndex::Filing {
+  static constexpr std::size_t kCrowded = 4;
+
+ public:
+  KeyTable<Entry> table;
+  std::vector<Entry> compared;  // globs without keys: compared with every text
+  std::size_t folded = 0;       // rules for which case does not matter
+
+  // The key under which the fewest entries are filed; among equals, the longest. Pairs and pieces
+  // of components cost a look-up per component of every text, so they are used only where they
+  // help.
+  const RuleKey& leastCrowded(const std::vector<RuleKey>& keys) const {
+    const auto cost = [&](const RuleKey& key) {
+      const std::size_t count = table.count(key.key);
+      const bool cheap =
+          key.kind == Kind::Prefix || key.kind == Kind::Component || key.kind == Kind::Extension;
+      return cheap && count < kCrowded ? count : count + kCrowded;
+    };
+    return *std::min_element(keys.begin(), keys.end(), [&](const RuleKey& a, const RuleKey& b) {
+      const std::size_t costOfA = cost(a);
+      const std::size_t costOfB = cost(b);
+      return costOfA != costOfB ? costOfA < costOfB : a.length > b.length;
+    });
+  }
+
+  // How many entries are filed under each kind of key, and under prefixes of each depth.
+  void use(const RuleKey& key, int change) {
+    adjust(m_kindUse[static_cast<unsigned>(key.kind)], change, m_kinds,
+           static_cast<unsigned>(key.kind));
+    if (key.kind == Kind::Prefix) adjust(m_depthUse[key.depth], change, m_depths, key.depth);
+  }
+
+  // Calls `visit(entry)` for the entries under every key of a text until it answers true.
+  template <typename Visit>
+  bool find(std::string_view text, Visit visit) const;
+
+ private:
+  static void adjust(std::uint32_t& use, int change, std::uint64_t& mask, unsigned bit) {
+    use = static_cast<std::uint32_t>(static_cast<int>(use) + change);
+    mask = use != 0 ? mask | std::uint64_t{1} << bit : mask & ~(std::uint64_t{1} << bit);
+  }
+  bool uses(Kind kind) const { return m_kinds >> static_cast<unsigned>(kind) & 1; }
+
+  std::array<std::uint32_t, PathKeys::kKinds> m_kindUse{};
+  std::array<std::uint32_t, 64> m_depthUse{};
+  std::uint64_t m_kinds = 0;   // in use
+  std::uint64_t m_depths = 0;  // in use
+};
+
+template <typename Visit>
+bool RuleIndex::Filing::find(std::string_view text, Visit visit) const {
+  const char* const begin = text.data();
+  const char* const end = begin + text.size();
+  const auto look = [&](Kind kind, std::uint64_t hash) {
+    return table.find(PathKeys::keyOf(kind, hash), visit);
+  };
+  const auto hashOf = [&](const char* at, std::size_t length) {
+    return PathKeys::hashOf(at, length, begin, end);
+  };
+
+  if (uses(Kind::Extension)) {
+    const std::size_t dot = text.rfind('.');
+    if (dot != std::string_view::npos &&
+        look(Kind::Extension, hashOf(begin + dot + 1, text.size() - dot - 1))) {
+      return true;
+    }
+  }
+
+  constexpr std::uint64_t kPieces = ~std::uint64_t{0} << static_cast<unsigned>(Kind::Head8);
+  if ((m_kinds & ~(std::uint64_t{1} << static_cast<unsigned>(Kind::Extension))) == 0) return false;
+  const bool components = uses(Kind::Component);
+  const bool pairs = uses(Kind::Pair);
+  const bool pieces = (m_kinds & kPieces) != 0;
+  std::uint64_t prefix = PathKeys::kNoComponents;
+  std::uint64_t previous = 0;
+  unsigned depth = 0;
+  return PathKeys::forEachComponent(text, [&](const char* start, std::size_t length) {
+    const std::uint64_t hash = hashOf(start, length);
+    if (components && look(Kind::Component, hash)) return true;
+    if (pairs && depth > 0 && look(Kind::Pair, PathKeys::pairOf(previous, hash))) return true;
+    previous = hash;
+    prefix = PathKeys::withComponent(prefix, hash);
+    ++depth;
+    if (depth < 64 && (m_depths >> depth & 1) && look(Kind::Prefix, prefix)) return true;
+    if (!pieces) return false;
+    unsigned head = static_cast<unsigned>(Kind::Head8);
+    unsigned tail = static_cast<unsigned>(Kind::Tail8);
+    for (std::size_t size = 8; size >= 2; size /= 2, ++head, ++tail) {
+      if (length < size) continue;
+      if (uses(static_cast<Kind>(head)) && look(static_cast<Kind>(head), hashOf(start, size))) {
+        return true;
+      }
+      if (uses(static_cast<Kind>(tail)) &&
+          look(static_cast<Kind>(tail), hashOf(start + length - size, size))) {
+        return true;
+      }
+    }
+    return false;
+  });
+}
+
+RuleIndex::RuleIndex(KeyOrder keyOrder) : m_keyOrder(keyOrder) {}
+
+RuleIndex::~RuleIndex() = default;
+
+void RuleIndex::insert(const std::string& key, IAvoidance& rule) {
+  auto noted = std::make_unique<Rule>();
+  noted->key = &key;
+  noted->rule = &rule;
+  noted->view = RuleView::of(rule);
+  Rule& inserted = *m_rules.emplace(&rule, std::move(noted)).first->second;
+  if (inserted.view) RuleView::observe(*inserted.view, this);
+  markChanged(inserted);
+}
+
+void RuleIndex::erase(const IAvoidance& rule) noexcept {
+  const auto found = m_rules.find(&rule);
+  if (found == m_rules.end()) return;
+  Rule& erased = *found->second;
+  unfile(erased);
+  if (erased.changed) {
+    Rule** link = &m_changed;
+    while (*link != &erased) link = &(*link)->nextChanged;
+    *link = erased.nextChanged;
+  }
+  if (erased.view) RuleView::observe(*erased.view, nullptr);
+  m_rules.erase(found);
+}
+
+void RuleIndex::patternChanged(const IAvoidance& rule) noexcept {
+  const auto found = m_rules.find(&rule);
+  if (found == m_rules.end()) return;
+  // Its entries point into the pattern that is gone.
+  unfile(*found->second);
+  markChanged(*found->second);
+}
+
+void RuleIndex::markChanged(Rule& rule) noexcept {
+  if (rule.changed) return;
+  rule.changed = true;
+  rule.nextChanged = m_changed;
+  m_changed = &rule;
+}
+
+void RuleIndex::unfile(Rule& rule) noexcept {
+  if (rule.asked) {
+    m_asked.erase(std::find(m_asked.begin(), m_asked.end(), &rule));
+    rule.asked = false;
+  }
+  if (!rule.filing) return;
+  Filing& filing = *rule.filing;
+  for (const Rule::Place& place : rule.places) {
+    if (!filing.table[place.handle].glob) --m_engineEntries;
+    filing.table.erase(place.handle);
+    filing.use(place.key, -1);
+  }
+  rule.places.clear();
+  if (rule.compared) {
+    const auto ofRule = [&](const Entry& entry) { return entry.rule == &rule; };
+    filing.compared.erase(std::remove_if(filing.compared.begin(), filing.compared.end(), ofRule),
+                          filing.compared.end());
+    rule.compared = false;
+  }
+  if (rule.folded) --filing.folded;
+  rule.filing = nullptr;
+}
+
+// Files every changed rule. False when memory ran out: what is not filed stays in the list.
+bool RuleIndex::fileChanged() noexcept {
+  try {
+    while (m_changed) {
+      file(*m_changed);
+      m_changed->changed = false;
+      m_changed = m_changed->nextChanged;
+    }
+    return true;
+  } catch (...) {
+    unfile(*m_changed);
+    return false;
+  }
+}
+
+void RuleIndex::askAlways(Rule& rule) {
+  const auto place = std::upper_bound(
+      m_asked.begin(), m_asked.end(), &rule,
+      [this](const Rule* a, const Rule* b) { return m_keyOrder(*a->key, *b->key); });
+  m_asked.insert(place, &rule);
+  rule.asked = true;
+}
+
+void RuleIndex::file(Rule& rule) {
+  if (!rule.view) return askAlways(rule);
+  const CompiledPattern& pattern = RuleView::patternOf(*rule.view);
+  const auto alternatives = alternativesOf(pattern.expression(), pattern.caseSensitive());
+  if (!alternatives) return askAlways(rule);
+  std::vector<RuleKeys> keys;
+  for (const GlobSteps& steps : *alternatives) keys.push_back(PathKeys::keysOf(steps));
+  const std::vector<Glob>& globs = pattern.globs();
+  const bool needsEngine = globs.empty();
+  if (needsEngine &&
+      std::any_of(keys.begin(), keys.end(), [](const RuleKeys& k) { return k.keys.empty(); })) {
+    return askAlways(rule);
+  }
+
+  auto& filing = m_filings[static_cast<std::size_t>(RuleView::inputOf(*rule.view))];
+  if (!filing) filing = std::make_unique<Filing>();
+  if (needsEngine) m_candidates.reserve(m_engineEntries + keys.size());
+  rule.places.reserve(keys.size());
+  rule.filing = filing.get();
+  rule.folded = !pattern.caseSensitive();
+  if (rule.folded) ++filing->folded;
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    const Entry entry{keys[i].marks, needsEngine ? nullptr : &globs[i], &rule};
+    if (keys[i].keys.empty()) {
+      filing->compared.push_back(entry);
+      rule.compared = true;
+    } else {
+      const RuleKey& key = filing->leastCrowded(keys[i].keys);
+      rule.places.push_back({filing->table.insert(key.key, entry), key});
+      filing->use(key, +1);
+      if (needsEngine) ++m_engineEntries;
+    }
+  }
+}
+
+std::optional<bool> RuleIndex::anyMatches(LookupData& request, bool checkAccessType) {
+  if (m_changed && !fileChanged()) return std::nullopt;
+  const bool anyAsked = !m_asked.empty() || m_engineEntries != 0;
+  const std::string* firstMatch = nullptr;
+  m_candidates.clear();
+
+  for (std::size_t i = 0; i < kRuleInputs; ++i) {
+    if (!m_filings[i]) continue;
+    const Filing& filing = *m_filings[i];
+    Subject subject(inputOf(request, static_cast<RuleInput>(i)), m_foldBuffer);
+    if (!subject.isUtf8()) return std::nullopt;
+
+    // True when the answer is found. A text with characters beyond ASCII has one set of keys for
+    // the rules for which case matters, and another for the rest; any other text has one for all.
+    const auto lookIn = [&](std::string_view text, bool sensitive, bool insensitive) {
+      std::optional<std::uint64_t> marks;
+      const auto compare = [&](const Entry& entry) {
+        const Rule& rule = *entry.rule;
+        if (!(rule.folded ? insensitive : sensitive)) return false;
+        if (!marks) marks = PathKeys::marksOf(text);
+        if ((entry.marks & ~*marks) != 0) return false;
+        if (!entry.glob) {
+          m_candidates.push_back(entry.rule);
+          return false;
+        }
+        const std::string_view compared = rule.folded ? subject.folded() : subject.text();
+        if (!entry.glob->matches(compared, subject.isAscii())) return false;
+        if (checkAccessType && !RuleView::fitsAccessTypeOf(*rule.view, request)) return false;
+        if (!anyAsked) return true;
+        if (!firstMatch || m_keyOrder(*rule.key, *firstMatch)) firstMatch = rule.key;
+        return false;
+      };
+      return std::any_of(filing.compared.begin(), filing.compared.end(), compare) ||
+             filing.find(text, compare);
+    };
+    const bool oneSet = subject.isAscii() || filing.folded == 0;
+    if (lookIn(subject.text(), true, oneSet)) return true;
+    if (!oneSet && lookIn(subject.folded(), false, true)) return true;
+  }
+  return anyAsked ? askInOrder(request, checkAccessType, firstMatch) : false;
+}
+
+// Asks the rules that have to be asked, in key order, as far as the first match among the others.
+bool RuleIndex::askInOrder(LookupData& request, bool checkAccessType,
+                           const std::string* firstMatch) {
+  const auto before = [this](const Rule* a, const Rule* b) { return m_keyOrder(*a->key, *b->key); };
+  std::sort(m_candidates.begin(), m_candidates.end(), before);
+  const auto end = std::unique(m_candidates.begin(), m_candidates.end());
+  auto candidate = m_candidates.begin();
+  auto asked = m_asked.begin();
+  while (candidate != end || asked != m_asked.end()) {
+    const bool fromCandidates =
+        asked == m_asked.end() || (candidate != end && before(*candidate, *asked));
+    const Rule& rule = fromCandidates ? **candidate++ : **asked++;
+    if (firstMatch && !m_keyOrder(*rule.key, *firstMatch)) break;
+    if (checkAccessType ? rule.rule->canAvoidWithAccessType(request, false)
+                        : rule.rule->canAvoid(request)) {
+      return true;
+    }
+  }
+  return firstMatch != nullptr;
+}
+
+}  // namespace QVL
