@@ -1,0 +1,216 @@
+// What a host may write: the operations of the engine's classes, checked while compiling, and the
+// freedom to derive from them.
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <list>
+#include <memory>
+#include <set>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "qvl/qvl.h"
+
+namespace {
+
+using namespace QVL;  // NOLINT: the trace functions and LibXmlWrapper stand outside
+
+template <class Class>
+constexpr bool neitherCopiesNorMoves =
+    !std::is_copy_constructible_v<Class> && !std::is_move_constructible_v<Class> &&
+    !std::is_copy_assignable_v<Class> && !std::is_move_assignable_v<Class>;
+
+// One line for each class of the engine: may not be copied or moved, may be derived from, is
+// destroyed through its interface.
+template <class Class, class Interface>
+constexpr bool isEngineClass =
+    neitherCopiesNorMoves<Class> && !std::is_final_v<Class> && !std::is_abstract_v<Class> &&
+    std::is_base_of_v<Interface, Class> && std::has_virtual_destructor_v<Class>;
+
+static_assert(isEngineClass<FilePathAvoidance, IAvoidance>);
+static_assert(isEngineClass<FolderAvoidance, IAvoidance>);
+static_assert(isEngineClass<ProcessAvoidance, IAvoidance>);
+static_assert(isEngineClass<FileAgeAvoidance, IAvoidance>);
+static_assert(isEngineClass<FileTypeAvoidance, IAvoidance>);
+static_assert(isEngineClass<FilePathDataSet, IDataSet>);
+static_assert(isEngineClass<FolderDataSet, IDataSet>);
+static_assert(isEngineClass<ProcessDataSet, IDataSet>);
+static_assert(isEngineClass<FileTypeDataSet, IDataSet>);
+static_assert(isEngineClass<FileAgeDataSet, IDataSet>);
+static_assert(isEngineClass<LookupManager, ILookupManager>);
+static_assert(neitherCopiesNorMoves<LibXmlWrapper> && !std::is_final_v<LibXmlWrapper>);
+
+// --- Construction --------------------------------------------------------------------------------
+
+using Byte = unsigned char;
+
+template <class Rule, class... Rest>
+constexpr bool isMadeFromEitherText = std::is_constructible_v<Rule, std::string, Rest...>&&
+                                          std::is_constructible_v<Rule, std::wstring, Rest...> &&
+                                      !std::is_default_constructible_v<Rule>;
+
+static_assert(isMadeFromEitherText<FilePathAvoidance, AccessTypes>);
+static_assert(isMadeFromEitherText<FolderAvoidance, AccessTypes, Byte>);
+static_assert(isMadeFromEitherText<ProcessAvoidance, AccessTypes, Byte, std::string>);
+static_assert(isMadeFromEitherText<FileAgeAvoidance, AccessTypes>);
+static_assert(isMadeFromEitherText<FileTypeAvoidance, AccessTypes>);
+static_assert(std::is_default_constructible_v<FilePathDataSet>);
+static_assert(std::is_default_constructible_v<FolderDataSet>);
+static_assert(std::is_default_constructible_v<ProcessDataSet>);
+static_assert(std::is_default_constructible_v<FileTypeDataSet>);
+static_assert(std::is_default_constructible_v<FileAgeDataSet>);
+static_assert(std::is_default_constructible_v<LookupManager>);
+static_assert(std::is_default_constructible_v<LibXmlWrapper>);
+static_assert(std::is_constructible_v<LibXmlWrapper, std::string>);
+static_assert(std::is_constructible_v<LibXmlWrapper, char*, unsigned long>);
+
+// --- Operations beside the interfaces'
+// ------------------------------------------------------------- Calls rather than pointers to
+// members: a class may have an operation from its base.
+
+template <class Object>
+Object& a();  // never called, only looked at
+
+#define EXPECT_RESULT(type, expression) static_assert(std::is_same_v<decltype(expression), type>)
+
+EXPECT_RESULT(bool, a<LookupManager>().executeLogic(a<std::string>(), a<ILookupData>()));
+EXPECT_RESULT(bool, a<LookupManager>().doLookup(1U, a<ILookupData>()));
+EXPECT_RESULT(bool, a<LookupManager>().lookupInDataSet(a<unsigned int>(), a<ILookupData>()));
+EXPECT_RESULT(bool, a<FilePathAvoidance>().validate(a<std::string>(), AnyAccess));
+EXPECT_RESULT(bool, a<FolderAvoidance>().validate(a<std::string>(), AnyAccess));
+EXPECT_RESULT(bool, a<ProcessAvoidance>().validate(a<std::string>(), AnyAccess));
+EXPECT_RESULT(bool, a<FileAgeAvoidance>().validate(a<std::string>(), AnyAccess));
+EXPECT_RESULT(bool, a<FileTypeAvoidance>().validate(a<std::string>(), AnyAccess));
+EXPECT_RESULT(std::string, FileTypeAvoidance::findFileExtension(a<std::string>()));
+EXPECT_RESULT(bool, a<const FileTypeAvoidanceDuplicateKey>()(a<std::string>(), a<std::string>()));
+EXPECT_RESULT(std::string,
+              Utility::replaceAll(a<std::string>(), a<std::string>(), a<std::string>()));
+EXPECT_RESULT(bool, a<FilePathDataSet>().isEmptyInput(a<LookupData*>()));
+EXPECT_RESULT(bool, a<FolderDataSet>().isEmptyInput(a<LookupData*>()));
+EXPECT_RESULT(bool, a<ProcessDataSet>().isEmptyInput(a<LookupData*>()));
+EXPECT_RESULT(bool, a<FileTypeDataSet>().isEmptyInput(a<LookupData*>()));
+EXPECT_RESULT(bool, a<FileAgeDataSet>().isEmptyInput(a<LookupData*>()));
+
+using Text = const char*;
+using Rows = std::list<std::vector<std::string>>;
+EXPECT_RESULT(std::string, a<LibXmlWrapper>().getXPathElement(Text()));
+EXPECT_RESULT(std::string, a<LibXmlWrapper>().getXPathStringValue(Text()));
+EXPECT_RESULT(bool, a<LibXmlWrapper>().getXPathBoolValue(Text()));
+EXPECT_RESULT(unsigned long, a<LibXmlWrapper>().getXPathUnsignedLongValue(Text()));
+EXPECT_RESULT(bool, a<LibXmlWrapper>().isXPathElementExists(Text()));
+EXPECT_RESULT(std::vector<std::string>, a<LibXmlWrapper>().getXPathAllElement(Text()));
+EXPECT_RESULT(std::list<std::string>, a<LibXmlWrapper>().getXPathElementAttribute(Text(), Text()));
+EXPECT_RESULT(Rows, a<LibXmlWrapper>().getXPathAllElementAttribute(Text(), Text(), Text()));
+EXPECT_RESULT(Rows, a<LibXmlWrapper>().getXPathAllElement(Text(), Text(), Text()));
+EXPECT_RESULT(void, a<LibXmlWrapper>().PrintRootElement());
+EXPECT_RESULT(void, a<LibXmlWrapper>().PrintChildrenName(a<xmlNode*>()));
+EXPECT_RESULT(bool, a<LibXmlWrapper>().setXPathElement(Text(), Text()));
+EXPECT_RESULT(bool, a<LibXmlWrapper>().setXPathElementAttribute(Text(), Text(), Text()));
+EXPECT_RESULT(bool, a<LibXmlWrapper>().setXPathElementAttributeEx(Text(), Text(), Text()));
+EXPECT_RESULT(bool, a<LibXmlWrapper>().AddNewElementNode(Text(), Text(), Text()));
+EXPECT_RESULT(bool, a<LibXmlWrapper>().AddNewElementNodeEx(Text(), Text(), Text()));
+EXPECT_RESULT(int, a<LibXmlWrapper>().AddNewNode(a<char*>(), a<char*>()));
+EXPECT_RESULT(void, a<LibXmlWrapper>().addXMLHeader(Text(), Text()));
+EXPECT_RESULT(bool, a<LibXmlWrapper>().SaveToFile(a<char*>()));
+EXPECT_RESULT(bool, a<LibXmlWrapper>().SaveToMemory(a<std::string>()));
+
+EXPECT_RESULT(void, TraceLogMessage(5, "%s", Text()));
+EXPECT_RESULT(void, InitTraceLogger());
+EXPECT_RESULT(void, InitProdLogger());
+EXPECT_RESULT(void, closeTraceLogger());
+EXPECT_RESULT(void, reloadHandler(1));
+static_assert(std::is_same_v<decltype(traceInited), int>);
+static_assert(std::is_same_v<decltype(logFilePtr), FILE*>);
+static_assert(std::is_same_v<decltype(ScanAvoidanceFlowvalue), int>);
+
+// --- Deriving
+// --------------------------------------------------------------------------------------
+
+// Each class is made, derived from, asked and destroyed by a host that sees the shared library
+// only.
+template <class Rule>
+class CountingRule : public Rule {
+ public:
+  using Rule::Rule;
+  bool canAvoid(ILookupData& request) override {
+    ++m_asked;
+    return Rule::canAvoid(request);
+  }
+  std::string getKey() const override { return "counted " + Rule::getKey(); }
+  int m_asked = 0;
+};
+
+template <class Rule, class... Rest>
+void expectToBeDerivable(const char* text, Rest... rest) {
+  CountingRule<Rule> rule(std::string(text), AnyAccess, rest...);
+  IAvoidance& asInterface = rule;
+  LookupData request;
+  request.m_filePath = "/data/a.log";
+  request.m_processName = "/bin/cp";
+  EXPECT_TRUE(asInterface.canAvoid(request)) << text;
+  EXPECT_EQ(rule.m_asked, 1) << text;
+  EXPECT_EQ(asInterface.getKey(), std::string("counted ") + text);
+}
+
+TEST(Host, MayDeriveFromTheRules) {
+  expectToBeDerivable<FilePathAvoidance>("/data/*");
+  expectToBeDerivable<FolderAvoidance>("/data/", Byte{0});
+  expectToBeDerivable<ProcessAvoidance>("/bin/*", Byte{0}, std::string());
+  expectToBeDerivable<FileTypeAvoidance>("log");
+}
+
+template <class Set>
+class RefusingDataSet : public Set {
+ public:
+  bool isPresentInDataSet(ILookupData& request) override {
+    return !Set::isPresentInDataSet(request);
+  }
+};
+
+template <class Set>
+class DerivedDataSet : public testing::Test {};
+using DataSets =
+    testing::Types<FilePathDataSet, FolderDataSet, ProcessDataSet, FileTypeDataSet, FileAgeDataSet>;
+TYPED_TEST_SUITE(DerivedDataSet, DataSets);
+
+TYPED_TEST(DerivedDataSet, AnswersTheLookupManagerItsOwnWay) {
+  const auto dataSet = std::make_shared<RefusingDataSet<TypeParam>>();
+  LookupManager manager;
+  ASSERT_TRUE(manager.assignDataSet(dataSet, 4, 0));
+  manager.defineBusinessLogic("4");
+  LookupData request;
+  EXPECT_TRUE(manager.isPresent(request));
+}
+
+TEST(Host, MayDeriveFromTheLookupManager) {
+  struct Cautious : LookupManager {
+    bool isPresent(ILookupData& request) override {
+      try {
+        return LookupManager::isPresent(request);
+      } catch (const QVLException&) {
+        return false;
+      }
+    }
+  };
+  Cautious manager;
+  ILookupManager& asInterface = manager;
+  LookupData request;
+  EXPECT_NO_THROW(EXPECT_FALSE(asInterface.isPresent(request)));
+}
+
+TEST(Host, DestroysEverythingThroughTheInterfaces) {
+  std::unique_ptr<IAvoidance> rule =
+      std::make_unique<FilePathAvoidance>(std::wstring(L"/data/*"), AnyAccess);
+  std::unique_ptr<IDataSet> dataSet = std::make_unique<FilePathDataSet>();
+  ASSERT_TRUE(dataSet->addToDataSet(std::move(rule)));
+  std::shared_ptr<IDataSet> shared = std::move(dataSet);
+  std::unique_ptr<ILookupManager> manager = std::make_unique<LookupManager>();
+  ASSERT_TRUE(manager->assignDataSet(shared, 1, 0));
+  EXPECT_EQ(shared.use_count(), 2);
+  manager.reset();
+  EXPECT_EQ(shared.use_count(), 1);
+}
+
+}  // namespace
