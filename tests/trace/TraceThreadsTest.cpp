@@ -1,0 +1,107 @@
+// Many threads at the trace log at once.
+
+#include <atomic>
+#include <set>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+#include "tests/trace/TraceFixture.h"
+
+namespace QVL {
+namespace Test {
+namespace {
+
+constexpr int kThreads = 8;
+constexpr int kMessages = 250;
+
+class TraceThreads : public TraceTest {
+ protected:
+  // Long enough for a line to be torn where lines could be.
+  static std::string lineOf(int thread, int message) {
+    return "thread " + std::to_string(thread) + " message " + std::to_string(message) + " " +
+           std::string(200 + static_cast<std::size_t>(message), static_cast<char>('a' + thread)) +
+           " \xC3\xA4";
+  }
+
+  // All threads begin together; `meanwhile` is called over and over until they have ended.
+  template <class Meanwhile>
+  static void logFromManyThreads(int level, Meanwhile meanwhile) {
+    std::atomic<bool> go{false};
+    std::atomic<int> busy{kThreads};
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < kThreads; ++thread) {
+      threads.emplace_back([&, thread] {
+        while (!go) std::this_thread::yield();
+        for (int message = 0; message < kMessages; ++message) log(level, lineOf(thread, message));
+        --busy;
+      });
+    }
+    go = true;
+    while (busy > 0) meanwhile();
+    for (std::thread& thread : threads) thread.join();
+  }
+
+  static std::set<std::string> allLines() {
+    std::set<std::string> lines;
+    for (int thread = 0; thread < kThreads; ++thread) {
+      for (int message = 0; message < kMessages; ++message) lines.insert(lineOf(thread, message));
+    }
+    return lines;
+  }
+
+  // The lines of the file. Each is one that was logged, whole, and stands there once.
+  static std::set<std::string> linesOfTheFile() {
+    const std::set<std::string> logged = allLines();
+    std::set<std::string> lines;
+    std::istringstream text(traceFile());
+    for (std::string line; std::getline(text, line);) {
+      EXPECT_EQ(logged.count(line), 1U) << "torn: " << line;
+      EXPECT_TRUE(lines.insert(line).second) << "twice: " << line;
+    }
+    return lines;
+  }
+};
+
+TEST_F(TraceThreads, FirstMessagesOfManyThreadsStartTheLogOnceAndAllArrive) {
+  configure("5");
+  const int open = openStreams();
+  logFromManyThreads(5, [] { std::this_thread::yield(); });
+  EXPECT_EQ(linesOfTheFile(), allLines());
+  EXPECT_EQ(openStreams(), open + 1);
+  EXPECT_EQ(systemLog().openings.size(), 1U);
+}
+
+TEST_F(TraceThreads, ErrorsOfManyThreadsAllReachTheSystemLog) {
+  logFromManyThreads(1, [] { std::this_thread::yield(); });
+  std::set<std::string> arrived;
+  for (const SystemLogEntry& entry : systemLog().entries) arrived.insert(entry.argument);
+  EXPECT_EQ(arrived, allLines());
+  EXPECT_EQ(systemLog().entries.size(), arrived.size());
+  EXPECT_EQ(systemLog().openings.size(), 1U);
+}
+
+// Messages may find the file closed, but none is torn and no stream is lost.
+TEST_F(TraceThreads, FileMayBeReloadedAndClosedMeanwhile) {
+  configure("5");
+  InitTraceLogger();
+  const int open = openStreams();
+  logFromManyThreads(5, [] {
+    reloadHandler(1);
+    closeTraceLogger();
+    InitTraceLogger();
+    std::this_thread::yield();
+  });
+  linesOfTheFile();
+  EXPECT_EQ(openStreams(), open);
+}
+
+TEST_F(TraceThreads, NothingIsWrittenAtLevelZero) {
+  logFromManyThreads(5, [] { std::this_thread::yield(); });
+  EXPECT_EQ(traceFile(), "");
+  EXPECT_EQ(traceInited, 1);
+}
+
+}  // namespace
+}  // namespace Test
+}  // namespace QVL
