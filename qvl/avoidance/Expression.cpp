@@ -77,14 +77,14 @@ class Reader {
       Alternatives atoms = atom(depth);
       if (skipQuantifier()) atoms = {{{GlobStep::Unknown, {}}}};
       if (product.size() * atoms.size() > kMostAlternatives) throw NotUnderstood();
-      Alternatives longer;
-      for (const GlobSteps& head : product) {
-        for (const GlobSteps& tail : atoms) {
-          longer.push_back(head);
-          for (const GlobStep& step : tail) append(longer.back(), step);
-        }
+      const Alternatives heads = atoms.size() > 1 ? product : Alternatives();
+      for (std::size_t i = 1; i < atoms.size(); ++i) {
+        product.insert(product.end(), heads.begin(), heads.end());
       }
-      product = std::move(longer);
+      for (std::size_t i = 0; i < product.size(); ++i) {
+        const std::size_t headCount = product.size() / atoms.size();
+        for (const GlobStep& step : atoms[i / headCount]) append(product[i], step);
+      }
     }
     return product;
   }

@@ -5,14 +5,22 @@
 #include <algorithm>
 #include <boost/regex/icu.hpp>
 #include <cstdint>
+#include <cstring>
 
 namespace QVL {
 namespace {
 
+// Eight bytes at a time.
 bool isAsciiText(std::string_view text) {
-  unsigned char seen = 0;
-  for (const char byte : text) seen |= static_cast<unsigned char>(byte);
-  return seen < 0x80;
+  std::uint64_t seen = 0;
+  std::size_t at = 0;
+  for (; at + sizeof seen <= text.size(); at += sizeof seen) {
+    std::uint64_t word;
+    std::memcpy(&word, text.data() + at, sizeof word);
+    seen |= word;
+  }
+  for (; at < text.size(); ++at) seen |= static_cast<unsigned char>(text[at]);
+  return (seen & 0x8080808080808080u) == 0;
 }
 
 bool isContinuation(char byte) {

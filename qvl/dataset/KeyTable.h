@@ -23,12 +23,6 @@ class KeyTable {
 
   KeyTable() { rebuild(kSmallest); }
 
-  // How many entries stand under a key.
-  std::size_t count(Key key) const {
-    const Slot& slot = m_slots[slotOf(key)];
-    return slot.key == key ? slot.count : 0;
-  }
-
   const Entry& operator[](Handle handle) const { return m_nodes[handle].entry; }
 
   // Files an entry. Strong guarantee: std::bad_alloc changes nothing.
@@ -55,18 +49,21 @@ class KeyTable {
     while (*link != handle) link = &m_nodes[*link].next;
     *link = node.next;
     // The slot and the filter's bits stay until the table is next rebuilt.
-    --slot.count;
     --m_usedEntries;
     node.key = 0;
     node.next = m_free;
     m_free = handle;
   }
 
+  // False when nothing stands under the key; true nearly always means that something does.
+  bool mayHold(Key key) const {
+    const std::uint64_t bits = filterBits(key);
+    return (m_filter[filterWord(key)] & bits) == bits;
+  }
+
   // Calls `visit(entry)` for the entries under a key until it answers true, and answers so itself.
   template <typename Visit>
   bool find(Key key, Visit visit) const {
-    const std::uint64_t bits = filterBits(key);
-    if ((m_filter[filterWord(key)] & bits) != bits) return false;
     const Slot& slot = m_slots[slotOf(key)];
     if (slot.key != key) return false;
     for (Handle handle = slot.first; handle != kNone; handle = m_nodes[handle].next) {
@@ -77,13 +74,12 @@ class KeyTable {
 
  private:
   static constexpr Handle kNone = 0xFFFFFFFFu;
-  static constexpr std::size_t kSmallest = 16;
+  static constexpr std::size_t kSmallest = 256;
   static constexpr std::size_t kSlotsPerFilterWord = 4;
 
   struct Slot {
     Key key = 0;  // 0 while free
     Handle first = kNone;
-    std::uint32_t count = 0;
   };
   struct Node {
     Entry entry;
@@ -111,7 +107,6 @@ class KeyTable {
     }
     node.next = slot.first;
     slot.first = handle;
-    ++slot.count;
     m_filter[filterWord(node.key)] |= filterBits(node.key);
   }
 

@@ -1,7 +1,5 @@
 #include "qvl/dataset/PathKeys.h"
 
-#include <string>
-
 namespace QVL {
 namespace PathKeys {
 namespace {
@@ -10,7 +8,9 @@ namespace {
 constexpr unsigned kDeepest = 63;
 
 std::uint64_t hashOf(std::string_view piece) {
-  return PathKeys::hashOf(piece.data(), piece.size(), piece.data(), piece.data() + piece.size());
+  thread_local Text text;
+  text.assign(piece);
+  return text.hash(0, piece.size());
 }
 
 // Collects the keys of one run of literal bytes.
@@ -117,21 +117,44 @@ RuleKeys keysOf(const GlobSteps& steps) {
   return keys;
 }
 
-std::uint64_t marksOf(std::string_view text) {
-  const char* const begin = text.data();
-  const char* const end = begin + text.size();
-  std::uint64_t marks = 0;
-  forEachComponent(text, [&](const char* start, std::size_t length) {
-    marks |= markOf(PathKeys::hashOf(start, length, begin, end));
-    return false;
-  });
-  const std::size_t dot = text.rfind('.');
-  if (dot != std::string_view::npos) {
-    const char* const extension = begin + dot + 1;
-    marks |=
-        markOf(PathKeys::hashOf(extension, static_cast<std::size_t>(end - extension), begin, end));
+void Text::assign(std::string_view text) {
+  // Folds ASCII letters, and a few signs with them.
+  constexpr std::uint64_t kCaseBits = 0x2020202020202020u;
+  constexpr std::uint64_t kSlashes = 0x2F2F2F2F2F2F2F2Fu;
+  constexpr std::uint64_t kLow7 = 0x7F7F7F7F7F7F7F7Fu;
+  constexpr std::size_t kBlock = 64;
+
+  const std::size_t size = text.size();
+  if (m_buffer.size() < size + 2 * kMargin) m_buffer.resize(2 * size + 2 * kMargin);
+  if (m_ends.size() < size + 1) m_ends.resize(2 * size + 1);
+  char* const out = m_buffer.data() + kMargin;
+  std::size_t ends = 0;
+
+  for (std::size_t block = 0; block < size; block += kBlock) {
+    // One bit per byte of the block, so that the slashes are then walked in one loop: how many of
+    // them a word holds cannot be foreseen, and a wrong guess costs more than the arithmetic.
+    std::uint64_t slashes = 0;
+    for (std::size_t at = block; at < size && at < block + kBlock; at += 8) {
+      std::uint64_t word = 0;
+      if (size - at >= 8) {
+        word = load8(text.data() + at);
+      } else {
+        std::memcpy(&word, text.data() + at, size - at);
+      }
+      const std::uint64_t folded = word | kCaseBits;
+      std::memcpy(out + at, &folded, sizeof folded);
+      word ^= kSlashes;
+      // The high bit of every byte that is a slash and of no other, gathered into eight bits.
+      const std::uint64_t found = ~(((word & kLow7) + kLow7) | word | kLow7);
+      slashes |= ((found >> 7) * 0x0102040810204080u >> 56) << (at - block);
+    }
+    for (; slashes != 0; slashes &= slashes - 1) {
+      m_ends[ends++] =
+          static_cast<std::uint32_t>(block + static_cast<std::size_t>(__builtin_ctzll(slashes)));
+    }
   }
-  return marks;
+  m_ends[ends] = static_cast<std::uint32_t>(size);
+  m_components = ends + 1;
 }
 
 }  // namespace PathKeys

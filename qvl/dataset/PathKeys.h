@@ -43,8 +43,8 @@ struct RuleKey {
   std::size_t length;  // bytes of literal behind it
 };
 
-// The keys of one alternative of a rule's expression, and the marks (see marksOf) that every text
-// must bear which it matches.
+// The keys of one alternative of a rule's expression, and the marks that every text bears which
+// it matches.
 struct RuleKeys {
   std::vector<RuleKey> keys;
   std::uint64_t marks = 0;
@@ -52,58 +52,19 @@ struct RuleKeys {
 
 RuleKeys keysOf(const GlobSteps& steps);
 
-// --- Hashing, on both sides
-// -----------------------------------------------------------------------
-
 inline std::uint64_t mix(std::uint64_t a, std::uint64_t b) {
   const unsigned __int128 product =
       static_cast<unsigned __int128>(a ^ 0x9E3779B97F4A7C15u) * (b ^ 0xD6E8FEB86659FD93u);
   return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
 }
 
-// Folds ASCII letters, and a few signs with them.
-constexpr std::uint64_t kCaseBits = 0x2020202020202020u;
-
-inline std::uint64_t load8(const char* bytes) {
-  std::uint64_t word;
-  std::memcpy(&word, bytes, sizeof word);
-  return word;
-}
-
-// The `length` < 8 bytes at `at`, which lies in a text from `begin` to `end`, as one number. Reads
-// nothing outside the text.
-inline std::uint64_t loadShort(const char* at, std::size_t length, const char* begin,
-                               const char* end) {
-  const std::uint64_t mask = (std::uint64_t{1} << (8 * length)) - 1;
-  if (end - at >= 8) return load8(at) & mask;
-  if (length == 0) return 0;
-  if (at + length - begin >= 8) return load8(at + length - 8) >> (8 * (8 - length));
-  std::uint64_t word = 0;
-  std::memcpy(&word, at, length);
-  return word;
-}
-
-// The hash of the piece `at`, `length` of the text from `begin` to `end`.
-inline std::uint64_t hashOf(const char* at, std::size_t length, const char* begin,
-                            const char* end) {
-  if (length < 8) {
-    const std::uint64_t mask = (std::uint64_t{1} << (8 * length)) - 1;
-    return mix((loadShort(at, length, begin, end) | kCaseBits) & mask, length);
-  }
-  std::uint64_t hash = mix(load8(at) | kCaseBits, length);
-  for (std::size_t from = 8; from + 8 < length; from += 8) {
-    hash = mix(hash, load8(at + from) | kCaseBits);
-  }
-  return length == 8 ? hash : mix(hash, load8(at + length - 8) | kCaseBits);
-}
-
 inline Key keyOf(Kind kind, std::uint64_t hash) {
-  // The kind's own bits; never 0, which marks a free slot.
+  // The low bits tell the kind; never 0, which marks a free slot.
   return (hash & ~std::uint64_t{15}) | (static_cast<std::uint64_t>(kind) + 1);
 }
 
+// The hash of some leading components; of none, to start with.
 constexpr std::uint64_t kNoComponents = 0x51ED270B1F6B3C4Du;
-
 inline std::uint64_t withComponent(std::uint64_t prefix, std::uint64_t component) {
   return mix(prefix, component);
 }
@@ -117,37 +78,46 @@ inline std::uint64_t markOf(std::uint64_t hash) {
   return std::uint64_t{1} << (hash >> 58);
 }
 
-// --- Texts
-// ------------------------------------------------------------------------------------------
+// A text made ready for hashing: in a buffer of its own, with room around it, so that eight bytes
+// can be read at any place, and with its slashes found. Keeps its storage from text to text.
+class Text {
+ public:
+  void assign(std::string_view text);
 
-// Calls `visit(start, length)` for every component of a text, between slashes; the first and the
-// last may be empty. Stops when it answers true, and answers so itself.
-template <typename Visit>
-bool forEachComponent(std::string_view text, Visit visit) {
-  constexpr std::uint64_t kSlashes = 0x2F2F2F2F2F2F2F2Fu;
-  constexpr std::uint64_t kLow7 = 0x7F7F7F7F7F7F7F7Fu;
-  const char* const begin = text.data();
-  const char* const end = begin + text.size();
-  const char* start = begin;
-  const char* at = begin;
-  while (at < end) {
-    const std::size_t room = static_cast<std::size_t>(end - at);
-    const std::uint64_t word = (room >= 8 ? load8(at) : loadShort(at, room, begin, end)) ^ kSlashes;
-    // The high bit of every byte that is a slash, and of no other.
-    std::uint64_t slashes = ~(((word & kLow7) + kLow7) | word | kLow7);
-    while (slashes != 0) {
-      const char* const slash = at + (__builtin_ctzll(slashes) >> 3);
-      slashes &= slashes - 1;
-      if (visit(start, static_cast<std::size_t>(slash - start))) return true;
-      start = slash + 1;
-    }
-    at += 8;
+  // The number of components: between the slashes, the first and the last, possibly empty,
+  // included.
+  std::size_t components() const { return m_components; }
+
+  // Where component `index` starts and how long it is.
+  std::size_t start(std::size_t index) const { return index == 0 ? 0 : m_ends[index - 1] + 1u; }
+  std::size_t length(std::size_t index) const { return m_ends[index] - start(index); }
+
+  // The hash of a piece of the text, without regard to ASCII case. The lengths that components have
+  // take no branch that depends on them.
+  std::uint64_t hash(std::size_t start, std::size_t length) const {
+    const char* const first = m_buffer.data() + kMargin + start;
+    const std::size_t shift = length < 8 ? 8 * (8 - length) : 0;
+    if (length == 0) return kNoComponents;
+    const std::uint64_t head = (load8(first) << shift) >> shift;
+    const std::uint64_t tail = load8(first + length - 8) >> shift;
+    std::uint64_t hash = mix(head ^ (length << 56), tail);
+    for (std::size_t at = 8; at + 8 < length; at += 8) hash = mix(hash, load8(first + at));
+    return hash;
   }
-  return visit(start, static_cast<std::size_t>(end - start));
-}
 
-// The marks of all components of a text, and of its extension.
-std::uint64_t marksOf(std::string_view text);
+ private:
+  static constexpr std::size_t kMargin = 8;
+
+  static std::uint64_t load8(const char* bytes) {
+    std::uint64_t word;
+    std::memcpy(&word, bytes, sizeof word);
+    return word;
+  }
+
+  std::vector<char> m_buffer;
+  std::vector<std::uint32_t> m_ends;
+  std::size_t m_components = 0;
+};
 
 }  // namespace PathKeys
 }  // namespace QVL

@@ -38,32 +38,38 @@ struct RuleIndex::Entry {
   std::uint64_t marks;  // that a text must bear
   const Glob* glob;     // null for a rule that needs the engine
   Rule* rule;
+  bool folded;  // case does not matter
 };
 
 // The rules that read one input of a request.
 class RuleIndex::Filing {
-  static constexpr std::size_t kCrowded = 4;
+  static constexpr std::size_t kPopular = 4;
 
  public:
   KeyTable<Entry> table;
   std::vector<Entry> compared;  // globs without keys: compared with every text
   std::size_t folded = 0;       // rules for which case does not matter
 
-  // The key under which the fewest entries are filed; among equals, the longest. Pairs and pieces
-  // of components cost a look-up per component of every text, so they are used only where they
-  // help.
-  const RuleKey& leastCrowded(const std::vector<RuleKey>& keys) const {
+  // The key that the fewest rules have; among equals, the longest. Pairs and pieces of components
+  // cost a look-up per component of every text, so they are used only where they help.
+  const RuleKey& leastPopular(const std::vector<RuleKey>& keys) {
     const auto cost = [&](const RuleKey& key) {
-      const std::size_t count = table.count(key.key);
+      const std::size_t rules = popularity(key.key);
       const bool cheap =
           key.kind == Kind::Prefix || key.kind == Kind::Component || key.kind == Kind::Extension;
-      return cheap && count < kCrowded ? count : count + kCrowded;
+      return cheap && rules < kPopular ? rules : rules + kPopular;
     };
-    return *std::min_element(keys.begin(), keys.end(), [&](const RuleKey& a, const RuleKey& b) {
-      const std::size_t costOfA = cost(a);
-      const std::size_t costOfB = cost(b);
-      return costOfA != costOfB ? costOfA < costOfB : a.length > b.length;
-    });
+    const auto chosen =
+        std::min_element(keys.begin(), keys.end(), [&](const RuleKey& a, const RuleKey& b) {
+          const std::size_t costOfA = cost(a);
+          const std::size_t costOfB = cost(b);
+          return costOfA != costOfB ? costOfA < costOfB : a.length > b.length;
+        });
+    for (const RuleKey& key : keys) {
+      std::uint8_t& rules = popularity(key.key);
+      if (rules < 255) ++rules;
+    }
+    return *chosen;
   }
 
   // How many entries are filed under each kind of key, and under prefixes of each depth.
@@ -75,9 +81,13 @@ class RuleIndex::Filing {
 
   // Calls `visit(entry)` for the entries under every key of a text until it answers true.
   template <typename Visit>
-  bool find(std::string_view text, Visit visit) const;
+  bool find(std::string_view text, Visit visit);
 
  private:
+  // About how many rules have a key: those that share its place in the row count along. Only the
+  // choice of keys depends on it.
+  std::uint8_t& popularity(PathKeys::Key key) { return m_popularity[(key >> 40) % kPopularityRow]; }
+
   static void adjust(std::uint32_t& use, int change, std::uint64_t& mask, unsigned bit) {
     use = static_cast<std::uint32_t>(static_cast<int>(use) + change);
     mask = use != 0 ? mask | std::uint64_t{1} << bit : mask & ~(std::uint64_t{1} << bit);
@@ -88,58 +98,74 @@ class RuleIndex::Filing {
   std::array<std::uint32_t, 64> m_depthUse{};
   std::uint64_t m_kinds = 0;   // in use
   std::uint64_t m_depths = 0;  // in use
+
+  static constexpr std::size_t kPopularityRow = 1 << 16;
+  std::vector<std::uint8_t> m_popularity = std::vector<std::uint8_t>(kPopularityRow);
+
+  // Scratch of a query.
+  PathKeys::Text m_text;
 };
 
 template <typename Visit>
-bool RuleIndex::Filing::find(std::string_view text, Visit visit) const {
-  const char* const begin = text.data();
-  const char* const end = begin + text.size();
-  const auto look = [&](Kind kind, std::uint64_t hash) {
-    return table.find(PathKeys::keyOf(kind, hash), visit);
+bool RuleIndex::Filing::find(std::string_view text, Visit visit) {
+  m_text.assign(text);
+  // Keys that may be there are gathered first: when they are looked up, the marks of the whole text
+  // are known. Few are; should there be many, marks that exclude nothing serve as well.
+  std::array<PathKeys::Key, 32> found;
+  std::size_t foundCount = 0;
+  std::uint64_t marks = 0;
+  bool matched = false;
+  const auto lookUp = [&](std::uint64_t borne) {
+    for (std::size_t i = 0; i < foundCount && !matched; ++i) {
+      matched = table.find(found[i], [&](const Entry& entry) {
+        return (entry.marks & ~borne) == 0 && visit(entry);
+      });
+    }
+    foundCount = 0;
   };
-  const auto hashOf = [&](const char* at, std::size_t length) {
-    return PathKeys::hashOf(at, length, begin, end);
+  const auto look = [&](Kind kind, std::uint64_t hash) {
+    const PathKeys::Key key = PathKeys::keyOf(kind, hash);
+    found[foundCount] = key;
+    foundCount += table.mayHold(key);
+    if (foundCount == found.size()) lookUp(~std::uint64_t{0});
   };
 
-  if (uses(Kind::Extension)) {
-    const std::size_t dot = text.rfind('.');
-    if (dot != std::string_view::npos &&
-        look(Kind::Extension, hashOf(begin + dot + 1, text.size() - dot - 1))) {
-      return true;
-    }
+  const std::size_t dot = text.rfind('.');
+  if (dot != std::string_view::npos) {
+    const std::uint64_t hash = m_text.hash(dot + 1, text.size() - dot - 1);
+    marks |= PathKeys::markOf(hash);
+    if (uses(Kind::Extension)) look(Kind::Extension, hash);
   }
 
-  constexpr std::uint64_t kPieces = ~std::uint64_t{0} << static_cast<unsigned>(Kind::Head8);
-  if ((m_kinds & ~(std::uint64_t{1} << static_cast<unsigned>(Kind::Extension))) == 0) return false;
   const bool components = uses(Kind::Component);
   const bool pairs = uses(Kind::Pair);
-  const bool pieces = (m_kinds & kPieces) != 0;
+  const bool pieces = m_kinds >> static_cast<unsigned>(Kind::Head8) != 0;
   std::uint64_t prefix = PathKeys::kNoComponents;
   std::uint64_t previous = 0;
-  unsigned depth = 0;
-  return PathKeys::forEachComponent(text, [&](const char* start, std::size_t length) {
-    const std::uint64_t hash = hashOf(start, length);
-    if (components && look(Kind::Component, hash)) return true;
-    if (pairs && depth > 0 && look(Kind::Pair, PathKeys::pairOf(previous, hash))) return true;
+  const std::size_t count = m_text.components();
+  for (std::size_t i = 0; i < count && !matched; ++i) {
+    const std::size_t start = m_text.start(i);
+    const std::size_t length = m_text.length(i);
+    const std::uint64_t hash = m_text.hash(start, length);
+    marks |= PathKeys::markOf(hash);
+    if (components) look(Kind::Component, hash);
+    if (pairs && i > 0) look(Kind::Pair, PathKeys::pairOf(previous, hash));
     previous = hash;
     prefix = PathKeys::withComponent(prefix, hash);
-    ++depth;
-    if (depth < 64 && (m_depths >> depth & 1) && look(Kind::Prefix, prefix)) return true;
-    if (!pieces) return false;
+    if (i < 63 && (m_depths >> (i + 1) & 1)) look(Kind::Prefix, prefix);
+    if (!pieces) continue;
     unsigned head = static_cast<unsigned>(Kind::Head8);
     unsigned tail = static_cast<unsigned>(Kind::Tail8);
     for (std::size_t size = 8; size >= 2; size /= 2, ++head, ++tail) {
       if (length < size) continue;
-      if (uses(static_cast<Kind>(head)) && look(static_cast<Kind>(head), hashOf(start, size))) {
-        return true;
-      }
-      if (uses(static_cast<Kind>(tail)) &&
-          look(static_cast<Kind>(tail), hashOf(start + length - size, size))) {
-        return true;
+      if (uses(static_cast<Kind>(head))) look(static_cast<Kind>(head), m_text.hash(start, size));
+      if (uses(static_cast<Kind>(tail))) {
+        look(static_cast<Kind>(tail), m_text.hash(start + length - size, size));
       }
     }
-    return false;
-  });
+  }
+  lookUp(marks);
+  return matched;
 }
 
 RuleIndex::RuleIndex(KeyOrder keyOrder) : m_keyOrder(keyOrder) {}
@@ -253,12 +279,12 @@ void RuleIndex::file(Rule& rule) {
   rule.folded = !pattern.caseSensitive();
   if (rule.folded) ++filing->folded;
   for (std::size_t i = 0; i < keys.size(); ++i) {
-    const Entry entry{keys[i].marks, needsEngine ? nullptr : &globs[i], &rule};
+    const Entry entry{keys[i].marks, needsEngine ? nullptr : &globs[i], &rule, rule.folded};
     if (keys[i].keys.empty()) {
       filing->compared.push_back(entry);
       rule.compared = true;
     } else {
-      const RuleKey& key = filing->leastCrowded(keys[i].keys);
+      const RuleKey& key = filing->leastPopular(keys[i].keys);
       rule.places.push_back({filing->table.insert(key.key, entry), key});
       filing->use(key, +1);
       if (needsEngine) ++m_engineEntries;
@@ -274,25 +300,22 @@ std::optional<bool> RuleIndex::anyMatches(LookupData& request, bool checkAccessT
 
   for (std::size_t i = 0; i < kRuleInputs; ++i) {
     if (!m_filings[i]) continue;
-    const Filing& filing = *m_filings[i];
+    Filing& filing = *m_filings[i];
     Subject subject(inputOf(request, static_cast<RuleInput>(i)), m_foldBuffer);
     if (!subject.isUtf8()) return std::nullopt;
 
     // True when the answer is found. A text with characters beyond ASCII has one set of keys for
     // the rules for which case matters, and another for the rest; any other text has one for all.
     const auto lookIn = [&](std::string_view text, bool sensitive, bool insensitive) {
-      std::optional<std::uint64_t> marks;
       const auto compare = [&](const Entry& entry) {
-        const Rule& rule = *entry.rule;
-        if (!(rule.folded ? insensitive : sensitive)) return false;
-        if (!marks) marks = PathKeys::marksOf(text);
-        if ((entry.marks & ~*marks) != 0) return false;
+        if (!(entry.folded ? insensitive : sensitive)) return false;
         if (!entry.glob) {
           m_candidates.push_back(entry.rule);
           return false;
         }
-        const std::string_view compared = rule.folded ? subject.folded() : subject.text();
+        const std::string_view compared = entry.folded ? subject.folded() : subject.text();
         if (!entry.glob->matches(compared, subject.isAscii())) return false;
+        const Rule& rule = *entry.rule;
         if (checkAccessType && !RuleView::fitsAccessTypeOf(*rule.view, request)) return false;
         if (!anyAsked) return true;
         if (!firstMatch || m_keyOrder(*rule.key, *firstMatch)) firstMatch = rule.key;
