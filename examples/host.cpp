@@ -1,15 +1,15 @@
 #include <qvl/qvl.h>
 #include <iostream>
 
-int main(int, char** argv) {  // asks about each path on the command line
-  auto folders = std::make_shared<QVL::FolderDataSet>();
-  folders->addToDataSet(std::make_unique<QVL::FolderAvoidance>("/var/cache/", QVL::AnyAccess, 1));
+int main(int count, char* paths[]) {
+  auto caches = std::make_shared<QVL::FolderDataSet>();
+  caches->addToDataSet(std::make_unique<QVL::FolderAvoidance>("/var/cache/", QVL::AnyAccess, 1));
   QVL::LookupManager manager;
-  manager.assignDataSet(folders, 1, 0);
+  manager.assignDataSet(caches, 1, 0);
   manager.defineBusinessLogic("1");
-  while (*++argv) {
+  for (int i = 1; i < count; ++i) {
     QVL::LookupData access;
-    access.m_filePath = *argv;
-    std::cout << (manager.isPresent(access) ? "excluded " : "scan     ") << *argv << '\n';
+    access.m_filePath = paths[i];
+    std::cout << (manager.isPresent(access) ? "excluded  " : "scan      ") << paths[i] << '\n';
   }
 }

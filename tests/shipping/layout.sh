@@ -1,0 +1,14 @@
+# layout.sh FOLDER LIBRARY SONAME LINKNAME: is everything where the product keeps it?
+set -eu
+cd "$1"
+failed=0
+expect() {
+  test "$1" "$2" || { echo "expected of the installation: test $1 $2"; failed=1; }
+}
+expect -f "lib64/$2"
+expect -L "lib64/$3"
+expect -L "lib64/$4"
+expect -f include/qvl/qvl.h
+expect -f config/traceValues.xml
+expect -d var
+exit $failed
