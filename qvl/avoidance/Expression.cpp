@@ -14,7 +14,7 @@ namespace {
 // More alternatives than this are left to the engine.
 constexpr std::size_t kMostAlternatives = 64;
 // Longer expressions, which only a process rule can have, are left to the engine.
-constexpr std::size_t kLongestExpression = 64 * 1024;
+constexpr std::size_t kLongestExpression = std::size_t{64} * 1024;
 // Groups nested deeper than this are left to the engine.
 constexpr int kDeepestGroup = 16;
 

@@ -37,7 +37,7 @@ std::size_t lengthByLead(char lead) {
 // As the engine folds, which is lower case in some of its releases and case folding in others.
 UChar32 foldCase(UChar32 character) {
   static const boost::icu_regex_traits engine;
-  return static_cast<UChar32>(engine.translate_nocase(static_cast<boost::uint32_t>(character)));
+  return engine.translate_nocase(character);
 }
 
 }  // namespace

@@ -14,10 +14,10 @@ bool isLarger(const SkippedFolder& a, const SkippedFolder& b) {
 
 }  // namespace
 
-AuditReport::AuditReport(Engine& engine, QVL::LookupData request, std::size_t folderCount,
+AuditReport::AuditReport(Engine& engine, const QVL::LookupData& request, std::size_t folderCount,
                          std::function<void()> mayShowProgress)
     : m_engine(engine),
-      m_request(std::move(request)),
+      m_request(request),
       m_folderCount(folderCount),
       m_mayShowProgress(std::move(mayShowProgress)) {}
 

@@ -45,7 +45,7 @@ class AuditReport : public TreeVisitor {
  public:
   // `request` holds the process and the access type of all questions; `mayShowProgress` is called
   // now and then. At most `folderCount` skipped folders and as many unreadable ones are kept.
-  AuditReport(Engine& engine, QVL::LookupData request, std::size_t folderCount,
+  AuditReport(Engine& engine, const QVL::LookupData& request, std::size_t folderCount,
               std::function<void()> mayShowProgress);
 
   void folderBegins(const std::string& path) override;

@@ -1,6 +1,5 @@
 #include "policy/PolicyReader.h"
 
-#include <algorithm>
 #include <iterator>
 #include <list>
 #include <map>
@@ -118,8 +117,9 @@ class Reader {
         fail(position, fmt::format("the number {} belongs to data set {} already", *number,
                                    earlier->second + 1));
       }
-      dataSet.kind = *std::find_if(std::begin(kAllKinds), std::end(kAllKinds),
-                                   [&](Kind kind) { return kinds[i] == kindName(kind); });
+      for (const Kind kind : kAllKinds) {
+        if (kinds[i] == kindName(kind)) dataSet.kind = kind;
+      }
       dataSet.name = names[i];
       dataSet.caseSensitive = dataSet.kind != Kind::FileType;
       readAccessCheck(checks[i], position, dataSet);
