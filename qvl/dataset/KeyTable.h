@@ -27,7 +27,7 @@ class KeyTable {
 
   // Files an entry. Strong guarantee: std::bad_alloc changes nothing.
   Handle insert(Key key, const Entry& entry) {
-    if ((m_usedSlots + 1) * 2 > m_slots.size()) rebuild((m_usedEntries + 1) * 4);
+    if ((m_usedSlots + 1) * 2 > m_slots.size()) rebuild((m_usedEntries + 1) * 3);
     Handle handle = m_free;
     if (handle == kNone) {
       handle = static_cast<Handle>(m_nodes.size());

@@ -43,21 +43,17 @@ struct RuleIndex::Entry {
 
 // The rules that read one input of a request.
 class RuleIndex::Filing {
-  static constexpr std::size_t kPopular = 4;
-
  public:
   KeyTable<Entry> table;
   std::vector<Entry> compared;  // globs without keys: compared with every text
   std::size_t folded = 0;       // rules for which case does not matter
 
-  // The key that the fewest rules have; among equals, the longest. Pairs and pieces of components
-  // cost a look-up per component of every text, so they are used only where they help.
+  // The key that the fewest rules have; among equals, the longest. What a kind of key costs every
+  // query that has to look for it is weighed against rules that are compared in vain.
   const RuleKey& leastPopular(const std::vector<RuleKey>& keys) {
-    const auto cost = [&](const RuleKey& key) {
-      const std::size_t rules = popularity(key.key);
-      const bool cheap =
-          key.kind == Kind::Prefix || key.kind == Kind::Component || key.kind == Kind::Extension;
-      return cheap && rules < kPopular ? rules : rules + kPopular;
+    const auto cost = [&](const RuleKey& key) -> std::size_t {
+      const std::size_t price = key.kind >= Kind::Head8 ? 64 : key.kind == Kind::Pair ? 8 : 0;
+      return popularity(key.key) + price;
     };
     const auto chosen =
         std::min_element(keys.begin(), keys.end(), [&](const RuleKey& a, const RuleKey& b) {
