@@ -1,0 +1,223 @@
+// The library's own reading and matching of expressions, held against the engine that defines them.
+
+#include "qvl/avoidance/CompiledPattern.h"
+
+#include <gtest/gtest.h>
+
+#include <boost/regex/icu.hpp>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "qvl/avoidance/Expression.h"
+#include "tests/support/Dice.h"
+#include "tests/support/Outcome.h"
+
+namespace QVL {
+namespace Test {
+namespace {
+
+// Pieces that expressions of rules are made of, the frequent ones first.
+const std::vector<std::string> kCommon = {"a",       "b",    "/",     "[^/]*", ".*",
+                                          "/(.*/|)", "[^/]", "(a|b)", "\\.",   "é"};
+const std::vector<std::string> kAny = {
+    // literals
+    "a", "b", "k", "K", "\u212a", "s", "\u017f", "ß", "İ", "Σ", "😀", "日", "\n", ",", "]", "}",
+    // wildcards, groups and alternatives
+    ".", "(a|)", "|", "(", ")", "()", "(.*/|)", "(a/b|b|.*)", "(a(b|/)|)", "(k|\u017f)",
+    // repetition
+    "a*", "b+", "/?", "(ab)?", "a{2}", "b{1,}", "a{,2}", "[^/]+", ".*?", "a++", "(a|b)*", "*", "{",
+    // sets and escapes
+    "[ab]", "[^a]", "[]a]", "[[:alpha:]]", "[k-s]", "[\\]]", "[", "\\/", "\\*", "\\-", "\\=", "\\ ",
+    "\\;", "\\{", "\\d", "\\W", "\\b", "\\\\", "\\n", "\\x41", "\\1", "\\<", "\\",
+    // places and options
+    "^", "$", "(?:a)", "(?i)", "(?=a)",
+    // not UTF-8
+    "\xff", "\xe2\x82"};
+const std::vector<std::string> kInputCommon = {"a", "b", "/", "a/", ".", "ab"};
+const std::vector<std::string> kInputAny = {
+    "é", "É", "k", "K", "\u212a", "s", "S", "\u017f", "ß", "\u1e9e", "i", "İ", "ı", "Σ", "ς", "σ",
+    "😀", "日", "\n", ",", "]", "A", "1", "+",
+    // not UTF-8
+    "\xff", "\x80", "\xe2\x82", "\xed\xa0\x80", "\xc0\xaf", "\xf0\x9f\x98", "\xf4\x90\x80\x80"};
+
+std::string mixed(Dice& dice, const std::vector<std::string>& common,
+                  const std::vector<std::string>& any, std::size_t least, std::size_t most) {
+  std::string text;
+  for (std::size_t count = least + dice.below(most - least + 1); count > 0; --count) {
+    text += dice.pick(dice.oneIn(3) ? any : common);
+  }
+  return text;
+}
+
+// The engine's own compilation; absent when it refuses the expression.
+std::optional<boost::u32regex> engineFor(const std::string& expression, bool caseSensitive) {
+  boost::regex_constants::syntax_option_type options = boost::regex_constants::perl;
+  if (!caseSensitive) options |= boost::regex_constants::icase;
+  try {
+    return boost::make_u32regex(expression, options);
+  } catch (const std::exception&) {
+    return std::nullopt;
+  }
+}
+
+// "match", "no match", "not UTF-8", or "gives up" for what an engine throws that took too long.
+template <typename Match>
+std::string outcomeOf(Match match) {
+  try {
+    return match() ? "match" : "no match";
+  } catch (const std::out_of_range&) {
+    return "not UTF-8";
+  } catch (const std::runtime_error&) {
+    return "gives up";
+  }
+}
+
+std::string outcomeOf(const CompiledPattern& pattern, const std::string& text) {
+  return outcomeOf([&] {
+    std::string foldBuffer;
+    Subject subject(text, foldBuffer);
+    return pattern.matches(subject);
+  });
+}
+
+TEST(CompiledPattern, AnswersAsTheEngineDoes) {
+  Dice dice;
+  SCOPED_TRACE(dice.origin());
+  std::size_t globs = 0;
+  std::size_t compared = 0;
+  std::size_t matched = 0;
+  std::size_t thrown = 0;
+  const std::size_t expressions = Dice::cases(60000);
+  for (std::size_t i = 0; i < expressions; ++i) {
+    const std::string expression = mixed(dice, kCommon, kAny, 1, 7);
+    const bool caseSensitive = dice.oneIn(2);
+    SCOPED_TRACE("expression " + shown(expression) + (caseSensitive ? "" : ", case ignored"));
+
+    const auto engine = engineFor(expression, caseSensitive);
+    std::unique_ptr<CompiledPattern> pattern;
+    try {
+      pattern = std::make_unique<CompiledPattern>(expression, caseSensitive);
+    } catch (const std::exception&) {
+    }
+    ASSERT_EQ(pattern != nullptr, engine.has_value());
+    if (!engine) continue;
+    globs += !pattern->globs().empty();
+
+    for (int j = 0; j < 20; ++j) {
+      const std::string text = mixed(dice, kInputCommon, kInputAny, 0, 8);
+      const std::string expected = outcomeOf(
+          [&] { return boost::u32regex_match(text.data(), text.data() + text.size(), *engine); });
+      if (expected == "gives up") continue;
+      ASSERT_EQ(outcomeOf(*pattern, text), expected) << "text " << shown(text);
+      ++compared;
+      matched += expected == "match";
+      thrown += expected == "not UTF-8";
+    }
+  }
+  RecordProperty("compared", std::to_string(compared));
+  // The test would be worth little if the pieces did not come together well.
+  EXPECT_GT(globs, expressions / 4);
+  EXPECT_GT(matched, compared / 100);
+  EXPECT_GT(thrown, compared / 100);
+}
+
+TEST(CompiledPattern, UnderstandsNothingThatTheEngineRefuses) {
+  Dice dice;
+  SCOPED_TRACE(dice.origin());
+  const std::vector<std::string> pieces = {
+      "a", "é", "/", ".", "*", "[^/]", "(", ")", "|", "\\", "]",  "[", "-", "=", "{",
+      "}", "?", "+", "^", "$", "2",    ",", " ", "#", ";",  "\"", "!", "~", "%", "(.*/|)"};
+  std::size_t understood = 0;
+  const std::size_t expressions = Dice::cases(100000);
+  for (std::size_t i = 0; i < expressions; ++i) {
+    const std::string expression = dice.join(pieces, 1, 7);
+    const auto alternatives = alternativesOf(expression, true);
+    if (!alternatives) continue;
+    bool whole = true;
+    for (const GlobSteps& steps : *alternatives) {
+      for (const GlobStep& step : steps) whole = whole && step.kind != GlobStep::Unknown;
+    }
+    if (!whole) continue;
+    ++understood;
+    ASSERT_TRUE(engineFor(expression, true)) << shown(expression);
+  }
+  EXPECT_GT(understood, expressions / 20);
+}
+
+// Any text that matches, matches one of the alternatives with each Unknown replaced by some text.
+// So a literal piece of every alternative is a piece of every text that matches.
+TEST(CompiledPattern, LiteralsOfAnAlternativeAreInEveryTextThatMatches) {
+  Dice dice;
+  SCOPED_TRACE(dice.origin());
+  std::size_t checked = 0;
+  const std::size_t expressions = Dice::cases(40000);
+  for (std::size_t i = 0; i < expressions; ++i) {
+    const std::string expression = mixed(dice, kCommon, kAny, 1, 7);
+    const auto alternatives = alternativesOf(expression, true);
+    if (!alternatives) continue;
+    const auto engine = engineFor(expression, true);
+    if (!engine) continue;
+    for (int j = 0; j < 20; ++j) {
+      const std::string text = mixed(dice, kInputCommon, kInputAny, 0, 8);
+      if (outcomeOf([&] {
+            return boost::u32regex_match(text.data(), text.data() + text.size(), *engine);
+          }) != "match") {
+        continue;
+      }
+      bool borne = false;
+      for (const GlobSteps& steps : *alternatives) {
+        std::size_t from = 0;
+        for (const GlobStep& step : steps) {
+          if (step.kind != GlobStep::Literal || from == std::string::npos) continue;
+          from = text.find(step.bytes, from);
+          if (from != std::string::npos) from += step.bytes.size();
+        }
+        borne = borne || from != std::string::npos;
+      }
+      ASSERT_TRUE(borne) << "expression " << shown(expression) << ", text " << shown(text);
+      ++checked;
+    }
+  }
+  EXPECT_GT(checked, expressions / 10);
+}
+
+TEST(CompiledPattern, FoldsCaseAsTheEngineDoes) {
+  // Every character of the Basic Multilingual Plane, against a few that others fold to.
+  for (const char* const letter : {"k", "s", "i", "ß", "ς", "é", "ǆ", "\u1e9e"}) {
+    const CompiledPattern pattern(letter, false);
+    ASSERT_FALSE(pattern.globs().empty());
+    const auto engine = engineFor(letter, false);
+    for (unsigned code = 1; code < 0x10000; ++code) {
+      if (code >= 0xD800 && code < 0xE000) continue;
+      std::string text;
+      if (code < 0x80) {
+        text = {static_cast<char>(code)};
+      } else if (code < 0x800) {
+        text = {static_cast<char>(0xC0 | code >> 6), static_cast<char>(0x80 | (code & 0x3F))};
+      } else {
+        text = {static_cast<char>(0xE0 | code >> 12), static_cast<char>(0x80 | (code >> 6 & 0x3F)),
+                static_cast<char>(0x80 | (code & 0x3F))};
+      }
+      ASSERT_EQ(outcomeOf(pattern, text),
+                boost::u32regex_match(text, *engine) ? "match" : "no match")
+          << letter << " on code point " << code;
+    }
+  }
+}
+
+TEST(CompiledPattern, AnswersWhereTheEngineGivesUp) {
+  const std::string expression = "/Users/[^/]*a[^/]*a[^/]*a[^/]*ab";
+  const std::string text = "/Users/" + std::string(200, 'a');
+  const auto engine = engineFor(expression, true);
+  ASSERT_EQ(outcomeOf([&] { return boost::u32regex_match(text, *engine); }), "gives up");
+  const CompiledPattern pattern(expression, true);
+  EXPECT_EQ(outcomeOf(pattern, text), "no match");
+  EXPECT_EQ(outcomeOf(pattern, text + "b"), "match");
+}
+
+}  // namespace
+}  // namespace Test
+}  // namespace QVL

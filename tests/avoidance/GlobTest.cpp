@@ -1,0 +1,210 @@
+#include "qvl/avoidance/Glob.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/avoidance/StepNotation.h"
+
+namespace QVL {
+namespace Test {
+namespace {
+
+// All texts of up to `longest` of these signs.
+std::vector<std::string> textsOver(const std::string& signs, std::size_t longest) {
+  std::vector<std::string> texts = {""};
+  for (std::size_t i = 0; i < texts.size() && texts[i].size() < longest; ++i) {
+    for (const char sign : signs) texts.push_back(texts[i] + sign);
+  }
+  return texts;
+}
+
+// What the steps mean, tried out one after the other.
+bool matchesByTrying(std::string_view notation, std::string_view text) {
+  if (notation.empty()) return text.empty();
+  const std::string_view rest = notation.substr(1);
+  const auto kind = kindOf(notation.front());
+  switch (kind) {
+    case GlobStep::Literal:
+      return !text.empty() && text.front() == notation.front() &&
+             matchesByTrying(rest, text.substr(1));
+    case GlobStep::OneNotSlash:
+    case GlobStep::One:
+      return !text.empty() && (kind == GlobStep::One || text.front() != '/') &&
+             matchesByTrying(rest, text.substr(1));
+    case GlobStep::Unknown:
+      return false;
+    default:
+      break;
+  }
+  for (std::size_t length = 0; length <= text.size(); ++length) {
+    const std::string_view taken = text.substr(0, length);
+    if (kind == GlobStep::RunNotSlash && taken.find('/') != std::string_view::npos) break;
+    if (kind == GlobStep::Folders && !taken.empty() && taken.back() != '/') continue;
+    if (matchesByTrying(rest, text.substr(length))) return true;
+  }
+  return false;
+}
+
+struct Row {
+  const char* steps;
+  std::vector<const char*> matching;
+  std::vector<const char*> other;
+};
+
+void expectRows(const std::vector<Row>& rows, bool ascii) {
+  for (const Row& row : rows) {
+    const GlobSteps steps = stepsOf(row.steps);
+    ASSERT_TRUE(Glob::canMatch(steps)) << row.steps;
+    const Glob glob(steps);
+    for (const char* const text : row.matching) {
+      EXPECT_TRUE(glob.matches(text, ascii)) << row.steps << " on \"" << text << '"';
+    }
+    for (const char* const text : row.other) {
+      EXPECT_FALSE(glob.matches(text, ascii)) << row.steps << " on \"" << text << '"';
+    }
+  }
+}
+
+TEST(Glob, MatchesWholeTexts) {
+  expectRows(
+      {
+          {"", {""}, {"a", "/"}},
+          {"abc", {"abc"}, {"", "ab", "abcd", "xabc", "abd"}},
+          {"a?c", {"abc", "a.c"}, {"a/c", "ac", "abbc"}},
+          {"a_c", {"abc", "a/c", "a\nc"}, {"ac", "abbc"}},
+          {"?", {"a"}, {"", "/", "ab"}},
+      },
+      true);
+}
+
+TEST(Glob, StarStaysInItsComponent) {
+  expectRows(
+      {
+          {"*", {"", "a", "abc"}, {"/", "a/", "/a"}},
+          {"a*", {"a", "ab", "abc"}, {"", "b", "a/", "a/b"}},
+          {"*a", {"a", "ba", "aaa"}, {"", "b", "/a", "b/a"}},
+          {"a*b*c", {"abc", "axbxc", "abbcc"}, {"acb", "ab/c", "a/bc", "abcd"}},
+          {"/*/", {"//", "/a/"}, {"/", "/a", "/a/b/"}},
+          {"**", {"", "ab"}, {"/"}},
+          {"*ab*ab", {"abab", "abxab", "xabab"}, {"ab", "aab", "ab/ab"}},
+          {"a*aab", {"aaab", "aaaaab", "axaab"}, {"aab", "aaba"}},
+      },
+      true);
+}
+
+TEST(Glob, RunCrossesComponents) {
+  expectRows(
+      {
+          {"=", {"", "/", "a/b/c"}, {}},
+          {"a=b", {"ab", "a/b", "a/x/bb"}, {"a", "b", "a/bc"}},
+          {"=a*b", {"ab", "x/ab", "a/axb", "a/b/ab"}, {"a/b", "ab/", ""}},
+          {"*a=b", {"ab", "xa/b", "a/a/b"}, {"/ab", "x/ab"}},
+          {"=*=", {"", "a/b"}, {}},
+      },
+      true);
+}
+
+TEST(Glob, OneBetweenRunsMayBeASlash) {
+  expectRows(
+      {
+          {"*_=", {"a", "/", "a/b", "//"}, {""}},
+          {"=_*", {"a", "/", "a/b", "a/"}, {""}},
+          {"=_=", {"a", "/", "a/b"}, {""}},
+          {"*?*", {"a", "abc"}, {"", "/", "a/b"}},
+          {"=?=", {"a", "/a", "a/"}, {"", "/", "//"}},
+      },
+      true);
+}
+
+TEST(Glob, LeavesWhatItCannotMatchToOthers) {
+  for (const char* const steps : {"!", "a!b", "*_*", "*a_b*", "~a", "a~b", "*~b", "?~"}) {
+    EXPECT_FALSE(Glob::canMatch(stepsOf(steps))) << steps;
+  }
+  // Neighbouring runs are one where one adds nothing to the other.
+  for (const char* const steps : {"=~", "~=", "=_*", "**", "/~~", "/~=*~"}) {
+    EXPECT_TRUE(Glob::canMatch(stepsOf(steps))) << steps;
+  }
+}
+
+TEST(Glob, FoldersAreWholeFolders) {
+  expectRows(
+      {
+          {"/~", {"/", "/a/", "/a/b/", "//"}, {"", "/a", "/a/b"}},
+          {"/~a", {"/a", "/x/a", "/x/y/a", "//a"}, {"/", "/xa", "/a/", "/x/ya"}},
+          {"/~a/~b", {"/a/b", "/x/a/y/b", "/a/a/b", "/a/b/b"}, {"/b/a", "/ab", "/a/xb", "/a"}},
+          {"a/~*_b", {"a/xb", "a/y/xb", "a/xxb", "a/b/b"}, {"a/b", "a/x"}},
+          {"/~*a*/~b", {"/a/b", "/xay/b", "/z/xa/w/b"}, {"/a", "/b", "/x/b"}},
+          {"=/~a", {"/a", "x/a", "x/y/a"}, {"a", "xa", "/xa"}},
+      },
+      true);
+}
+
+TEST(Glob, OneIsOneCharacterOfHoweverManyBytes) {
+  expectRows(
+      {
+          {"?", {"a", "é", "日", "😀"}, {"", "éé", "/"}},
+          {"a?b", {"aéb", "a😀b"}, {"ab", "aééb"}},
+          {"*?", {"é", "xé", "éx"}, {"", "é/"}},
+          {"=?é", {"éé", "/é/aé"}, {"é", "/é"}},
+          {"?é*", {"aé", "éé", "ééé"}, {"é", "éa"}},
+      },
+      false);
+}
+
+TEST(Glob, AgreesWithTryingOutOnEverythingSmall) {
+  const std::vector<std::string> texts = textsOver("ab/", 6);
+  std::size_t matched = 0;
+  std::size_t compared = 0;
+  for (const std::string& notation : textsOver("ab/*=~?_", 4)) {
+    const GlobSteps steps = stepsOf(notation);
+    if (!Glob::canMatch(steps)) continue;
+    const Glob glob(steps);
+    for (const std::string& text : texts) {
+      const bool expected = matchesByTrying(notation, text);
+      ASSERT_EQ(glob.matches(text, true), expected) << notation << " on \"" << text << '"';
+      ASSERT_EQ(glob.matches(text, false), expected) << notation << " on \"" << text << '"';
+      matched += expected;
+      ++compared;
+    }
+  }
+  EXPECT_GT(compared, 3000000u);
+  EXPECT_GT(matched, compared / 100);
+}
+
+TEST(Glob, WantsMoreExactlyWhereALongerTextCanMatch) {
+  const std::vector<std::string> longer = textsOver("ab/", 5);
+  std::size_t wanting = 0;
+  for (const std::string& notation : textsOver("ab/*=~?_", 3)) {
+    const GlobSteps steps = stepsOf(notation);
+    if (!Glob::canMatch(steps)) continue;
+    const Glob glob(steps);
+    for (const std::string& text : textsOver("ab/", 3)) {
+      const bool expected = std::any_of(
+          longer.begin() + 1, longer.end(),
+          [&](const std::string& more) { return matchesByTrying(notation, text + more); });
+      ASSERT_EQ(glob.wantsMoreAfter(text), expected) << notation << " after \"" << text << '"';
+      wanting += expected;
+    }
+  }
+  EXPECT_GT(wanting, 1000u);
+}
+
+TEST(Glob, AnswersTextsThatWouldTakeAnEngineTooLong) {
+  // Twelve stars, each with a thousand places to stand at.
+  std::string text;
+  for (int i = 0; i < 4096; ++i) text += "ab"[i % 2];
+  for (const char star : {'*', '='}) {
+    std::string notation;
+    for (int i = 0; i < 12; ++i) notation += std::string(1, star) + "ab";
+    EXPECT_TRUE(Glob(stepsOf(notation)).matches(text, true));
+    EXPECT_FALSE(Glob(stepsOf(notation + "b")).matches(text, true));
+  }
+}
+
+}  // namespace
+}  // namespace Test
+}  // namespace QVL
