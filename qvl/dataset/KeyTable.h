@@ -75,7 +75,7 @@ class KeyTable {
  private:
   static constexpr Handle kNone = 0xFFFFFFFFu;
   static constexpr std::size_t kSmallest = 256;
-  static constexpr std::size_t kSlotsPerFilterWord = 4;
+  static constexpr std::size_t kSlotsPerFilterWord = 8;
 
   struct Slot {
     Key key = 0;  // 0 while free

@@ -1,5 +1,9 @@
 #include "qvl/dataset/PathKeys.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace QVL {
 namespace PathKeys {
 namespace {
@@ -117,36 +121,54 @@ RuleKeys keysOf(const GlobSteps& steps) {
   return keys;
 }
 
-void Text::assign(std::string_view text) {
-  // Folds ASCII letters, and a few signs with them.
-  constexpr std::uint64_t kCaseBits = 0x2020202020202020u;
-  constexpr std::uint64_t kSlashes = 0x2F2F2F2F2F2F2F2Fu;
-  constexpr std::uint64_t kLow7 = 0x7F7F7F7F7F7F7F7Fu;
-  constexpr std::size_t kBlock = 64;
+namespace {
 
+// Copies 16 bytes with ASCII letters folded, a few signs with them; one bit for each that is a
+// slash.
+#if defined(__SSE2__)
+
+std::uint64_t foldInto(char* out, const char* text) {
+  const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_or_si128(bytes, _mm_set1_epi8(0x20)));
+  return static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('/'))));
+}
+
+#else
+
+std::uint64_t foldInto(char* out, const char* text) {
+  std::uint64_t slashes = 0;
+  for (unsigned i = 0; i < 16; ++i) {
+    out[i] = static_cast<char>(text[i] | 0x20);
+    slashes |= static_cast<std::uint64_t>(text[i] == '/') << i;
+  }
+  return slashes;
+}
+
+#endif
+
+}  // namespace
+
+void Text::assign(std::string_view text) {
+  constexpr std::size_t kStep = 16;
+  constexpr std::size_t kBlock = 64;
   const std::size_t size = text.size();
-  if (m_buffer.size() < size + 2 * kMargin) m_buffer.resize(2 * size + 2 * kMargin);
-  if (m_ends.size() < size + 1) m_ends.resize(2 * size + 1);
+  if (m_buffer.size() < size + 2 * kMargin) m_buffer.resize(2 * (size + 2 * kMargin));
+  if (m_ends.size() < size + 1) m_ends.resize(2 * (size + 1));
   char* const out = m_buffer.data() + kMargin;
   std::size_t ends = 0;
 
   for (std::size_t block = 0; block < size; block += kBlock) {
-    // One bit per byte of the block, so that the slashes are then walked in one loop: how many of
-    // them a word holds cannot be foreseen, and a wrong guess costs more than the arithmetic.
+    // The slashes of a block are bits of one number and walked in one loop: how many of them a few
+    // bytes hold cannot be foreseen, and every wrong guess costs more than the arithmetic.
     std::uint64_t slashes = 0;
-    for (std::size_t at = block; at < size && at < block + kBlock; at += 8) {
-      std::uint64_t word = 0;
-      if (size - at >= 8) {
-        word = load8(text.data() + at);
+    for (std::size_t at = block; at < size && at < block + kBlock; at += kStep) {
+      if (size - at >= kStep) {
+        slashes |= foldInto(out + at, text.data() + at) << (at - block);
       } else {
-        std::memcpy(&word, text.data() + at, size - at);
+        char rest[kStep] = {};
+        std::memcpy(rest, text.data() + at, size - at);
+        slashes |= foldInto(out + at, rest) << (at - block);
       }
-      const std::uint64_t folded = word | kCaseBits;
-      std::memcpy(out + at, &folded, sizeof folded);
-      word ^= kSlashes;
-      // The high bit of every byte that is a slash and of no other, gathered into eight bits.
-      const std::uint64_t found = ~(((word & kLow7) + kLow7) | word | kLow7);
-      slashes |= ((found >> 7) * 0x0102040810204080u >> 56) << (at - block);
     }
     for (; slashes != 0; slashes &= slashes - 1) {
       m_ends[ends++] =

@@ -106,7 +106,7 @@ class Text {
   }
 
  private:
-  static constexpr std::size_t kMargin = 8;
+  static constexpr std::size_t kMargin = 16;  // assign writes in steps of this many
 
   static std::uint64_t load8(const char* bytes) {
     std::uint64_t word;

@@ -1,6 +1,7 @@
 #include "qvl/dataset/RuleIndex.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "qvl/avoidance/CompiledPattern.h"
@@ -52,7 +53,7 @@ class RuleIndex::Filing {
   // query that has to look for it is weighed against rules that are compared in vain.
   const RuleKey& leastPopular(const std::vector<RuleKey>& keys) {
     const auto cost = [&](const RuleKey& key) -> std::size_t {
-      const std::size_t price = key.kind >= Kind::Head8 ? 64 : key.kind == Kind::Pair ? 8 : 0;
+      const std::size_t price = key.kind >= Kind::Head8 ? 1000 : key.kind == Kind::Pair ? 16 : 0;
       return popularity(key.key) + price;
     };
     const auto chosen =
@@ -62,8 +63,8 @@ class RuleIndex::Filing {
           return costOfA != costOfB ? costOfA < costOfB : a.length > b.length;
         });
     for (const RuleKey& key : keys) {
-      std::uint8_t& rules = popularity(key.key);
-      if (rules < 255) ++rules;
+      std::uint16_t& rules = popularity(key.key);
+      if (rules < std::numeric_limits<std::uint16_t>::max()) ++rules;
     }
     return *chosen;
   }
@@ -82,7 +83,9 @@ class RuleIndex::Filing {
  private:
   // About how many rules have a key: those that share its place in the row count along. Only the
   // choice of keys depends on it.
-  std::uint8_t& popularity(PathKeys::Key key) { return m_popularity[(key >> 40) % kPopularityRow]; }
+  std::uint16_t& popularity(PathKeys::Key key) {
+    return m_popularity[(key >> 40) % kPopularityRow];
+  }
 
   static void adjust(std::uint32_t& use, int change, std::uint64_t& mask, unsigned bit) {
     use = static_cast<std::uint32_t>(static_cast<int>(use) + change);
@@ -96,7 +99,7 @@ class RuleIndex::Filing {
   std::uint64_t m_depths = 0;  // in use
 
   static constexpr std::size_t kPopularityRow = 1 << 16;
-  std::vector<std::uint8_t> m_popularity = std::vector<std::uint8_t>(kPopularityRow);
+  std::vector<std::uint16_t> m_popularity = std::vector<std::uint16_t>(kPopularityRow);
 
   // Scratch of a query.
   PathKeys::Text m_text;
@@ -147,8 +150,11 @@ bool RuleIndex::Filing::find(std::string_view text, Visit visit) {
     if (components) look(Kind::Component, hash);
     if (pairs && i > 0) look(Kind::Pair, PathKeys::pairOf(previous, hash));
     previous = hash;
-    prefix = PathKeys::withComponent(prefix, hash);
-    if (i < 63 && (m_depths >> (i + 1) & 1)) look(Kind::Prefix, prefix);
+    // As deep as any prefix reaches.
+    if (i < 63 && m_depths >> (i + 1) != 0) {
+      prefix = PathKeys::withComponent(prefix, hash);
+      if (m_depths >> (i + 1) & 1) look(Kind::Prefix, prefix);
+    }
     if (!pieces) continue;
     unsigned head = static_cast<unsigned>(Kind::Head8);
     unsigned tail = static_cast<unsigned>(Kind::Tail8);
