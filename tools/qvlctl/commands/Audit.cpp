@@ -104,7 +104,7 @@ class Audit {
   }
 
   void row(const std::string& title, const Tally& tally, const std::string& remark) {
-    m_output.print("  {:<9} {:>13} files  {:>11}{}\n", title, grouped(tally.files),
+    m_output.print("  {:<9} {:>19}  {:>11}{}\n", title, counted(tally.files, "file", "files"),
                    readableSize(tally.bytes), remark);
   }
 
@@ -143,8 +143,8 @@ class Audit {
     if (m_report.skippedFolders().empty()) return;
     heading("Largest skipped folders (*: skipped in part, the files directly in it)");
     for (const SkippedFolder& folder : m_report.skippedFolders()) {
-      m_output.print("  {:>11} {:>13} files  {}{}\n", readableSize(folder.skipped.bytes),
-                     grouped(folder.skipped.files), escaped(folder.path),
+      m_output.print("  {:>11} {:>19}  {}{}\n", readableSize(folder.skipped.bytes),
+                     counted(folder.skipped.files, "file", "files"), escaped(folder.path),
                      folder.isWhole ? "" : " *");
     }
   }
@@ -192,9 +192,8 @@ void addAuditCommand(CLI::App& app, Action& action) {
                   "How many of the largest skipped folders to list (default: 10)")
       ->type_name("N")
       ->check([](const std::string& text) {
-        return parseNumber(text)
-                   ? std::string()
-                   : fmt::format("expected a whole number; found \"{}\"", escaped(text));
+        return parseNumber(text) ? std::string()
+                                 : fmt::format("expected a whole number; found {}", inQuotes(text));
       });
   command.add_option("DIR", options->folders, "The folders to walk")->required()->type_name("");
   command.footer(

@@ -34,7 +34,7 @@ void addQuestionOptions(CLI::App& command, QuestionOptions& options) {
       ->check([](const std::string& text) {
         return parseAccess(text)
                    ? std::string()
-                   : fmt::format("expected {}; found \"{}\"", kAccessChoice, escaped(text));
+                   : fmt::format("expected {}; found {}", kAccessChoice, inQuotes(text));
       });
   command.add_flag("--trace", options.trace,
                    "Let the library write its trace file, at the level set by trace-level");

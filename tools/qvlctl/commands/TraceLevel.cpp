@@ -108,8 +108,8 @@ void addTraceLevelCommand(CLI::App& app, Action& action) {
         const std::optional<unsigned int> number = parseNumber(text);
         return number && *number <= INT_MAX
                    ? std::string()
-                   : fmt::format("expected a whole number from 0 to {}; found \"{}\"", INT_MAX,
-                                 escaped(text));
+                   : fmt::format("expected a whole number from 0 to {}; found {}", INT_MAX,
+                                 inQuotes(text));
       });
   command
       .add_option("-f,--file", options->file,

@@ -75,6 +75,13 @@ std::string escaped(std::string_view text) {
   return result;
 }
 
+std::string inQuotes(std::string_view text) {
+  constexpr std::size_t kLongest = 200;
+  if (text.size() <= kLongest) return '"' + escaped(text) + '"';
+  return fmt::format("\"{}...\" ({} bytes)", escaped(text.substr(0, kLongest)),
+                     grouped(text.size()));
+}
+
 std::string grouped(std::uint64_t number) {
   std::string digits = std::to_string(number);
   for (std::size_t i = digits.size(); i > 3;) {

@@ -16,6 +16,9 @@ namespace qvlctl {
 // (or \n, \t, \r), a backslash is doubled. Unambiguous: equal results mean equal texts.
 std::string escaped(std::string_view text);
 
+// The text escaped and in double quotes, for messages; of a long one the beginning and its size.
+std::string inQuotes(std::string_view text);
+
 // 1234567 as "1,234,567".
 std::string grouped(std::uint64_t number);
 

@@ -138,8 +138,8 @@ void Engine::checkLogic(const Policy& policy, const std::string& logic) {
     fail(
         policy, position,
         fmt::format("{} Expected numbers of data sets combined by !, &, | and parentheses, such as "
-                    "(1|2)&!3, or !(!1) for a double negation; found \"{}\"",
-                    reason, escaped(policy.logic)));
+                    "(1|2)&!3, or !(!1) for a double negation; found {}",
+                    reason, inQuotes(policy.logic)));
   };
 
   PostfixFacts facts;
@@ -188,13 +188,13 @@ void Engine::addRule(const Policy& policy, std::size_t dataSetIndex, std::size_t
     fail(
         policy, position(),
         fmt::format("{} Expected {}, valid as a regular expression once wildcards and keywords are "
-                    "replaced; found \"{}\"",
-                    exception.m_message, expectedText(dataSet.kind), escaped(rule.text)));
+                    "replaced; found {}",
+                    exception.m_message, expectedText(dataSet.kind), inQuotes(rule.text)));
   }
   if (hasWhitespaceAtAnEnd(rule.text)) {
     m_warnings.push_back({position(), fmt::format("the whitespace at the end or the beginning is "
-                                                  "part of the rule; found \"{}\"",
-                                                  escaped(rule.text))});
+                                                  "part of the rule; found {}",
+                                                  inQuotes(rule.text))});
   }
   if (target.addToDataSet(std::move(made))) return;
 
@@ -205,8 +205,8 @@ void Engine::addRule(const Policy& policy, std::size_t dataSetIndex, std::size_t
   if (!excludeTheSame(dataSet, *earlier, rule)) {
     fail(policy, position(),
          fmt::format("a data set keeps one rule for each text, and rule {} has this one with other "
-                     "attributes; expected this rule in a data set of its own; found \"{}\"",
-                     earlierNumber, escaped(rule.text)));
+                     "attributes; expected this rule in a data set of its own; found {}",
+                     earlierNumber, inQuotes(rule.text)));
   }
   m_warnings.push_back({position(), fmt::format("the same rule as rule {}", earlierNumber)});
 }

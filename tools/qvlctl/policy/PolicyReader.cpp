@@ -49,8 +49,7 @@ class Reader {
 
   [[noreturn]] void failAtValue(const Position& position, const char* attribute,
                                 const std::string& expected, const std::string& found) const {
-    fail(position,
-         fmt::format("{}: expected {}; found \"{}\"", attribute, expected, escaped(found)));
+    fail(position, fmt::format("{}: expected {}; found {}", attribute, expected, inQuotes(found)));
   }
 
   // For every data set the texts of its children `child`.

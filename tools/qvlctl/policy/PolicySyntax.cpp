@@ -103,7 +103,7 @@ class SyntaxCheck {
     refuse(kDataSet + "/@kind[not(" + joined(names, ".='", "'", " or ", " or ") + ")]",
            [&](const std::string& found) {
              const std::string kind = m_xml.document().getXPathElement(found.c_str());
-             return fmt::format("unknown kind \"{}\"; expected {}", escaped(kind),
+             return fmt::format("unknown kind {}; expected {}", inQuotes(kind),
                                 inWords(names, "", ""));
            });
   }
