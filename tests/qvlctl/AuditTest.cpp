@@ -1,0 +1,310 @@
+// qvlctl audit
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <filesystem>
+#include <regex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Program.h"
+
+namespace QVL {
+namespace Test {
+namespace {
+
+namespace fs = std::filesystem;
+
+class Audit : public ProgramTest {
+ protected:
+  void SetUp() override {
+    // By place, by extension; never an .exe.
+    write("../policy.xml",
+          "<exclusion-policy version='1'>\n"
+          "<logic>(1|2)&amp;!3</logic>\n"
+          "<data-set number='1' kind='folder' name='caches'><rule>/**/cache/</rule></data-set>\n"
+          "<data-set number='2' kind='file-type'><rule access='read'>o</rule></data-set>\n"
+          "<data-set number='3' kind='file-type' name='programs'><rule>exe</rule></data-set>\n"
+          "</exclusion-policy>\n");
+  }
+
+  // The outputs with the test's folder as TREE, and without times.
+  Result audit(std::vector<std::string> arguments,
+               const Circumstances& circumstances = Circumstances()) const {
+    arguments.insert(arguments.begin(), {"audit", "--policy", "../policy.xml"});
+    Result result = run(arguments, circumstances);
+    const std::regex times("in [0-9.]+ seconds, [0-9,]+ a second");
+    result.out = std::regex_replace(result.out, times, "in T seconds, R a second");
+    for (std::string* const text : {&result.out, &result.err}) {
+      for (std::size_t place; (place = text->find(folder())) != std::string::npos;) {
+        text->replace(place, folder().size(), "TREE");
+      }
+    }
+    return result;
+  }
+
+  // A size that need not take any room.
+  void writeSized(const std::string& name, off_t size) const {
+    write(name, "");
+    ASSERT_EQ(::truncate(path(name).c_str(), size), 0);
+  }
+};
+
+TEST_F(Audit, CountsWhatIsSkippedByDataSetAndByFolder) {
+  writeSized("cache/a", 1000);
+  writeSized("cache/deep/b", 2 * 1024 * 1024);
+  writeSized("cache/deep/c.o", 24);
+  writeSized("src/x.o", 1536);
+  writeSized("src/x.cpp", 100);
+  writeSized("src/lib/y.o", 512);
+  writeSized("mixed/cache/z", 10);
+  writeSized("mixed/cache/z.exe", 5);
+  writeSized("empty/only-scanned", 0);
+  fs::create_directory(path("really-empty"));
+  EXPECT_EQ(
+      audit({"."}),
+      (Result{0,
+              "Audit of TREE under ../policy.xml\n"
+              "  found                 9 files      2.0 MiB\n"
+              "  skipped               6 files      2.0 MiB   66.7 % of the files, 100.0 % of "
+              "the bytes\n"
+              "  scanned               3 files    105 bytes\n"
+              "\n"
+              "Skipped, by the data sets that matched (a file may count for several)\n"
+              "  1                     4 files      2.0 MiB   folder: caches\n"
+              "  2                     2 files      2.0 KiB   file-type\n"
+              "  3                     0 files      0 bytes   file-type: programs\n"
+              "\n"
+              "Largest skipped folders (*: skipped in part, the files directly in it)\n"
+              "      2.0 MiB             3 files  TREE/cache\n"
+              "      1.5 KiB              1 file  TREE/src *\n"
+              "    512 bytes              1 file  TREE/src/lib\n"
+              "     10 bytes              1 file  TREE/mixed/cache *\n"
+              "\n"
+              "9 queries in T seconds, R a second\n",
+              ""}));
+}
+
+TEST_F(Audit, ListsNoMoreFoldersThanAskedFor) {
+  for (int i = 1; i <= 30; ++i) writeSized("d" + std::to_string(i) + "/x.o", i);
+  writeSized("scanned", 1);
+  const std::string few = audit({"--top", "2", "."}).out;
+  EXPECT_NE(few.find("in it)\n"
+                     "     30 bytes              1 file  TREE/d30\n"
+                     "     29 bytes              1 file  TREE/d29\n"
+                     "\n31 queries"),
+            std::string::npos)
+      << few;
+  EXPECT_EQ(audit({"--top", "0", "."}).out.find("Largest"), std::string::npos);
+}
+
+TEST_F(Audit, AsksForAProcessAndAnAccessType) {
+  write("../policy.xml",
+        "<exclusion-policy version='1'>\n"
+        "<logic>1&amp;2</logic>\n"
+        "<data-set number='1' kind='process'><rule>/usr/bin/make</rule></data-set>\n"
+        "<data-set number='2' kind='file-type'><rule access='write'>o</rule></data-set>\n"
+        "</exclusion-policy>\n");
+  writeSized("x.o", 7);
+  const auto skipped = [&](const std::vector<std::string>& arguments) {
+    return audit(arguments).out.find("skipped                1 file") != std::string::npos;
+  };
+  EXPECT_FALSE(skipped({"."}));
+  EXPECT_FALSE(skipped({"--access", "write", "."}));
+  EXPECT_FALSE(skipped({"--process", "/usr/bin/make", "."}));
+  EXPECT_TRUE(skipped({"--process", "/usr/bin/make", "--access", "write", "."}));
+}
+
+TEST_F(Audit, ShowsWhatIsSkippedByNegationAlone) {
+  write("../policy.xml",
+        "<exclusion-policy version='1'><logic>!1</logic>"
+        "<data-set number='1' kind='file-type'><rule>exe</rule></data-set></exclusion-policy>");
+  writeSized("a", 1);
+  writeSized("b.exe", 2);
+  EXPECT_NE(audit({"."}).out.find("  1                     0 files      0 bytes   file-type\n"
+                                  "  none                   1 file       1 byte   the logic "
+                                  "negates, and no data set matched\n"),
+            std::string::npos)
+      << audit({"."}).out;
+}
+
+TEST_F(Audit, FollowsNoSymbolicLink) {
+  writeSized("real/x.o", 1);
+  fs::create_directory_symlink(".", path("real/loop"));
+  fs::create_directory_symlink("..", path("real/up"));
+  fs::create_directory_symlink("/", path("real/root"));
+  fs::create_symlink("x.o", path("real/again.o"));
+  fs::create_symlink("nowhere", path("real/broken.o"));
+  ASSERT_EQ(::mkfifo(path("real/pipe.o").c_str(), 0600), 0);
+  const Result result = audit({"."});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err, "");
+  EXPECT_NE(result.out.find("found                  1 file"), std::string::npos) << result.out;
+}
+
+TEST_F(Audit, WalksARootThatIsALinkByItsRealPath) {
+  writeSized("real/x.o", 1);
+  fs::create_directory_symlink("real", path("link"));
+  EXPECT_EQ(audit({"link"}).out.substr(0, 41), "Audit of TREE/real under ../policy.xml\n  ");
+}
+
+TEST_F(Audit, WalksEveryFolderOnce) {
+  writeSized("a/x.o", 1);
+  writeSized("ab/y.o", 1);
+  const Result result = audit({"a/../a", "ab", ".", "a", "."});
+  EXPECT_EQ(result.out.substr(0, 75),
+            "Audit of TREE under ../policy.xml\n  found                 2 files      2 by");
+  EXPECT_EQ(result.err,
+            "qvlctl: note: TREE/a is walked once only, as part of another folder\n"
+            "qvlctl: note: TREE/ab is walked once only, as part of another folder\n"
+            "qvlctl: note: TREE/a is walked once only, as part of another folder\n"
+            "qvlctl: note: TREE is walked once only, as part of another folder\n");
+}
+
+TEST_F(Audit, CountsNamesOfAnyBytes) {
+  for (const char* const name :
+       {"new\nline", "\x1b[31mred", "quo\"te", "back\\slash", "-dash", " "}) {
+    writeSized(std::string(name) + "/x.o", 1);
+  }
+  writeSized("scanned", 1);
+  std::error_code refused;
+  fs::create_directory(path("no utf-8 \xff\xfe"), refused);
+  const bool anyBytes = !refused;
+  if (anyBytes) writeSized("no utf-8 \xff\xfe/x.o", 1);
+
+  const Result result = audit({"."});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err, "");
+  // The extension is matched by itself, so that the folder's name does not matter.
+  EXPECT_NE(
+      result.out.find(anyBytes ? "skipped               7 files" : "skipped               6 "),
+      std::string::npos)
+      << result.out;
+  for (const char* const shown : {"TREE/new\\nline\n", "TREE/\\x1B[31mred\n", "TREE/quo\"te\n",
+                                  "TREE/back\\\\slash\n", "TREE/-dash\n", "TREE/ \n"}) {
+    EXPECT_NE(result.out.find(shown), std::string::npos) << shown << result.out;
+  }
+  if (anyBytes) {
+    EXPECT_NE(result.out.find("TREE/no utf-8 \\xFF\\xFE\n"), std::string::npos);
+  }
+}
+
+TEST_F(Audit, TellsFoldersThatCannotBeRead) {
+  writeSized("cache/open/a", 1);
+  writeSized("cache/shut/b", 1);
+  writeSized("other/shut/c", 1);
+  fs::permissions(path("cache/shut"), fs::perms::none);
+  fs::permissions(path("other/shut"), fs::perms::none);
+  Circumstances circumstances;
+  circumstances.bySuperuserWithoutPrivileges = ::getuid() == 0;
+  const Result result = audit({"."}, circumstances);
+  const Result root = audit({"cache/shut"}, circumstances);
+  fs::permissions(path("cache/shut"), fs::perms::owner_all);
+  fs::permissions(path("other/shut"), fs::perms::owner_all);
+  if (result.status == 125) GTEST_SKIP() << "the superuser cannot be bound by permissions here";
+
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err,
+            "qvlctl: warning: 2 folders could not be read and are missing above\n"
+            "qvlctl:   TREE/cache/shut: Permission denied\n"
+            "qvlctl:   TREE/other/shut: Permission denied\n");
+  // A folder of which not everything is known is not skipped whole.
+  EXPECT_NE(result.out.find("1 file  TREE/cache/open\n\n"), std::string::npos) << result.out;
+  EXPECT_EQ(root,
+            (Result{2, "", "qvlctl: cannot read the folder TREE/cache/shut: Permission denied\n"}));
+}
+
+TEST_F(Audit, SurvivesRunningOutOfDescriptors) {
+  std::string deep = "deep";
+  for (int i = 0; i < 40; ++i) deep += "/d";
+  writeSized(deep + "/x.o", 1);
+  Circumstances circumstances;
+  circumstances.program = "/bin/sh";
+  const Result result =
+      run({"-c", "ulimit -n 16; exec \"$0\" audit -p ../policy.xml .", QVLCTL}, circumstances);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_NE(result.err.find("1 folder could not be read and is missing above"), std::string::npos)
+      << result.err;
+  EXPECT_NE(result.err.find(": Too many open files\n"), std::string::npos) << result.err;
+}
+
+TEST_F(Audit, WalksTreesDeeperThanDescriptorsAndPathsReach) {
+  // 600 folders of 20 bytes: no system call takes the path as a whole. Beside the way down, at
+  // every level, stands a folder that is walked on the way back.
+  constexpr int kDepth = 600;
+  const std::string name = "a-long-way-to-go-now";
+  int at = ::open(folder().c_str(), O_RDONLY | O_DIRECTORY);
+  for (int i = 0; i < kDepth; ++i) {
+    ASSERT_EQ(::mkdirat(at, "z", 0700), 0);
+    const int beside = ::openat(at, "z", O_RDONLY | O_DIRECTORY);
+    const int file = ::openat(beside, "x.o", O_CREAT | O_WRONLY, 0600);
+    ASSERT_GE(file, 0);
+    ::close(file);
+    ::close(beside);
+    ASSERT_EQ(::mkdirat(at, name.c_str(), 0700), 0);
+    const int next = ::openat(at, name.c_str(), O_RDONLY | O_DIRECTORY);
+    ::close(at);
+    at = next;
+  }
+  ::close(at);
+  Circumstances circumstances;
+  circumstances.program = "/bin/sh";
+  const Result result =
+      run({"-c", "ulimit -n 100; exec \"$0\" audit -p ../policy.xml .", QVLCTL}, circumstances);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err, "");
+  EXPECT_NE(result.out.find("skipped             600 files"), std::string::npos) << result.out;
+}
+
+TEST_F(Audit, SurvivesATreeThatChangesUnderIt) {
+  for (int i = 0; i < 50; ++i) writeSized("stays/" + std::to_string(i) + "/x.o", 1);
+  writeSized("scanned", 1);
+  std::atomic<bool> done{false};
+  std::thread changes([&] {
+    for (int i = 0; !done; ++i) {
+      const fs::path moving = path("moving");
+      std::error_code ignored;
+      fs::create_directories(moving / "a/b/c", ignored);
+      write("moving/a/b/c/x.o", "x");
+      fs::rename(moving, path("moved"), ignored);
+      fs::create_directory_symlink("/", moving, ignored);
+      fs::remove(moving, ignored);
+      fs::remove_all(path("moved"), ignored);
+    }
+  });
+  for (int i = 0; i < 30; ++i) {
+    const Result result = audit({"."});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_NE(result.out.find("TREE/stays\n"), std::string::npos) << result.out;
+    EXPECT_EQ(result.out.find("TREE/moving/usr"), std::string::npos) << result.out;
+  }
+  done = true;
+  changes.join();
+}
+
+TEST_F(Audit, RootsMustBeFolders) {
+  write("file", "");
+  EXPECT_EQ(audit({"none"}),
+            (Result{2, "", "qvlctl: cannot read none: No such file or directory\n"}));
+  EXPECT_EQ(audit({"file"}),
+            (Result{2, "", "qvlctl: cannot read the folder TREE/file: Not a directory\n"}));
+}
+
+TEST_F(Audit, ShowsProgressOnATerminalAndCleansUp) {
+  writeSized("x.o", 1);
+  Circumstances circumstances;
+  circumstances.errorsOnTerminal = true;
+  std::string line = "0 skipped of 0 files  " + folder();
+  if (line.size() > 78) line = line.substr(0, 75) + "...";
+  EXPECT_EQ(run({"audit", "-p", "../policy.xml", "."}, circumstances).err,
+            "\r\x1b[K" + line + "\r\x1b[K");
+  EXPECT_EQ(audit({"."}).err, "");
+}
+
+}  // namespace
+}  // namespace Test
+}  // namespace QVL
