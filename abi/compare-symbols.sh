@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# Compares what a build of the library exports with the list that was agreed on.
+#
+#   abi/compare-symbols.sh LIBRARY             fails when the two differ
+#   abi/compare-symbols.sh LIBRARY --update    makes the list anew
+#
+# A symbol that goes is a break: the major version moves with it. One that comes is an addition to
+# the interface for as long as the major version lasts.
+set -euo pipefail
+library=$1
+list=$(dirname "${BASH_SOURCE[0]}")/symbols.txt
+
+exported() {
+  # Of the columns address, kind and name the last, without the version; kind A is that of versions.
+  "${NM:-nm}" --dynamic --demangle --defined-only "$library" | grep -v '^[0-9a-f]* A ' |
+    sed -E 's/^[0-9a-f]+ . //
+      s/@@?QVL_[0-9]+$//
+      s/\[abi:cxx11\]//
+      s/std::__cxx11::/std::/g
+      s/std::basic_string<(wchar_|cha)([tr]), std::char_traits<\1\2>, std::allocator<\1\2> >/std::basic_string<\1\2>/g
+      s/std::basic_string<char>/std::string/g
+      s/std::basic_string<wchar_t>/std::wstring/g' |
+    LC_ALL=C sort -u
+}
+
+if [[ ${2:-} == --update ]]; then
+  exported >"$list"
+elif ! diff "$list" <(exported); then
+  echo "The exported symbols (>) differ from $list (<)." \
+    "If that is meant: ${BASH_SOURCE[0]} $library --update" >&2
+  exit 1
+fi

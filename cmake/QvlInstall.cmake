@@ -1,0 +1,26 @@
+# What an installation holds, and how other builds find it.
+
+include(CMakePackageConfigHelpers)
+
+# qvl_install_package(TARGET): installs the shared library TARGET, a CMake package and a pkg-config
+# file. Both find the rest of the installation from where they stand, so that it can be moved.
+function(qvl_install_package target)
+  install(TARGETS ${target} EXPORT ${target}
+    LIBRARY DESTINATION lib64 COMPONENT runtime NAMELINK_COMPONENT development)
+
+  # Debian's CMake does not look for packages in lib64; it looks in share everywhere.
+  set(folder "share/cmake/${PROJECT_NAME}")
+  set(config "${PROJECT_BINARY_DIR}/${PROJECT_NAME}Config.cmake")
+  set(version "${PROJECT_BINARY_DIR}/${PROJECT_NAME}ConfigVersion.cmake")
+  configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/${PROJECT_NAME}Config.cmake.in"
+    "${config}" INSTALL_DESTINATION "${folder}" NO_SET_AND_CHECK_MACRO)
+  # As long as the major version stays, what was built before goes on working.
+  write_basic_package_version_file("${version}" COMPATIBILITY SameMajorVersion)
+  install(FILES "${config}" "${version}" DESTINATION "${folder}" COMPONENT development)
+  install(EXPORT ${target} NAMESPACE qvl:: FILE "${PROJECT_NAME}Targets.cmake"
+    DESTINATION "${folder}" COMPONENT development)
+
+  set(pkgconfig "${PROJECT_BINARY_DIR}/${PROJECT_NAME}.pc")
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/${PROJECT_NAME}.pc.in" "${pkgconfig}" @ONLY)
+  install(FILES "${pkgconfig}" DESTINATION lib64/pkgconfig COMPONENT development)
+endfunction()
