@@ -21,6 +21,9 @@ namespace {
 constexpr char kEncoding[] = "UTF-8";
 constexpr char kAddedNodeUri[] = "urn:varnel:qvl";
 
+struct FreeDocument {
+  void operator()(xmlDoc* document) const { xmlFreeDoc(document); }
+};
 struct FreeContext {
   void operator()(xmlXPathContext* context) const { xmlXPathFreeContext(context); }
 };
@@ -36,6 +39,7 @@ struct FreeNode {
 struct FreeWriter {
   void operator()(xmlTextWriter* writer) const { xmlFreeTextWriter(writer); }
 };
+using OwnedDocument = std::unique_ptr<xmlDoc, FreeDocument>;
 using Text = std::unique_ptr<xmlChar, FreeText>;
 using OwnedNode = std::unique_ptr<xmlNode, FreeNode>;
 
@@ -120,12 +124,8 @@ class NodeSet {
   }
 
  private:
-  struct FreeStandIn {
-    void operator()(xmlDoc* document) const { xmlFreeDoc(document); }
-  };
-
   const char* m_xpath;
-  std::unique_ptr<xmlDoc, FreeStandIn> m_standIn;
+  OwnedDocument m_standIn;
   std::unique_ptr<xmlXPathContext, FreeContext> m_context;
   std::unique_ptr<xmlXPathObject, FreeResult> m_result;
   Failure m_failure = Failure::None;
@@ -216,33 +216,38 @@ xmlDoc* parseMemory(const char* buffer, unsigned long size) {
 
 }  // namespace
 
-void LibXmlWrapper::FreeDocument::operator()(xmlDoc* released) const {
-  xmlFreeDoc(released);
-}
+struct LibXmlWrapper::State {
+  std::string fileName;
+  OwnedDocument document;  // null when parsing failed
+};
 
-LibXmlWrapper::LibXmlWrapper() {
+LibXmlWrapper::LibXmlWrapper() : m_state(std::make_unique<State>()) {
   xmlInitParser();
-  document.reset(xmlNewDoc(xml("1.0")));
+  m_state->document.reset(xmlNewDoc(xml("1.0")));
 }
 
-LibXmlWrapper::LibXmlWrapper(std::string name) : fileName(std::move(name)) {
-  xmlInitParser();
-  const QuietLibrary quiet;
-  document.reset(parseFile(fileName));
-  if (!document) std::fprintf(stderr, "Error: unable to parse file \"%s\"\n", fileName.c_str());
-}
-
-LibXmlWrapper::LibXmlWrapper(char* buffer, unsigned long size) {
+LibXmlWrapper::LibXmlWrapper(std::string fileName) : m_state(std::make_unique<State>()) {
   xmlInitParser();
   const QuietLibrary quiet;
-  document.reset(parseMemory(buffer, size));
+  m_state->fileName = std::move(fileName);
+  m_state->document.reset(parseFile(m_state->fileName));
+  if (!m_state->document) {
+    std::fprintf(stderr, "Error: unable to parse file \"%s\"\n", m_state->fileName.c_str());
+  }
+}
+
+LibXmlWrapper::LibXmlWrapper(char* buffer, unsigned long size)
+    : m_state(std::make_unique<State>()) {
+  xmlInitParser();
+  const QuietLibrary quiet;
+  m_state->document.reset(parseMemory(buffer, size));
 }
 
 LibXmlWrapper::~LibXmlWrapper() = default;
 
 std::string LibXmlWrapper::getXPathElement(const char* xpath) {
   const QuietLibrary quiet;
-  const NodeSet nodes(document.get(), xpath);
+  const NodeSet nodes(m_state->document.get(), xpath);
   if (!nodes.report() || nodes.size() != 1) return std::string();
   return contentOf(nodes[0]);
 }
@@ -270,12 +275,12 @@ unsigned long LibXmlWrapper::getXPathUnsignedLongValue(const char* xpath) {
 
 bool LibXmlWrapper::isXPathElementExists(const char* xpath) {
   const QuietLibrary quiet;
-  return NodeSet(document.get(), xpath).size() == 1;
+  return NodeSet(m_state->document.get(), xpath).size() == 1;
 }
 
 std::vector<std::string> LibXmlWrapper::getXPathAllElement(const char* xpath) {
   const QuietLibrary quiet;
-  const NodeSet nodes(document.get(), xpath);
+  const NodeSet nodes(m_state->document.get(), xpath);
   nodes.report();
   std::vector<std::string> texts;
   for (int i = 0; i < nodes.size(); ++i) texts.push_back(contentOf(nodes[i]));
@@ -285,7 +290,7 @@ std::vector<std::string> LibXmlWrapper::getXPathAllElement(const char* xpath) {
 std::list<std::string> LibXmlWrapper::getXPathElementAttribute(const char* xpath,
                                                                const char* attributeName) {
   const QuietLibrary quiet;
-  const NodeSet nodes(document.get(), xpath);
+  const NodeSet nodes(m_state->document.get(), xpath);
   if (!nodes.report()) return {std::string()};
   std::list<std::string> values;
   for (int i = 0; i < nodes.size(); ++i) {
@@ -300,7 +305,7 @@ std::list<std::string> LibXmlWrapper::getXPathElementAttribute(const char* xpath
 std::list<std::vector<std::string>> LibXmlWrapper::getXPathAllElementAttribute(
     const char* xpath, const char* childName, const char* attributeName) {
   const QuietLibrary quiet;
-  const NodeSet nodes(document.get(), xpath);
+  const NodeSet nodes(m_state->document.get(), xpath);
   nodes.report();
   return rowsOf(nodes, childName, [&](xmlNode* child) {
     return isElement(child) ? toString(attributeOf(child, attributeName).get()) : std::string();
@@ -311,10 +316,11 @@ std::list<std::vector<std::string>> LibXmlWrapper::getXPathAllElement(const char
                                                                       const char* childName,
                                                                       const char* defaultValue) {
   const QuietLibrary quiet;
-  const NodeSet nodes(document.get(), xpath);
+  const NodeSet nodes(m_state->document.get(), xpath);
   nodes.report();
   auto rows = rowsOf(nodes, childName, [&](xmlNode* child) {
-    return toString(Text(xmlNodeListGetString(document.get(), firstChild(child), 1)).get());
+    return toString(
+        Text(xmlNodeListGetString(m_state->document.get(), firstChild(child), 1)).get());
   });
   for (auto& row : rows) {
     if (row.empty() && defaultValue) row.emplace_back(defaultValue);
@@ -323,11 +329,11 @@ std::list<std::vector<std::string>> LibXmlWrapper::getXPathAllElement(const char
 }
 
 void LibXmlWrapper::PrintRootElement() {
-  if (!xmlDocGetRootElement(document.get())) std::fputs("Empty Document\n", stderr);
+  if (!xmlDocGetRootElement(m_state->document.get())) std::fputs("Empty Document\n", stderr);
 }
 
 void LibXmlWrapper::PrintChildrenName(xmlNode* node) {
-  if (!node) node = xmlDocGetRootElement(document.get());
+  if (!node) node = xmlDocGetRootElement(m_state->document.get());
   if (!node) return;
   for (const xmlNode* child = firstChild(node); child; child = child->next) {
   }
@@ -335,7 +341,7 @@ void LibXmlWrapper::PrintChildrenName(xmlNode* node) {
 
 bool LibXmlWrapper::setXPathElement(const char* xpath, const char* value) {
   const QuietLibrary quiet;
-  NodeSet nodes(document.get(), xpath);
+  NodeSet nodes(m_state->document.get(), xpath);
   if (!nodes.report() || !has(nodes, Wanted::OnlyNode)) return false;
   xmlNodeSetContent(nodes[0], xml(value));
   nodes.forget(0);
@@ -345,7 +351,7 @@ bool LibXmlWrapper::setXPathElement(const char* xpath, const char* value) {
 bool LibXmlWrapper::setXPathElementAttribute(const char* xpath, const char* attributeName,
                                              const char* value) {
   const QuietLibrary quiet;
-  const NodeSet nodes(document.get(), xpath);
+  const NodeSet nodes(m_state->document.get(), xpath);
   return nodes.report() && has(nodes, Wanted::OnlyNode) &&
          setAttribute(nodes, attributeName, value);
 }
@@ -357,7 +363,7 @@ bool LibXmlWrapper::setXPathElementAttributeEx(const char* xpath, const char* at
     return false;
   }
   const QuietLibrary quiet;
-  const NodeSet nodes(document.get(), xpath);
+  const NodeSet nodes(m_state->document.get(), xpath);
   if (!nodes.report()) return false;
   if (!has(nodes, Wanted::LastNode)) {
     std::fputs("Error: size is zero\n", stderr);
@@ -369,20 +375,20 @@ bool LibXmlWrapper::setXPathElementAttributeEx(const char* xpath, const char* at
 bool LibXmlWrapper::AddNewElementNode(const char* xpath, const char* name, const char* content) {
   const QuietLibrary quiet;
   if (!xpath) {
-    replaceRoot(document.get(), name);
+    replaceRoot(m_state->document.get(), name);
     return false;
   }
-  const NodeSet nodes(document.get(), xpath);
+  const NodeSet nodes(m_state->document.get(), xpath);
   return nodes.report() && has(nodes, Wanted::OnlyNode) && addChild(nodes, name, content);
 }
 
 bool LibXmlWrapper::AddNewElementNodeEx(const char* xpath, const char* name, const char* content) {
   const QuietLibrary quiet;
   if (!xpath) {
-    replaceRoot(document.get(), name);
+    replaceRoot(m_state->document.get(), name);
     return false;
   }
-  const NodeSet nodes(document.get(), xpath);
+  const NodeSet nodes(m_state->document.get(), xpath);
   if (!nodes.report()) return false;
   if (!has(nodes, Wanted::LastNode)) {
     std::fputs("Error: size if zero", stderr);
@@ -393,17 +399,17 @@ bool LibXmlWrapper::AddNewElementNodeEx(const char* xpath, const char* name, con
 
 int LibXmlWrapper::AddNewNode(char* name, char* content) {
   const QuietLibrary quiet;
-  xmlNode* root = xmlDocGetRootElement(document.get());
+  xmlNode* root = xmlDocGetRootElement(m_state->document.get());
   xmlNode* added = root ? xmlNewChild(root, nullptr, xml(name), xml(content)) : nullptr;
   if (added) xmlSetProp(added, xml("uri"), xml(kAddedNodeUri));
-  return xmlSaveFormatFileEnc(fileName.c_str(), document.get(), kEncoding, 1);
+  return xmlSaveFormatFileEnc(m_state->fileName.c_str(), m_state->document.get(), kEncoding, 1);
 }
 
 void LibXmlWrapper::addXMLHeader(const char* version, const char* encoding) {
   const QuietLibrary quiet;
   xmlDoc* created = nullptr;
   const std::unique_ptr<xmlTextWriter, FreeWriter> writer(xmlNewTextWriterDoc(&created, 0));
-  if (created) document.reset(created);
+  if (created) m_state->document.reset(created);
   if (!writer || xmlTextWriterStartDocument(writer.get(), version, encoding, nullptr) < 0) {
     std::fputs("Error at xmlTextWriterStartDocument\n", stderr);
   }
@@ -411,7 +417,7 @@ void LibXmlWrapper::addXMLHeader(const char* version, const char* encoding) {
 
 bool LibXmlWrapper::SaveToFile(char* path) {
   const QuietLibrary quiet;
-  if (path) xmlSaveFormatFileEnc(path, document.get(), kEncoding, 1);
+  if (path) xmlSaveFormatFileEnc(path, m_state->document.get(), kEncoding, 1);
   return true;
 }
 
@@ -419,7 +425,7 @@ bool LibXmlWrapper::SaveToMemory(std::string& out) {
   const QuietLibrary quiet;
   xmlChar* buffer = nullptr;
   int size = 0;
-  xmlDocDumpFormatMemoryEnc(document.get(), &buffer, &size, kEncoding, 1);
+  xmlDocDumpFormatMemoryEnc(m_state->document.get(), &buffer, &size, kEncoding, 1);
   const Text text(buffer);
   out.assign(text ? reinterpret_cast<const char*>(text.get()) : "",
              text && size > 0 ? static_cast<std::size_t>(size) : 0);

@@ -122,12 +122,8 @@ class QVL_EXPORT LibXmlWrapper {
   bool SaveToMemory(std::string& out);
 
  private:
-  struct FreeDocument {
-    void operator()(xmlDoc* document) const;
-  };
-
-  std::string fileName;
-  std::unique_ptr<xmlDoc, FreeDocument> document;  // null when parsing failed
+  struct State;  // file name and document
+  std::unique_ptr<State> m_state;
 };
 
 #endif  // QVL_XML_LIB_XML_WRAPPER_H
