@@ -104,7 +104,7 @@ TEST_F(Examples, SmallestHostAnswers) {
   Circumstances circumstances;
   circumstances.program = QVL_EXAMPLE_HOST;
   EXPECT_EQ(run({"/var/cache/x/y", "/var/cached"}, circumstances),
-            (Result{0, "excluded /var/cache/x/y\nscan     /var/cached\n", ""}));
+            (Result{0, "excluded  /var/cache/x/y\nscan      /var/cached\n", ""}));
 }
 
 }  // namespace
