@@ -58,19 +58,29 @@ using ErrorPointer = xmlError*;
 #endif
 
 // Keeps libxml2's own messages of this thread off standard error for as long as it lives: what the
-// class tells, it tells itself.
+// class tells, it tells itself. Most messages go to the structured handler, and a few, such as that
+// of an unknown XPath function, straight to the generic one.
 class QuietLibrary {
  public:
-  QuietLibrary() : m_handler(xmlStructuredError), m_context(xmlStructuredErrorContext) {
-    xmlSetStructuredErrorFunc(nullptr, [](void*, ErrorPointer) {});
+  QuietLibrary() {
+    xmlSetStructuredErrorFunc(nullptr, ignore);
+    xmlSetGenericErrorFunc(nullptr, ignoreText);
   }
-  ~QuietLibrary() { xmlSetStructuredErrorFunc(m_context, m_handler); }
+  ~QuietLibrary() {
+    xmlSetGenericErrorFunc(m_genericContext, m_generic);
+    xmlSetStructuredErrorFunc(m_structuredContext, m_structured);
+  }
   QuietLibrary(const QuietLibrary&) = delete;
   QuietLibrary& operator=(const QuietLibrary&) = delete;
 
  private:
-  xmlStructuredErrorFunc m_handler;
-  void* m_context;
+  static void ignore(void*, ErrorPointer) {}
+  static void ignoreText(void*, const char*, ...) {}
+
+  const xmlStructuredErrorFunc m_structured = xmlStructuredError;
+  void* const m_structuredContext = xmlStructuredErrorContext;
+  const xmlGenericErrorFunc m_generic = xmlGenericError;
+  void* const m_genericContext = xmlGenericErrorContext;
 };
 
 // The first steps of every query: context, evaluation and the test for a node set. Holds what they
@@ -343,6 +353,7 @@ bool LibXmlWrapper::setXPathElement(const char* xpath, const char* value) {
   const QuietLibrary quiet;
   NodeSet nodes(m_state->document.get(), xpath);
   if (!nodes.report() || !has(nodes, Wanted::OnlyNode)) return false;
+  const QuietLibrary quiet;
   xmlNodeSetContent(nodes[0], xml(value));
   nodes.forget(0);
   return true;
