@@ -90,7 +90,8 @@ class NodeSet {
   enum class Failure { None, NoContext, NoResult, NotANodeSet };
 
   NodeSet(xmlDoc* document, const char* xpath) : m_xpath(xpath ? xpath : "") {
-    // Without a document every expression finds nothing: an empty one stands in for it.
+    // Without a document every expression finds nothing, "/" included: an empty one stands in for
+    // it, so that what is no node set is told, and its nodes do not count.
     if (!document) {
       m_standIn.reset(xmlNewDoc(xml("1.0")));
       document = m_standIn.get();
@@ -121,7 +122,8 @@ class NodeSet {
   }
 
   int size() const {
-    return m_failure == Failure::None && m_result->nodesetval ? m_result->nodesetval->nodeNr : 0;
+    if (m_failure != Failure::None || m_standIn || !m_result->nodesetval) return 0;
+    return m_result->nodesetval->nodeNr;
   }
 
   xmlNode* operator[](int index) const { return m_result->nodesetval->nodeTab[index]; }
