@@ -1,6 +1,7 @@
 #include "qvl/xml/LibXmlWrapper.h"
 
 #include <fcntl.h>
+#include <libxml/SAX2.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 #include <libxml/xmlerror.h>
@@ -14,7 +15,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <initializer_list>
+#include <optional>
 #include <utility>
+
+#include "qvl/xml/EntityLimits.h"
 
 namespace {
 
@@ -38,6 +43,12 @@ struct FreeNode {
 };
 struct FreeWriter {
   void operator()(xmlTextWriter* writer) const { xmlFreeTextWriter(writer); }
+};
+struct FreeParser {
+  void operator()(xmlParserCtxt* parser) const { xmlFreeParserCtxt(parser); }
+};
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
 };
 using OwnedDocument = std::unique_ptr<xmlDoc, FreeDocument>;
 using Text = std::unique_ptr<xmlChar, FreeText>;
@@ -150,16 +161,42 @@ xmlNode* firstChild(const xmlNode* node) {
 
 std::string contentOf(const xmlNode* node) {
   const xmlNode* child = firstChild(node);
-  return child ? toString(child->content) : std::string();
+  // A document type, the first child of many a document, is not laid out like other nodes either.
+  return child && child->type != XML_DTD_NODE ? toString(child->content) : std::string();
+}
+
+// Appends the text of a list of nodes with its entities resolved. Does what libxml2's own function
+// does, in time that grows with the length of the text and not with its square.
+void appendText(std::string& text, xmlDoc* document, const xmlNode* list) {
+  for (const xmlNode* node = list; node; node = node->next) {
+    if (node->type == XML_ENTITY_REF_NODE) {
+      if (const xmlEntity* entity = xmlGetDocEntity(document, node->name)) {
+        appendText(text, document, entity->children);
+      }
+    } else if (node->type == XML_TEXT_NODE || node->type == XML_CDATA_SECTION_NODE) {
+      text += toString(node->content);
+    }
+  }
+}
+
+std::string textOf(xmlDoc* document, const xmlNode* list) {
+  std::string text;
+  appendText(text, document, list);
+  return text;
 }
 
 bool isElement(const xmlNode* node) {
   return node->type == XML_ELEMENT_NODE;
 }
 
-// The attribute's value; null when the node does not have it.
-Text attributeOf(xmlNode* node, const char* name) {
-  return Text(xmlGetProp(node, xml(name)));
+// The attribute's value, which the document type may have set; none when the node does not have it.
+std::optional<std::string> attributeOf(const xmlNode* node, const char* name) {
+  const xmlAttr* attribute = isElement(node) ? xmlHasProp(node, xml(name)) : nullptr;
+  if (!attribute) return std::nullopt;
+  if (attribute->type == XML_ATTRIBUTE_DECL) {
+    return toString(reinterpret_cast<const xmlAttribute*>(attribute)->defaultValue);
+  }
+  return textOf(node->doc, attribute->children);
 }
 
 // One row for every node of the set: what `cell` makes of each child of the wanted name.
@@ -195,7 +232,7 @@ bool setAttribute(const NodeSet& nodes, const char* name, const char* value) {
 
 bool addChild(const NodeSet& nodes, const char* name, const char* content) {
   xmlNode* node = targetOf(nodes);
-  if (!isElement(node)) return false;
+  if (!isElement(node) || !QVL::EntityLimits(node->doc).admit(content)) return false;
   xmlNewChild(node, nullptr, xml(name), xml(content));
   return true;
 }
@@ -208,22 +245,98 @@ void replaceRoot(xmlDoc* document, const char* name) {
   root.release();
 }
 
-xmlDoc* parseFile(const std::string& name) {
+// libxml2 asks for a parameter entity wherever one is referred to, and can be kept busy with that
+// for ever. Counts the references and ends the parsing when there are too many.
+xmlEntity* parameterEntity(void* parser, const xmlChar* name) {
+  constexpr int kMostReferences = 1000;
+  int& references = *static_cast<int*>(static_cast<xmlParserCtxt*>(parser)->_private);
+  if (++references <= kMostReferences) return xmlSAX2GetParameterEntity(parser, name);
+  xmlStopParser(static_cast<xmlParserCtxt*>(parser));
+  return nullptr;
+}
+
+// What `read` makes of a new parser; null when that fails, and when the entities of the document
+// stand for more than they may.
+template <typename Read>
+OwnedDocument parse(Read read) {
+  const std::unique_ptr<xmlParserCtxt, FreeParser> parser(xmlNewParserCtxt());
+  if (!parser) return nullptr;
+  int references = 0;
+  parser->_private = &references;
+  parser->sax->getParameterEntity = parameterEntity;
+  OwnedDocument document(read(parser.get()));
+  if (document && !QVL::EntityLimits(document.get()).admitDocument()) document.reset();
+  return document;
+}
+
+OwnedDocument parseFile(const std::string& name) {
   // Opened here, and not by libxml2, so that a name is a file's name and nothing else: no standard
   // input, no address, nothing to be unpacked. Not waiting keeps a named pipe from blocking.
   const int descriptor = open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (descriptor < 0) return nullptr;
-  xmlDoc* document = xmlReadFd(descriptor, name.c_str(), nullptr, XML_PARSE_NONET);
+  OwnedDocument document = parse([&](xmlParserCtxt* parser) {
+    return xmlCtxtReadFd(parser, descriptor, name.c_str(), nullptr, XML_PARSE_NONET);
+  });
   close(descriptor);
   return document;
 }
 
-xmlDoc* parseMemory(const char* buffer, unsigned long size) {
+// The bytes of one character at least: in the encodings of 2 and 4 bytes a zero byte is part of
+// most characters. A text shows them by its mark or by the "<" that it begins with.
+unsigned long characterSize(const char* text, unsigned long size) {
+  // One byte after the other: the text may end before the first four.
+  const auto begins = [&](std::initializer_list<unsigned char> bytes) {
+    unsigned long i = 0;
+    for (const unsigned char byte : bytes) {
+      if (i == size || static_cast<unsigned char>(text[i++]) != byte) return false;
+    }
+    return true;
+  };
+  if (begins({0xFF, 0xFE}) || begins({0xFE, 0xFF})) return 2;
+  if (begins({'<', 0, '?', 0}) || begins({0, '<', 0, '?'})) return 2;
+  if (begins({'<', 0, 0, 0}) || begins({0, 0, 0, '<'})) return 4;
+  return 1;
+}
+
+// The size of the text up to its first zero character.
+unsigned long lengthOf(const char* text, unsigned long size) {
+  const unsigned long step = characterSize(text, size);
+  if (step == 1) return strnlen(text, size);
+  const char zero[4] = {};
+  unsigned long length = 0;
+  while (length + step <= size && std::memcmp(text + length, zero, step) != 0) length += step;
+  return length + step <= size ? length : size;
+}
+
+OwnedDocument parseMemory(const char* buffer, unsigned long size) {
   if (!buffer || size > INT_MAX) return nullptr;
-  // Only 16 and 32 bit encodings hold zero bytes, and they show it in the first four.
-  const bool wide = size >= 4 && std::memchr(buffer, 0, 4) != nullptr;
-  if (!wide) size = strnlen(buffer, size);
-  return xmlReadMemory(buffer, static_cast<int>(size), nullptr, nullptr, XML_PARSE_NONET);
+  const int length = static_cast<int>(lengthOf(buffer, size));
+  return parse([&](xmlParserCtxt* parser) {
+    return xmlCtxtReadMemory(parser, buffer, length, nullptr, nullptr, XML_PARSE_NONET);
+  });
+}
+
+// The whole document as indented UTF-8; null when that fails, and then `size` is 0.
+Text serialise(xmlDoc* document, int& size) {
+  xmlChar* buffer = nullptr;
+  size = 0;
+  xmlDocDumpFormatMemoryEnc(document, &buffer, &size, kEncoding, 1);
+  return Text(buffer);
+}
+
+// Writes the document to a file: the number of bytes, or -1. Opened here for the same reason as the
+// files that are parsed: libxml2 would take some names for addresses, and resolve escapes in
+// others.
+int saveTo(const char* name, xmlDoc* document) {
+  int size = 0;
+  const Text text = serialise(document, size);
+  if (!text) return -1;
+  std::unique_ptr<std::FILE, CloseFile> file(std::fopen(name, "wb"));
+  if (!file) return -1;
+  const std::size_t wanted = static_cast<std::size_t>(size);
+  const bool written = std::fwrite(text.get(), 1, wanted, file.get()) == wanted;
+  const bool closed = std::fclose(file.release()) == 0;
+  return written && closed ? size : -1;
 }
 
 }  // namespace
@@ -235,6 +348,7 @@ struct LibXmlWrapper::State {
 
 LibXmlWrapper::LibXmlWrapper() : m_state(std::make_unique<State>()) {
   xmlInitParser();
+  const QuietLibrary quiet;
   m_state->document.reset(xmlNewDoc(xml("1.0")));
 }
 
@@ -242,7 +356,7 @@ LibXmlWrapper::LibXmlWrapper(std::string fileName) : m_state(std::make_unique<St
   xmlInitParser();
   const QuietLibrary quiet;
   m_state->fileName = std::move(fileName);
-  m_state->document.reset(parseFile(m_state->fileName));
+  m_state->document = parseFile(m_state->fileName);
   if (!m_state->document) {
     std::fprintf(stderr, "Error: unable to parse file \"%s\"\n", m_state->fileName.c_str());
   }
@@ -252,7 +366,7 @@ LibXmlWrapper::LibXmlWrapper(char* buffer, unsigned long size)
     : m_state(std::make_unique<State>()) {
   xmlInitParser();
   const QuietLibrary quiet;
-  m_state->document.reset(parseMemory(buffer, size));
+  m_state->document = parseMemory(buffer, size);
 }
 
 LibXmlWrapper::~LibXmlWrapper() = default;
@@ -306,10 +420,7 @@ std::list<std::string> LibXmlWrapper::getXPathElementAttribute(const char* xpath
   if (!nodes.report()) return {std::string()};
   std::list<std::string> values;
   for (int i = 0; i < nodes.size(); ++i) {
-    if (!isElement(nodes[i])) continue;
-    if (const Text value = attributeOf(nodes[i], attributeName)) {
-      values.push_back(toString(value.get()));
-    }
+    if (const auto value = attributeOf(nodes[i], attributeName)) values.push_back(*value);
   }
   return values;
 }
@@ -320,7 +431,7 @@ std::list<std::vector<std::string>> LibXmlWrapper::getXPathAllElementAttribute(
   const NodeSet nodes(m_state->document.get(), xpath);
   nodes.report();
   return rowsOf(nodes, childName, [&](xmlNode* child) {
-    return isElement(child) ? toString(attributeOf(child, attributeName).get()) : std::string();
+    return attributeOf(child, attributeName).value_or(std::string());
   });
 }
 
@@ -331,8 +442,7 @@ std::list<std::vector<std::string>> LibXmlWrapper::getXPathAllElement(const char
   const NodeSet nodes(m_state->document.get(), xpath);
   nodes.report();
   auto rows = rowsOf(nodes, childName, [&](xmlNode* child) {
-    return toString(
-        Text(xmlNodeListGetString(m_state->document.get(), firstChild(child), 1)).get());
+    return textOf(m_state->document.get(), firstChild(child));
   });
   for (auto& row : rows) {
     if (row.empty() && defaultValue) row.emplace_back(defaultValue);
@@ -355,7 +465,7 @@ bool LibXmlWrapper::setXPathElement(const char* xpath, const char* value) {
   const QuietLibrary quiet;
   NodeSet nodes(m_state->document.get(), xpath);
   if (!nodes.report() || !has(nodes, Wanted::OnlyNode)) return false;
-  const QuietLibrary quiet;
+  if (!QVL::EntityLimits(m_state->document.get()).admit(value)) return false;
   xmlNodeSetContent(nodes[0], xml(value));
   nodes.forget(0);
   return true;
@@ -413,9 +523,10 @@ bool LibXmlWrapper::AddNewElementNodeEx(const char* xpath, const char* name, con
 int LibXmlWrapper::AddNewNode(char* name, char* content) {
   const QuietLibrary quiet;
   xmlNode* root = xmlDocGetRootElement(m_state->document.get());
-  xmlNode* added = root ? xmlNewChild(root, nullptr, xml(name), xml(content)) : nullptr;
+  const bool addable = root && QVL::EntityLimits(m_state->document.get()).admit(content);
+  xmlNode* added = addable ? xmlNewChild(root, nullptr, xml(name), xml(content)) : nullptr;
   if (added) xmlSetProp(added, xml("uri"), xml(kAddedNodeUri));
-  return xmlSaveFormatFileEnc(m_state->fileName.c_str(), m_state->document.get(), kEncoding, 1);
+  return saveTo(m_state->fileName.c_str(), m_state->document.get());
 }
 
 void LibXmlWrapper::addXMLHeader(const char* version, const char* encoding) {
@@ -430,17 +541,14 @@ void LibXmlWrapper::addXMLHeader(const char* version, const char* encoding) {
 
 bool LibXmlWrapper::SaveToFile(char* path) {
   const QuietLibrary quiet;
-  if (path) xmlSaveFormatFileEnc(path, m_state->document.get(), kEncoding, 1);
+  if (path) saveTo(path, m_state->document.get());
   return true;
 }
 
 bool LibXmlWrapper::SaveToMemory(std::string& out) {
   const QuietLibrary quiet;
-  xmlChar* buffer = nullptr;
   int size = 0;
-  xmlDocDumpFormatMemoryEnc(m_state->document.get(), &buffer, &size, kEncoding, 1);
-  const Text text(buffer);
-  out.assign(text ? reinterpret_cast<const char*>(text.get()) : "",
-             text && size > 0 ? static_cast<std::size_t>(size) : 0);
+  const Text text = serialise(m_state->document.get(), size);
+  out.assign(text ? reinterpret_cast<const char*>(text.get()) : "", static_cast<std::size_t>(size));
   return true;
 }

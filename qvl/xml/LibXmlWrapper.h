@@ -24,7 +24,9 @@ typedef struct _xmlDoc xmlDoc;
 // itself writes nothing there. A document that could not be parsed leaves an object on which every
 // query finds nothing. Unless an operation says so, nothing is thrown but std::bad_alloc.
 //
-// Parsing reads no other file and no network, and expands entities within libxml2's limits only.
+// Parsing reads no other file and no network. Entities are resolved up to ten million bytes of text
+// in one document and forty levels of entities within entities: a document that asks for more
+// counts as one that could not be parsed, and an edit that does changes nothing.
 //
 // "The content of a node" below is the text of its first child: an element's leading text, or an
 // attribute's value. A node without such a text reads as the empty string.
@@ -38,8 +40,8 @@ class QVL_EXPORT LibXmlWrapper {
   // Parses a file. When that fails, writes "Error: unable to parse file \"<name>\"\n".
   explicit LibXmlWrapper(std::string fileName);
 
-  // Parses a text of `size` bytes; failure writes nothing. A text in an 8-bit encoding ends at its
-  // first zero byte, if that comes earlier. A size beyond the range of int cannot be parsed.
+  // Parses a text of `size` bytes; failure writes nothing. The text ends at its first zero
+  // character, if that comes earlier. A size beyond the range of int cannot be parsed.
   LibXmlWrapper(char* buffer, unsigned long size);
 
   ~LibXmlWrapper();
