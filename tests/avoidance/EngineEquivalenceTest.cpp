@@ -2,8 +2,12 @@
 // engine does on the translated text.
 
 #include <gtest/gtest.h>
+#include <unicode/uchar.h>
+#include <unicode/unistr.h>
 
+#include <algorithm>
 #include <boost/regex/icu.hpp>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <random>
@@ -173,6 +177,41 @@ TEST(EngineEquivalence, OfInputsThatAreNotUtf8) {
                mode)
         .run(6000, 40);
   }
+}
+
+// Releases of the engine differ in the rarer pairs, such as LONG S and s: it turns characters to
+// lower case, or folds them.
+TEST(EngineEquivalence, OfTheCaseOfEveryCharacter) {
+  const auto utf8 = [](UChar32 character) {
+    std::string text;
+    icu::UnicodeString(character).toUTF8String(text);
+    return text;
+  };
+  int pairs = 0;
+  int equal = 0;
+  for (UChar32 character = 1; character <= 0x10ffff; ++character) {
+    if (character >= 0xd800 && character <= 0xdfff) continue;
+    const UChar32 forms[] = {u_tolower(character), u_toupper(character), u_totitle(character),
+                             u_foldCase(character, U_FOLD_CASE_DEFAULT)};
+    if (std::all_of(std::begin(forms), std::end(forms),
+                    [&](UChar32 form) { return form == character; })) {
+      continue;
+    }
+    const std::string text = utf8(character);
+    const auto engine = boost::make_u32regex(text, boost::regex_constants::icase);
+    FilePathAvoidance rule(text, AnyAccess);
+    rule.disableCaseSensitiveSearch();
+    ASSERT_TRUE(rule.updateRegex());
+    for (const UChar32 form : forms) {
+      LookupData request = fileRequest(utf8(form));
+      const bool expected = boost::u32regex_match(request.m_filePath, engine);
+      EXPECT_EQ(rule.canAvoid(request), expected) << shown(text) << shown(request.m_filePath);
+      ++pairs;
+      equal += expected;
+    }
+  }
+  EXPECT_GT(pairs, 10000);
+  EXPECT_GT(equal, pairs / 2);
 }
 
 TEST(EngineEquivalence, OfFoldersAndTheirSuffix) {

@@ -364,7 +364,8 @@ TYPED_TEST(Pattern, CaseMattersByDefault) {
   });
 }
 
-TYPED_TEST(Pattern, WithoutCaseCharactersAreComparedInLowerCase) {
+// Which of the rarer characters are one is the engine's: see EngineEquivalence.
+TYPED_TEST(Pattern, WithoutCaseUpperAndLowerAreOne) {
   typename TestFixture::Settings folded;
   folded.caseSensitive = false;
   this->expectRows(
@@ -375,13 +376,8 @@ TYPED_TEST(Pattern, WithoutCaseCharactersAreComparedInLowerCase) {
           {"k", "\u212a", true},  // KELVIN SIGN
           {"K", "\u212a", true},
           {"\u212a", "k", true},
-          // LATIN SMALL LETTER LONG S and the final sigma are lower case as they stand.
-          {"s", "\u017f", false},
-          {"S", "\u017f", false},
           {"\u017f", "\u017f", true},
           {"Σ", "σ", true},
-          {"Σ", "ς", false},
-          {"ς", "Σ", false},
           {"å", "\u212b", true},  // ANGSTROM SIGN
           {"é", "É", true},
           {"É", "é", true},
