@@ -87,32 +87,6 @@ bool hasWhitespaceAtAnEnd(const std::string& text) {
   return text.find_first_of(kWhitespace) == 0 || text.find_last_of(kWhitespace) == text.size() - 1;
 }
 
-// A postfix form: operands, operators and, where the infix form left one open, parentheses, each
-// followed by a blank.
-struct PostfixFacts {
-  std::vector<unsigned int> operands;
-  std::size_t leftOver = 0;  // values that no operator takes; 1 is right
-  bool isLeftOpen = false;
-};
-
-PostfixFacts examine(const std::string& postfix) {
-  PostfixFacts facts;
-  for (std::size_t start = 0; start < postfix.size();) {
-    const std::size_t end = postfix.find(' ', start);
-    const std::string token = postfix.substr(start, end - start);
-    start = end + 1;
-    if (const std::optional<unsigned int> number = parseNumber(token)) {
-      facts.operands.push_back(*number);
-      ++facts.leftOver;
-    } else if (token == "&" || token == "|") {
-      --facts.leftOver;
-    } else if (token == "(") {
-      facts.isLeftOpen = true;
-    }
-  }
-  return facts;
-}
-
 }  // namespace
 
 Engine::Engine(const Policy& policy) {
@@ -142,22 +116,22 @@ void Engine::checkLogic(const Policy& policy, const std::string& logic) {
                     reason, inQuotes(policy.logic)));
   };
 
-  PostfixFacts facts;
+  PostfixReading reading;
   try {
     const std::string postfix = m_manager.parseLogic(logic);
     // Without data sets every number is false; what can be evaluated so can be evaluated always.
     QVL::LookupData request;
     m_manager.executeLogic(postfix, request);
-    facts = examine(postfix);
+    reading = readPostfix(postfix);
   } catch (const QVL::QVLException& exception) {
     refuse(exception.m_message);
   }
   // The engine would read on, and drop what it cannot place.
-  if (facts.isLeftOpen) refuse("A parenthesis is not closed.");
-  if (facts.leftOver != 1) refuse("An operator is missing between two operands.");
+  if (reading.isLeftOpen) refuse("A parenthesis is not closed.");
+  if (reading.values.size() != 1) refuse("An operator is missing between two operands.");
+  m_logic = std::move(reading.values.front());
 
-  for (const unsigned int number :
-       std::set<unsigned int>(facts.operands.begin(), facts.operands.end())) {
+  for (const unsigned int number : dataSetsIn(m_logic)) {
     const bool exists =
         std::any_of(policy.dataSets.begin(), policy.dataSets.end(),
                     [&](const DataSet& dataSet) { return dataSet.number == number; });
@@ -173,6 +147,7 @@ void Engine::addDataSet(const Policy& policy, std::size_t index) {
   const std::shared_ptr<QVL::IDataSet> target = makeDataSet(dataSet);
   for (std::size_t i = 0; i < dataSet.rules.size(); ++i) addRule(policy, index, i, *target);
   m_manager.assignDataSet(target, dataSet.number, 0);
+  m_dataSets.push_back(target);
 }
 
 void Engine::addRule(const Policy& policy, std::size_t dataSetIndex, std::size_t ruleIndex,

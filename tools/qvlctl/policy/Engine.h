@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "policy/Logic.h"
 #include "policy/Policy.h"
 
 namespace qvlctl {
@@ -29,6 +30,12 @@ class Engine {
   // What was found while building, in the order of the file.
   const std::vector<Warning>& warnings() const { return m_warnings; }
 
+  // The logic, in parts.
+  const LogicPart& logic() const { return m_logic; }
+
+  // The data sets with their rules, in the order of the file.
+  const std::vector<std::shared_ptr<QVL::IDataSet>>& dataSets() const { return m_dataSets; }
+
   // Is the access excluded from scanning? The numbers of the data sets that were asked and matched
   // replace those in the request. Throws Trouble when the logic cannot be evaluated.
   bool isExcluded(QVL::LookupData& request);
@@ -39,6 +46,8 @@ class Engine {
   void addRule(const Policy& policy, std::size_t dataSet, std::size_t rule, QVL::IDataSet& target);
 
   QVL::LookupManager m_manager;
+  LogicPart m_logic;
+  std::vector<std::shared_ptr<QVL::IDataSet>> m_dataSets;
   std::vector<Warning> m_warnings;
 };
 
