@@ -1,7 +1,12 @@
 #include "commands/Commands.h"
 
+#include <unistd.h>
+
+#include <algorithm>
+
 #include "fmt/format.h"
 #include "io/Output.h"
+#include "io/PathReader.h"
 #include "io/TraceLog.h"
 #include "policy/PolicyReader.h"
 
@@ -47,6 +52,41 @@ Question::Question(const QuestionOptions& options)
   }
   request.m_processName = options.process;
   request.m_accessType = *parseAccess(options.access);
+}
+
+void addPathOptions(CLI::App& command, PathOptions& options) {
+  command.add_flag("-0,--null", options.zeroSeparated,
+                   "Paths on standard input end in a zero byte, as `find -print0` writes them");
+  command
+      .add_option(
+          "PATH", options.paths,
+          "Full paths, taken as they stand; the files need not exist, but an age rule looks "
+          "at them. `-`, or no PATH: read paths from standard input, one a line")
+      ->type_name("");
+}
+
+void forEachPath(const PathOptions& options, const std::function<void()>& beforeWaiting,
+                 const std::function<void(std::string_view)>& ask) {
+  const auto askStandardInput = [&] {
+    PathReader reader(STDIN_FILENO, options.zeroSeparated ? '\0' : '\n', beforeWaiting);
+    for (std::string_view path; reader.next(path);) ask(path);
+  };
+  if (options.paths.empty()) askStandardInput();
+  for (const std::string& path : options.paths) path == "-" ? askStandardInput() : ask(path);
+}
+
+void addFormatOption(CLI::App& command, std::string& format,
+                     const std::vector<std::string>& formats) {
+  format = formats.front();
+  const std::string choice = fmt::format("{}", fmt::join(formats, " or "));
+  command
+      .add_option("--format", format, fmt::format("How to write: {} (default: {})", choice, format))
+      ->type_name("FORMAT")
+      ->check([formats, choice](const std::string& text) {
+        return std::find(formats.begin(), formats.end(), text) != formats.end()
+                   ? std::string()
+                   : fmt::format("expected {}; found {}", choice, inQuotes(text));
+      });
 }
 
 }  // namespace qvlctl

@@ -7,6 +7,8 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "CLI/CLI.hpp"
 #include "policy/Engine.h"
@@ -44,6 +46,23 @@ struct Question {
   Engine engine;
   QVL::LookupData request;  // process and access type are filled in
 };
+
+// The paths that a command is asked about.
+struct PathOptions {
+  bool zeroSeparated = false;
+  std::vector<std::string> paths;
+};
+
+void addPathOptions(CLI::App& command, PathOptions& options);
+
+// Calls `ask` with each path, from the command line or from standard input. `beforeWaiting` is
+// called where reading on may take a while: the time to hand over answers. Throws Trouble.
+void forEachPath(const PathOptions& options, const std::function<void()>& beforeWaiting,
+                 const std::function<void(std::string_view)>& ask);
+
+// Adds --format, with `formats.front()` as the default.
+void addFormatOption(CLI::App& command, std::string& format,
+                     const std::vector<std::string>& formats);
 
 }  // namespace qvlctl
 

@@ -1,5 +1,3 @@
-#include <unistd.h>
-
 #include <memory>
 #include <string>
 #include <string_view>
@@ -8,15 +6,13 @@
 #include "commands/Commands.h"
 #include "fmt/format.h"
 #include "io/Output.h"
-#include "io/PathReader.h"
 
 namespace qvlctl {
 namespace {
 
 struct LookupOptions {
   QuestionOptions question;
-  bool zeroSeparated = false;
-  std::vector<std::string> paths;
+  PathOptions paths;
 };
 
 std::string commaSeparated(const std::vector<unsigned int>& numbers) {
@@ -30,13 +26,9 @@ class Lookup {
       : m_options(options), m_question(options.question) {}
 
   int run() {
-    if (m_options.paths.empty()) {
-      askStandardInput();
-    } else {
-      for (const std::string& path : m_options.paths) {
-        path == "-" ? askStandardInput() : ask(path);
-      }
-    }
+    forEachPath(
+        m_options.paths, [this] { m_output.flush(); },
+        [this](std::string_view path) { ask(path); });
     m_output.flush();
     if (m_relativePaths > 0) {
       complain(fmt::format(
@@ -48,12 +40,6 @@ class Lookup {
   }
 
  private:
-  void askStandardInput() {
-    PathReader reader(STDIN_FILENO, m_options.zeroSeparated ? '\0' : '\n',
-                      [this] { m_output.flush(); });
-    for (std::string_view path; reader.next(path);) ask(path);
-  }
-
   void ask(std::string_view path) {
     m_question.request.m_filePath = path;
     const bool isExcluded = m_question.engine.isExcluded(m_question.request);
@@ -79,14 +65,7 @@ void addLookupCommand(CLI::App& app, Action& action) {
       *app.add_subcommand("lookup", "Ask about single files: excluded, or scanned?");
   const auto options = std::make_shared<LookupOptions>();
   addQuestionOptions(command, options->question);
-  command.add_flag("-0,--null", options->zeroSeparated,
-                   "Paths on standard input end in a zero byte, as `find -print0` writes them");
-  command
-      .add_option(
-          "PATH", options->paths,
-          "Full paths, taken as they stand; the files need not exist, but an age rule looks "
-          "at them. `-`, or no PATH: read paths from standard input, one a line")
-      ->type_name("");
+  addPathOptions(command, options->paths);
   command.footer(
       "Prints a line for each path: the verdict (`excluded` or `scan`), the numbers of the data\n"
       "sets that were asked and matched (`-`: none), and the path. Bytes of a path that cannot be\n"
