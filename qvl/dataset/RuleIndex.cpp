@@ -1,6 +1,7 @@
 #include "qvl/dataset/RuleIndex.h"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 #include <utility>
 
@@ -251,7 +252,15 @@ bool RuleIndex::fileChanged() noexcept {
   }
 }
 
+// So that no query has to: for this many candidates and rules that are asked every time.
+void RuleIndex::makeRoom(std::size_t candidates, std::size_t asked) {
+  if (m_candidates.capacity() < candidates) m_candidates.reserve(2 * candidates);
+  m_ordered.clear();
+  if (m_ordered.capacity() < candidates + asked) m_ordered.reserve(2 * (candidates + asked));
+}
+
 void RuleIndex::askAlways(Rule& rule) {
+  makeRoom(m_engineEntries, m_asked.size() + 1);
   const auto place = std::upper_bound(
       m_asked.begin(), m_asked.end(), &rule,
       [this](const Rule* a, const Rule* b) { return m_keyOrder(*a->key, *b->key); });
@@ -275,7 +284,7 @@ void RuleIndex::file(Rule& rule) {
 
   auto& filing = m_filings[static_cast<std::size_t>(RuleView::inputOf(*rule.view))];
   if (!filing) filing = std::make_unique<Filing>();
-  if (needsEngine) m_candidates.reserve(m_engineEntries + keys.size());
+  if (needsEngine) makeRoom(m_engineEntries + keys.size(), m_asked.size());
   rule.places.reserve(keys.size());
   rule.filing = filing.get();
   rule.folded = !pattern.caseSensitive();
@@ -300,11 +309,20 @@ std::optional<bool> RuleIndex::anyMatches(LookupData& request, bool checkAccessT
   const std::string* firstMatch = nullptr;
   m_candidates.clear();
 
+  // Which rule throws for a text that is not UTF-8, and whether another matches before it, depends
+  // on all inputs; so they are looked at together. One is matched after the other, so that they
+  // share the buffer.
+  std::array<std::optional<Subject>, kRuleInputs> subjects;
+  for (std::size_t i = 0; i < kRuleInputs; ++i) {
+    if (!m_filings[i]) continue;
+    subjects[i].emplace(inputOf(request, static_cast<RuleInput>(i)), m_foldBuffer);
+    if (!subjects[i]->isUtf8()) return std::nullopt;
+  }
+
   for (std::size_t i = 0; i < kRuleInputs; ++i) {
     if (!m_filings[i]) continue;
     Filing& filing = *m_filings[i];
-    Subject subject(inputOf(request, static_cast<RuleInput>(i)), m_foldBuffer);
-    if (!subject.isUtf8()) return std::nullopt;
+    Subject& subject = *subjects[i];
 
     // True when the answer is found. A text with characters beyond ASCII has one set of keys for
     // the rules for which case matters, and another for the rest; any other text has one for all.
@@ -339,15 +357,14 @@ bool RuleIndex::askInOrder(LookupData& request, bool checkAccessType,
   const auto before = [this](const Rule* a, const Rule* b) { return m_keyOrder(*a->key, *b->key); };
   std::sort(m_candidates.begin(), m_candidates.end(), before);
   const auto end = std::unique(m_candidates.begin(), m_candidates.end());
-  auto candidate = m_candidates.begin();
-  auto asked = m_asked.begin();
-  while (candidate != end || asked != m_asked.end()) {
-    const bool fromCandidates =
-        asked == m_asked.end() || (candidate != end && before(*candidate, *asked));
-    const Rule& rule = fromCandidates ? **candidate++ : **asked++;
-    if (firstMatch && !m_keyOrder(*rule.key, *firstMatch)) break;
-    if (checkAccessType ? rule.rule->canAvoidWithAccessType(request, false)
-                        : rule.rule->canAvoid(request)) {
+  // Into a row of its own: a rule that is asked may recompile others, which changes m_asked.
+  m_ordered.clear();
+  std::merge(m_candidates.begin(), end, m_asked.begin(), m_asked.end(),
+             std::back_inserter(m_ordered), before);
+  for (const Rule* const rule : m_ordered) {
+    if (firstMatch && !m_keyOrder(*rule->key, *firstMatch)) break;
+    if (checkAccessType ? rule->rule->canAvoidWithAccessType(request, false)
+                        : rule->rule->canAvoid(request)) {
       return true;
     }
   }

@@ -68,6 +68,7 @@ class RuleIndex final : public PatternObserver {
   void markChanged(Rule& rule) noexcept;
   void unfile(Rule& rule) noexcept;
   void file(Rule& rule);
+  void makeRoom(std::size_t candidates, std::size_t asked);
   void askAlways(Rule& rule);
   bool fileChanged() noexcept;
   bool askInOrder(LookupData& request, bool checkAccessType, const std::string* firstMatch);
@@ -79,8 +80,9 @@ class RuleIndex final : public PatternObserver {
   std::array<std::unique_ptr<Filing>, kRuleInputs> m_filings;  // those that were ever used
   std::size_t m_engineEntries = 0;
 
-  // Scratch of a query. The candidates, rules that need the engine, have room for all there can be.
-  std::vector<Rule*> m_candidates;
+  // Scratch of a query, with room for all there can be.
+  std::vector<Rule*> m_candidates;  // rules that need the engine
+  std::vector<Rule*> m_ordered;     // all that are asked in this query, in key order
   std::string m_foldBuffer;
 };
 

@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <cwchar>
+#include <memory>
 #include <string>
 
 #include "qvl/trace/TraceLog.h"
@@ -12,48 +13,59 @@
 namespace QVL {
 namespace Test {
 
-// Starts the trace log, then diverts it, at level 5, into a temporary file of its own; at the end
-// of its life the log is as it was. One recorder at a time; no other thread may be logging when it
-// starts or ends.
-class TraceRecorder {
+// Starts the trace log, then diverts it, at level 5, into a stream; at the end of its life the log
+// is as it was. One diversion inside another at most; no other thread may be logging when one
+// starts or ends. The stream outlives it.
+class TraceDiversion {
  public:
-  TraceRecorder() {
+  explicit TraceDiversion(std::FILE* stream) {
     InitTraceLogger();
     TraceLogMessage(0, "%s", "");  // the one-time start, if it has not happened, must not undo ours
     m_file = logFilePtr;
     m_level = ScanAvoidanceFlowvalue;
-    logFilePtr = m_own;
+    logFilePtr = stream;
     ScanAvoidanceFlowvalue = 5;
   }
 
-  ~TraceRecorder() {
+  ~TraceDiversion() {
     logFilePtr = m_file;
     ScanAvoidanceFlowvalue = m_level;
-    std::fclose(m_own);
   }
 
-  TraceRecorder(const TraceRecorder&) = delete;
-  TraceRecorder& operator=(const TraceRecorder&) = delete;
+  TraceDiversion(const TraceDiversion&) = delete;
+  TraceDiversion& operator=(const TraceDiversion&) = delete;
 
+ private:
+  std::FILE* m_file = nullptr;
+  int m_level = 0;
+};
+
+struct CloseStream {
+  void operator()(std::FILE* stream) const { std::fclose(stream); }
+};
+using Stream = std::unique_ptr<std::FILE, CloseStream>;
+
+// Keeps what is traced while it lives, in a temporary file.
+class TraceRecorder {
+ public:
   // What was written since the recorder started or take was last called. Every message stands there
   // followed by one newline, so a message that ends in one itself is followed by an empty line.
   std::string take() {
-    std::rewind(m_own);
+    std::rewind(m_own.get());
     std::string text;
-    for (std::wint_t c; (c = std::fgetwc(m_own)) != WEOF;) {
+    for (std::wint_t c; (c = std::fgetwc(m_own.get())) != WEOF;) {
       text += c < 0x80 ? static_cast<char>(c) : '?';
     }
     const std::string fresh = text.substr(m_taken);
     m_taken = text.size();
-    std::fseek(m_own, 0, SEEK_END);
+    std::fseek(m_own.get(), 0, SEEK_END);
     return fresh;
   }
 
  private:
-  std::FILE* m_own = std::tmpfile();
+  Stream m_own{std::tmpfile()};
+  TraceDiversion m_diversion{m_own.get()};
   std::size_t m_taken = 0;
-  std::FILE* m_file = nullptr;
-  int m_level = 0;
 };
 
 }  // namespace Test
