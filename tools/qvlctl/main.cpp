@@ -46,7 +46,8 @@ class HelpFormatter : public CLI::Formatter {
   static constexpr std::size_t kTexts = 62;
 };
 
-constexpr const char* kExpectedCommand = "expected a command: lookup, audit or trace-level";
+constexpr const char* kExpectedCommand =
+    "expected a command: lookup, explain, audit or trace-level";
 
 // Help and version print themselves; anything else is a mistake on the command line.
 int reportParseResult(const CLI::App& app, const CLI::ParseError& error) {
@@ -73,6 +74,7 @@ int run(int argc, char** argv) {
 
   Action action;
   addLookupCommand(app, action);
+  addExplainCommand(app, action);
   addAuditCommand(app, action);
   addTraceLevelCommand(app, action);
   for (CLI::App* const command : app.get_subcommands({})) command->group("Commands");

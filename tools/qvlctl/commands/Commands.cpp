@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdint>
 
 #include "fmt/format.h"
 #include "io/Output.h"
@@ -67,12 +68,24 @@ void addPathOptions(CLI::App& command, PathOptions& options) {
 
 void forEachPath(const PathOptions& options, const std::function<void()>& beforeWaiting,
                  const std::function<void(std::string_view)>& ask) {
+  std::uint64_t relativePaths = 0;
+  const auto askAbout = [&](std::string_view path) {
+    if (!path.empty() && path.front() != '/') ++relativePaths;
+    ask(path);
+  };
   const auto askStandardInput = [&] {
     PathReader reader(STDIN_FILENO, options.zeroSeparated ? '\0' : '\n', beforeWaiting);
-    for (std::string_view path; reader.next(path);) ask(path);
+    for (std::string_view path; reader.next(path);) askAbout(path);
   };
   if (options.paths.empty()) askStandardInput();
-  for (const std::string& path : options.paths) path == "-" ? askStandardInput() : ask(path);
+  for (const std::string& path : options.paths) path == "-" ? askStandardInput() : askAbout(path);
+
+  if (relativePaths == 0) return;
+  beforeWaiting();
+  complain(fmt::format(
+      "note: {} not absolute; a scanner asks for full paths, and only rules that begin with a "
+      "wildcard, and file types, can match anything else",
+      relativePaths == 1 ? "1 path is" : grouped(relativePaths) + " paths are"));
 }
 
 void addFormatOption(CLI::App& command, std::string& format,

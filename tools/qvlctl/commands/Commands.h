@@ -24,6 +24,7 @@ using Action = std::function<int()>;
 
 // Each adds one command. When that is the one on the command line, parsing sets `action`.
 void addLookupCommand(CLI::App& app, Action& action);
+void addExplainCommand(CLI::App& app, Action& action);
 void addAuditCommand(CLI::App& app, Action& action);
 void addTraceLevelCommand(CLI::App& app, Action& action);
 
@@ -56,7 +57,8 @@ struct PathOptions {
 void addPathOptions(CLI::App& command, PathOptions& options);
 
 // Calls `ask` with each path, from the command line or from standard input. `beforeWaiting` is
-// called where reading on may take a while: the time to hand over answers. Throws Trouble.
+// called where reading on may take a while: the time to hand over answers. Tells on standard error
+// when paths were relative. Throws Trouble.
 void forEachPath(const PathOptions& options, const std::function<void()>& beforeWaiting,
                  const std::function<void(std::string_view)>& ask);
 

@@ -30,12 +30,6 @@ class Lookup {
         m_options.paths, [this] { m_output.flush(); },
         [this](std::string_view path) { ask(path); });
     m_output.flush();
-    if (m_relativePaths > 0) {
-      complain(fmt::format(
-          "note: {} not absolute; a scanner asks for full paths, and only rules that begin with a "
-          "wildcard, and file types, can match anything else",
-          m_relativePaths == 1 ? "1 path is" : grouped(m_relativePaths) + " paths are"));
-    }
     return m_anyExcluded ? kYes : kNo;
   }
 
@@ -44,7 +38,6 @@ class Lookup {
     m_question.request.m_filePath = path;
     const bool isExcluded = m_question.engine.isExcluded(m_question.request);
     m_anyExcluded |= isExcluded;
-    if (!path.empty() && path.front() != '/') ++m_relativePaths;
     m_output.print("{}  {:<7}  {}\n", isExcluded ? m_excluded : m_scan,
                    commaSeparated(m_question.request.m_matchIdentifiers), escaped(path));
   }
@@ -55,7 +48,6 @@ class Lookup {
   const std::string m_excluded = m_output.coloured(Colour::Excluded, "excluded");
   const std::string m_scan = "scan    ";
   bool m_anyExcluded = false;
-  std::uint64_t m_relativePaths = 0;
 };
 
 }  // namespace

@@ -14,7 +14,7 @@ namespace qvlctl {
 namespace {
 
 bool isPlain(char c) {
-  return c >= 0x20 && c < 0x7f && c != '\\';
+  return c >= 0x20 && c < 0x7f;
 }
 
 // The length in bytes of the printable UTF-8 character that `text` begins with; 0 when there is
@@ -43,24 +43,16 @@ std::size_t printableCharacter(std::string_view text) {
   return code < least || code > 0x10ffff || isSurrogate ? 0 : length;
 }
 
-bool mayUseColour() {
-  const char* const terminal = std::getenv("TERM");
-  return ::isatty(STDOUT_FILENO) && std::getenv("NO_COLOR") == nullptr && terminal != nullptr &&
-         std::string_view(terminal) != "dumb";
-}
-
-}  // namespace
-
-std::string escaped(std::string_view text) {
-  if (std::all_of(text.begin(), text.end(), isPlain)) return std::string(text);
+// With every backslash shown as `backslash`.
+std::string escapedWith(std::string_view text, const char* backslash) {
   std::string result;
   while (!text.empty()) {
     const std::size_t length = printableCharacter(text);
     const char c = text.front();
-    if (length > 0) {
+    if (c == '\\') {
+      result += backslash;
+    } else if (length > 0) {
       result.append(text.substr(0, length));
-    } else if (c == '\\') {
-      result += "\\\\";
     } else if (c == '\n') {
       result += "\\n";
     } else if (c == '\t') {
@@ -73,6 +65,24 @@ std::string escaped(std::string_view text) {
     text.remove_prefix(std::max<std::size_t>(length, 1));
   }
   return result;
+}
+
+bool mayUseColour() {
+  const char* const terminal = std::getenv("TERM");
+  return ::isatty(STDOUT_FILENO) && std::getenv("NO_COLOR") == nullptr && terminal != nullptr &&
+         std::string_view(terminal) != "dumb";
+}
+
+}  // namespace
+
+std::string escaped(std::string_view text) {
+  const bool isUnchanged =
+      std::all_of(text.begin(), text.end(), [](char c) { return isPlain(c) && c != '\\'; });
+  return isUnchanged ? std::string(text) : escapedWith(text, "\\\\");
+}
+
+std::string escapedPattern(std::string_view text) {
+  return escapedWith(text, "\\");
 }
 
 std::string inQuotes(std::string_view text) {

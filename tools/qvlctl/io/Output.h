@@ -16,6 +16,9 @@ namespace qvlctl {
 // (or \n, \t, \r), a backslash is doubled. Unambiguous: equal results mean equal texts.
 std::string escaped(std::string_view text);
 
+// The same but for backslashes, which stay single: a rule or an expression reads as it is written.
+std::string escapedPattern(std::string_view text);
+
 // The text escaped and in double quotes, for messages; of a long one the beginning and its size.
 std::string inQuotes(std::string_view text);
 
