@@ -346,7 +346,7 @@ TEST_F(ExplainAge, TellsTheTimesAndTheAgeInDays) {
                 "  data set 1, file-age: matches\n"
                 "    created *\n"
                 "    modified TIME, 100.0 days ago\n"
-                "    rule 1, policy.xml:2: modified more than 30 days ago\n");
+                "    rule 1, policy.xml:2: modification more than 30 days ago\n");
 }
 
 TEST_F(ExplainAge, WritesThemInJson) {

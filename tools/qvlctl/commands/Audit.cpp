@@ -11,6 +11,7 @@
 #include "fmt/format.h"
 #include "io/Files.h"
 #include "io/Output.h"
+#include "walk/Roots.h"
 #include "walk/TreeWalk.h"
 
 namespace qvlctl {
@@ -52,30 +53,6 @@ class Progress {
   const bool m_isTerminal = ::isatty(STDERR_FILENO) != 0;
   Clock::time_point m_next;
 };
-
-// The folders to walk: real paths, none twice and none inside another.
-std::vector<std::string> rootsOf(const std::vector<std::string>& folders) {
-  std::vector<std::string> paths;
-  for (const std::string& folder : folders) paths.push_back(realPath(folder));
-  std::vector<std::string> roots;
-  for (std::size_t i = 0; i < paths.size(); ++i) {
-    const bool isCovered = [&] {
-      for (std::size_t j = 0; j < paths.size(); ++j) {
-        const std::string inside = paths[j] == "/" ? paths[j] : paths[j] + '/';
-        if (j < i && paths[j] == paths[i]) return true;
-        if (paths[j] != paths[i] && paths[i].compare(0, inside.size(), inside) == 0) return true;
-      }
-      return false;
-    }();
-    if (isCovered) {
-      complain(fmt::format("note: {} is walked once only, as part of another folder",
-                           escaped(paths[i])));
-    } else {
-      roots.push_back(paths[i]);
-    }
-  }
-  return roots;
-}
 
 class Audit {
  public:

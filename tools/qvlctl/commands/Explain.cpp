@@ -15,6 +15,7 @@
 #include "io/Json.h"
 #include "io/Output.h"
 #include "policy/Expression.h"
+#include "policy/RuleText.h"
 
 namespace qvlctl {
 namespace {
@@ -83,22 +84,6 @@ struct Age {
   double days(std::time_t since) const { return std::difftime(now, since) / 86400; }
 };
 
-// The engine's age text taken apart: a selector, three characters, the days.
-struct AgeText {
-  bool isOfCreation;
-  std::vector<unsigned int> days;
-};
-
-AgeText ageTextOf(const Rule& rule) {
-  AgeText age = {rule.text.front() == '0', {}};
-  for (std::size_t start = 4; start <= rule.text.size();) {
-    const std::size_t end = std::min(rule.text.find(',', start), rule.text.size());
-    age.days.push_back(parseNumber(rule.text.substr(start, end - start)).value_or(0));
-    start = end + 1;
-  }
-  return age;
-}
-
 std::string trimmed(const std::string& text) {
   static constexpr const char* kWhitespace = " \t\r\n";
   const std::size_t first = std::min(text.find_first_not_of(kWhitespace), text.size());
@@ -148,7 +133,7 @@ class Explain {
     for (std::size_t i = 0; i < explanation.dataSets.size(); ++i) {
       printDataSet(m_question.policy.dataSets[i], explanation.dataSets[i]);
     }
-    printNearRules(explanation.nearRules);
+    printNearRules(m_explainer.nearest(request, explanation));
   }
 
   void printLogic(const Explanation& explanation) {
@@ -226,7 +211,7 @@ class Explain {
 
   void printRule(const DataSet& dataSet, const MatchingRule& match) {
     const Rule& rule = dataSet.rules[match.rule];
-    m_output.print("    {}\n", ruleInWords(dataSet, match.rule));
+    m_output.print("    {}\n", ruleInWords(m_question.policy, dataSet, match.rule));
     if (!match.fitsAccess) {
       m_output.print(
           "      for {} only; asked for {}\n",
@@ -243,34 +228,20 @@ class Explain {
     }
   }
 
-  // "rule 2, policy.xml:17: /srv/build/"
-  std::string ruleInWords(const DataSet& dataSet, std::size_t index) const {
-    const Rule& rule = dataSet.rules[index];
-    return fmt::format(
-        "rule {}, {}{}: {}", index + 1, escaped(m_question.policy.file),
-        rule.line > 0 ? fmt::format(":{}", rule.line) : "",
-        dataSet.kind == Kind::FileAge ? ageInWords(rule) : escapedPattern(rule.text));
-  }
-
-  static std::string ageInWords(const Rule& rule) {
-    const AgeText age = ageTextOf(rule);
-    return fmt::format("{} more than {} ago", age.isOfCreation ? "created" : "modified",
-                       counted(*std::min_element(age.days.begin(), age.days.end()), "day", "days"));
-  }
-
   void printNearRules(const std::vector<NearRule>& nearRules) {
     if (nearRules.empty()) return;
     m_output.print("  {}\n", m_output.coloured(Colour::Heading, "nearest rules"));
     for (const NearRule& nearRule : nearRules) {
       const DataSet& dataSet = m_question.policy.dataSets[nearRule.dataSet];
       m_output.print("    data set {}, {}\n      {}\n", dataSet.number,
-                     ruleInWords(dataSet, nearRule.rule), differenceInWords(nearRule.difference));
+                     ruleInWords(m_question.policy, dataSet, nearRule.rule),
+                     differenceInWords(nearRule.difference));
     }
   }
 
   // ---- JSON ----
 
-  Json inJson(const Explanation& explanation) const {
+  Json inJson(const Explanation& explanation) {
     const QVL::LookupData& request = m_question.request;
     Json json;
     addText(json, "path", request.m_filePath);
@@ -286,7 +257,7 @@ class Explain {
       json["dataSets"].push_back(inJson(m_question.policy.dataSets[i], explanation.dataSets[i]));
     }
     json["nearRules"] = Json::array();
-    for (const NearRule& nearRule : explanation.nearRules) {
+    for (const NearRule& nearRule : m_explainer.nearest(request, explanation)) {
       const DataSet& dataSet = m_question.policy.dataSets[nearRule.dataSet];
       Json one;
       one["dataSet"] = dataSet.number;
@@ -337,22 +308,6 @@ class Explain {
       }
       json["rules"].push_back(one);
     }
-    return json;
-  }
-
-  static Json ruleInJson(const DataSet& dataSet, std::size_t index) {
-    const Rule& rule = dataSet.rules[index];
-    Json json;
-    json["rule"] = index + 1;
-    json["line"] = rule.line;
-    if (dataSet.kind == Kind::FileAge) {
-      const AgeText age = ageTextOf(rule);
-      json["of"] = age.isOfCreation ? "creation" : "modification";
-      json["days"] = age.days;
-    } else {
-      json["text"] = rule.text;
-    }
-    json["access"] = accessName(rule.access);
     return json;
   }
 

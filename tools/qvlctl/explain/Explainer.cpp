@@ -96,10 +96,13 @@ Explanation Explainer::explain(const QVL::LookupData& request) {
   }
   // Each part is asked by itself, which goes where the evaluation did not.
   evaluate(m_engine.logic(), 0, askedNumbers, request, explanation.parts);
-  if (explanation.matched.empty()) {
-    explanation.nearRules = m_nearRules.find(request, matchingRules(explanation));
-  }
   return explanation;
+}
+
+std::vector<NearRule> Explainer::nearest(const QVL::LookupData& request,
+                                         const Explanation& explanation) {
+  if (!explanation.matched.empty()) return {};
+  return m_nearRules.find(request, matchingRules(explanation));
 }
 
 bool Explainer::evaluate(const LogicPart& part, std::size_t depth,

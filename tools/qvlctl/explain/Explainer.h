@@ -47,7 +47,6 @@ struct Explanation {
   std::vector<unsigned int> matched;    // as the engine records them
   std::vector<PartAnswer> parts;        // each before what it combines
   std::vector<DataSetAnswer> dataSets;  // in the order of the file
-  std::vector<NearRule> nearRules;      // when no data set matched: the nearest, best first
 };
 
 class Explainer {
@@ -58,6 +57,9 @@ class Explainer {
 
   // Asks about the file itself where the policy has rules by age.
   Explanation explain(const QVL::LookupData& request);
+
+  // When no data set matched: the rules that miss the request by least, best first.
+  std::vector<NearRule> nearest(const QVL::LookupData& request, const Explanation& explanation);
 
  private:
   class WatchedDataSet;

@@ -1,0 +1,25 @@
+// Rules as people and programs read them.
+
+#ifndef QVLCTL_POLICY_RULE_TEXT_H
+#define QVLCTL_POLICY_RULE_TEXT_H
+
+#include <cstddef>
+#include <string>
+
+#include "io/Json.h"
+#include "policy/Policy.h"
+
+namespace qvlctl {
+
+// The text of a rule of that kind, printable; an age in words.
+std::string ruleText(Kind kind, const Rule& rule);
+
+// "rule 2, policy.xml:17: /srv/build/", by the index of the rule in a data set of the policy.
+std::string ruleInWords(const Policy& policy, const DataSet& dataSet, std::size_t rule);
+
+// The rule's number, line, text and access; `of` and `days` in place of the text of an age rule.
+Json ruleInJson(const DataSet& dataSet, std::size_t rule);
+
+}  // namespace qvlctl
+
+#endif  // QVLCTL_POLICY_RULE_TEXT_H
