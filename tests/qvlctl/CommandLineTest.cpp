@@ -36,13 +36,15 @@ TEST_F(CommandLine, HelpsWithEveryCommand) {
               "  lookup                  Ask about single files: excluded, or scanned?\n"
               "  explain                 Tell why files are excluded or scanned: which rule did "
               "it?\n"
+              "  diff                    Compare two policies: which files would newly go "
+              "unscanned?\n"
               "  audit                   Walk folders: which files and how many bytes would go "
               "unscanned?\n"
               "  trace-level             Show or set how much the library's trace file tells\n"
               "\n"
               "`qvlctl COMMAND --help` tells more about a command.\n",
               ""}));
-  for (const char* const command : {"lookup", "explain", "audit", "trace-level"}) {
+  for (const char* const command : {"lookup", "explain", "diff", "audit", "trace-level"}) {
     const Result help = run({command, "--help"});
     EXPECT_EQ(help.status, 0);
     EXPECT_EQ(help.err, "");
@@ -52,7 +54,7 @@ TEST_F(CommandLine, HelpsWithEveryCommand) {
 }
 
 TEST_F(CommandLine, HelpFitsATerminal) {
-  for (const char* const command : {"lookup", "explain", "audit", "trace-level"}) {
+  for (const char* const command : {"lookup", "explain", "diff", "audit", "trace-level"}) {
     const std::string help = run({command, "--help"}).out;
     for (std::size_t start = 0, end; (end = help.find('\n', start)) != std::string::npos;
          start = end + 1) {
@@ -71,9 +73,11 @@ TEST_F(CommandLine, MistakesAreTroubleAndNameTheHelp) {
     const char* error;
   } rows[] = {
       {{},
-       "qvlctl: expected a command: lookup, explain, audit or trace-level\nTry `qvlctl --help`.\n"},
+       "qvlctl: expected a command: lookup, explain, diff, audit or trace-level\nTry `qvlctl "
+       "--help`.\n"},
       {{"ask"},
-       "qvlctl: expected a command: lookup, explain, audit or trace-level. The following argument "
+       "qvlctl: expected a command: lookup, explain, diff, audit or trace-level. The following "
+       "argument "
        "was not "
        "expected: ask\nTry `qvlctl --help`.\n"},
       {{"lookup", "/a"}, "qvlctl: --policy is required\nTry `qvlctl lookup --help`.\n"},

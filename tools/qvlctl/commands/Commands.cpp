@@ -55,9 +55,13 @@ Question::Question(const QuestionOptions& options)
   request.m_accessType = *parseAccess(options.access);
 }
 
-void addPathOptions(CLI::App& command, PathOptions& options) {
+void addZeroOption(CLI::App& command, PathOptions& options) {
   command.add_flag("-0,--null", options.zeroSeparated,
                    "Paths on standard input end in a zero byte, as `find -print0` writes them");
+}
+
+void addPathOptions(CLI::App& command, PathOptions& options) {
+  addZeroOption(command, options);
   command
       .add_option(
           "PATH", options.paths,

@@ -25,6 +25,7 @@ using Action = std::function<int()>;
 // Each adds one command. When that is the one on the command line, parsing sets `action`.
 void addLookupCommand(CLI::App& app, Action& action);
 void addExplainCommand(CLI::App& app, Action& action);
+void addDiffCommand(CLI::App& app, Action& action);
 void addAuditCommand(CLI::App& app, Action& action);
 void addTraceLevelCommand(CLI::App& app, Action& action);
 
@@ -55,6 +56,9 @@ struct PathOptions {
 };
 
 void addPathOptions(CLI::App& command, PathOptions& options);
+
+// The part of them that says how standard input is read.
+void addZeroOption(CLI::App& command, PathOptions& options);
 
 // Calls `ask` with each path, from the command line or from standard input. `beforeWaiting` is
 // called where reading on may take a while: the time to hand over answers. Tells on standard error

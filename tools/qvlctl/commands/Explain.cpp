@@ -30,22 +30,6 @@ const char* yesOrNo(bool value) {
   return value ? "true" : "false";
 }
 
-const char* deciderName(Decider decider) {
-  switch (decider) {
-    case Decider::SwitchedOff:
-      return "enabled";
-    case Decider::AccessType:
-      return "check-access";
-    case Decider::MatchAnything:
-      return "match-anything";
-    case Decider::EmptyInput:
-      return "match-empty-input";
-    case Decider::Rules:
-      return "rules";
-  }
-  return "";
-}
-
 const char* differenceInWords(Difference difference) {
   switch (difference) {
     case Difference::Case:
@@ -83,12 +67,6 @@ struct Age {
 
   double days(std::time_t since) const { return std::difftime(now, since) / 86400; }
 };
-
-std::string trimmed(const std::string& text) {
-  static constexpr const char* kWhitespace = " \t\r\n";
-  const std::size_t first = std::min(text.find_first_not_of(kWhitespace), text.size());
-  return text.substr(first, text.find_last_not_of(kWhitespace) + 1 - first);
-}
 
 class Explain {
  public:

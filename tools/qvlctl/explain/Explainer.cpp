@@ -43,6 +43,22 @@ std::set<RulePlace> matchingRules(const Explanation& explanation) {
 
 }  // namespace
 
+const char* deciderName(Decider decider) {
+  switch (decider) {
+    case Decider::SwitchedOff:
+      return "enabled";
+    case Decider::AccessType:
+      return "check-access";
+    case Decider::MatchAnything:
+      return "match-anything";
+    case Decider::EmptyInput:
+      return "match-empty-input";
+    case Decider::Rules:
+      return "rules";
+  }
+  return "";
+}
+
 // Stands in for a data set, and notes whether it is asked. Of its base it uses nothing but the
 // operations that nobody calls.
 class Explainer::WatchedDataSet : public QVL::FilePathDataSet {

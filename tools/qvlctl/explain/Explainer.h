@@ -29,6 +29,9 @@ struct PartAnswer {
 // What settles a data set's answer; the first that applies.
 enum class Decider { SwitchedOff, AccessType, MatchAnything, EmptyInput, Rules };
 
+// The attribute of the data set that is meant, or "rules": the name in output.
+const char* deciderName(Decider decider);
+
 struct MatchingRule {
   std::size_t rule;
   bool fitsAccess;  // false: matches but for the kind of access

@@ -92,6 +92,12 @@ std::string inQuotes(std::string_view text) {
                      grouped(text.size()));
 }
 
+std::string trimmed(std::string_view text) {
+  static constexpr const char* kWhitespace = " \t\r\n";
+  const std::size_t first = std::min(text.find_first_not_of(kWhitespace), text.size());
+  return std::string(text.substr(first, text.find_last_not_of(kWhitespace) + 1 - first));
+}
+
 std::string grouped(std::uint64_t number) {
   std::string digits = std::to_string(number);
   for (std::size_t i = digits.size(); i > 3;) {

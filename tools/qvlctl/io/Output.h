@@ -22,6 +22,9 @@ std::string escapedPattern(std::string_view text);
 // The text escaped and in double quotes, for messages; of a long one the beginning and its size.
 std::string inQuotes(std::string_view text);
 
+// The text without blanks, tabs and line breaks at its beginning and its end.
+std::string trimmed(std::string_view text);
+
 // 1234567 as "1,234,567".
 std::string grouped(std::uint64_t number);
 
