@@ -17,6 +17,7 @@
 #include "qvl/qvl.h"
 #include "tests/support/Dice.h"
 #include "tests/support/Outcome.h"
+#include "tests/support/RandomRules.h"
 #include "tests/support/Requests.h"
 #include "tests/support/RuleWalk.h"
 #include "tests/support/ScriptedRule.h"
@@ -64,67 +65,6 @@ class Contrary : public Base {
  private:
   Journal& m_journal;
 };
-
-enum Kind { Path, Folder, Process, Type, Age, kKinds };
-
-std::shared_ptr<IDataSet> dataSetOf(Kind kind) {
-  switch (kind) {
-    case Path:
-      return std::make_shared<FilePathDataSet>();
-    case Folder:
-      return std::make_shared<FolderDataSet>();
-    case Process:
-      return std::make_shared<ProcessDataSet>();
-    case Type:
-      return std::make_shared<FileTypeDataSet>();
-    default:
-      return std::make_shared<FileAgeDataSet>();
-  }
-}
-
-// Rule texts and inputs that have much in common. Some are long enough for every length of key.
-const std::vector<std::string> kNames = {
-    "a",       "b",          "ab",   "Library", "library",      "Caches",    "node_modules",
-    "x86_64",  "é",          "É",    "k",       "\u212a",       "s",         "\u017f",
-    "log.txt", "report.log", ".log", "😀",       "applications", "appliances"};
-const std::vector<std::string> kTextParts = {
-    "/",  "/",      "/",     "*",    "**",    "/**/",     "/**/", "?",     "*/",
-    "/*", "%NAME%", "%TOP%", ".log", "(a|b)", "[ab]",     "a|b",  "\\.",   "(?:a)",
-    "a+", "(ab)?",  "^",     "$",    "(a|)",  "(?i)libr", "\\w",  "DOUBLE"};
-const std::vector<std::string> kInputParts = {"/", "/", "/", "/", ".log", ".", "x", "9"};
-const std::vector<std::string> kNotUtf8 = {"\xff", "\x80", "\xe2\x82", "\xed\xa0\x80", "\xc0\xaf"};
-const std::vector<std::set<std::string>> kValues = {
-    {"a", "b"}, {"Library"}, {"x", "Library/**"}, {"[ab]", ""}, {"é", "node_modules", "b"}};
-const std::vector<AccessTypes> kAccess = {AnyAccess,   AnyAccess,     ReadAccess,
-                                          WriteAccess, AccessTypes(), accessType(0xFFFFFFFFu)};
-
-std::string randomText(Dice& dice) {
-  std::string text = dice.oneIn(4) ? "" : "/";
-  for (std::size_t count = 1 + dice.below(6); count > 0; --count) {
-    text += dice.oneIn(2) ? dice.pick(kNames) : dice.pick(kTextParts);
-  }
-  return text;
-}
-
-// An input that the text, read as a glob, has a good chance to match.
-std::string inputLike(const std::string& text, Dice& dice) {
-  std::string input;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    if (c == '*') {
-      input += dice.join(dice.oneIn(2) ? kNames : kInputParts, 0, 2);
-    } else if (c == '?') {
-      input += 'b';
-    } else if (c == '%') {
-      input += dice.pick(kNames);
-      while (i + 1 < text.size() && text[i + 1] != '%') ++i;
-      ++i;
-    } else if (std::string("()[]|\\^$+").find(c) == std::string::npos) {
-      input += c;
-    }
-  }
-  return input;
-}
 
 // Data sets of random kinds with random rules, which are changed at random between questions.
 class Policy {
@@ -221,11 +161,11 @@ class Policy {
   };
 
   std::unique_ptr<IAvoidance> rule(Kind usual) {
-    const std::string text = randomText(m_dice);
-    m_texts.push_back(text);
-    const AccessTypes access = m_dice.pick(kAccess);
+    const Kind kind = m_dice.oneIn(5) ? static_cast<Kind>(m_dice.below(kKinds)) : usual;
+    const RandomRule drawn = randomRule(kind, m_dice);
+    m_texts.push_back(drawn.text);
     if (m_dice.oneIn(12)) {
-      auto scripted = std::make_unique<ScriptedRule>(text, m_calls);
+      auto scripted = std::make_unique<ScriptedRule>(drawn.text, m_calls);
       scripted->avoids = m_dice.oneIn(4);
       scripted->avoidsWithAccessType = m_dice.oneIn(4);
       if (m_dice.oneIn(6)) {
@@ -233,25 +173,16 @@ class Policy {
       }
       return scripted;
     }
-    const bool contrary = m_dice.oneIn(20);
-    const auto flag = static_cast<unsigned char>(m_dice.below(2));
-    switch (m_dice.oneIn(5) ? static_cast<Kind>(m_dice.below(kKinds)) : usual) {
-      case Path:
-        if (contrary) return std::make_unique<Contrary<FilePathAvoidance>>(m_calls, text, access);
-        return std::make_unique<FilePathAvoidance>(text, access);
-      case Folder:
-        return std::make_unique<FolderAvoidance>(text + "/", access, flag);
-      case Process:
-        if (contrary) {
-          return std::make_unique<Contrary<ProcessAvoidance>>(m_calls, text, access, flag, "/a");
-        }
-        return std::make_unique<ProcessAvoidance>(text, access, flag, "/Library");
-      case Type:
-        return std::make_unique<FileTypeAvoidance>(
-            m_dice.oneIn(3) ? m_dice.pick(kNames) : text.substr(0, 12), access);
-      default:
-        return std::make_unique<FileAgeAvoidance>("x   -1" + text, access);
+    if (m_dice.oneIn(20)) {
+      if (kind == Path) {
+        return std::make_unique<Contrary<FilePathAvoidance>>(m_calls, drawn.text, drawn.access);
+      }
+      if (kind == Process) {
+        return std::make_unique<Contrary<ProcessAvoidance>>(m_calls, drawn.text, drawn.access,
+                                                            drawn.flag, "/a");
+      }
     }
+    return make(drawn);
   }
 
   void add(Member& member) {
@@ -303,27 +234,17 @@ class Policy {
         break;
       default:
         if (auto* const ours = dynamic_cast<Avoidance*>(chosen)) {
-          ours->validate(randomText(m_dice), m_dice.pick(kAccess));
+          ours->validate(randomRule(Path, m_dice).text, m_dice.pick(kAccess));
         }
     }
     if (!m_dice.oneIn(4)) chosen->updateRegex();
   }
 
   std::string input() {
-    if (m_dice.oneIn(20)) return "";
-    std::string text;
-    if (!m_texts.empty() && !m_dice.oneIn(4)) {
-      text = inputLike(m_dice.pick(m_texts), m_dice);
-    } else {
-      for (std::size_t count = m_dice.below(8); count > 0; --count) {
-        text += m_dice.oneIn(2) ? m_dice.pick(kNames) : m_dice.pick(kInputParts);
-      }
-    }
-    if (m_dice.oneIn(3)) text += aFile();
+    std::string text = randomInput(m_texts, m_dice);
     if (m_dice.oneIn(10)) text.insert(m_dice.below(text.size() + 1), m_dice.pick(kNotUtf8));
     return text;
   }
-  std::string aFile() { return "/" + m_dice.pick(kNames) + ".log"; }
 
   template <typename Question>
   Finding find(const LookupData& request, Question question) {

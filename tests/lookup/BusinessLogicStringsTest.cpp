@@ -82,8 +82,7 @@ Value joined(char operation, const Value& left, const Value& right, Answers& ans
   return {0, truth};
 }
 
-// --- Well-formed texts
-// -----------------------------------------------------------------------------
+// --- Well-formed texts --------------------------------------------------------------------------
 //   expression = term { ("&" | "|") term }      from left to right, no precedence between the two
 //   term       = [ "!" ] ( number | "(" expression ")" )
 
