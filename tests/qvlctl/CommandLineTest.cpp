@@ -38,13 +38,14 @@ TEST_F(CommandLine, HelpsWithEveryCommand) {
               "it?\n"
               "  diff                    Compare two policies: which files would newly go "
               "unscanned?\n"
+              "  test                    Check a policy against a file of expected answers\n"
               "  audit                   Walk folders: which files and how many bytes would go "
               "unscanned?\n"
               "  trace-level             Show or set how much the library's trace file tells\n"
               "\n"
               "`qvlctl COMMAND --help` tells more about a command.\n",
               ""}));
-  for (const char* const command : {"lookup", "explain", "diff", "audit", "trace-level"}) {
+  for (const char* const command : {"lookup", "explain", "diff", "test", "audit", "trace-level"}) {
     const Result help = run({command, "--help"});
     EXPECT_EQ(help.status, 0);
     EXPECT_EQ(help.err, "");
@@ -54,7 +55,7 @@ TEST_F(CommandLine, HelpsWithEveryCommand) {
 }
 
 TEST_F(CommandLine, HelpFitsATerminal) {
-  for (const char* const command : {"lookup", "explain", "diff", "audit", "trace-level"}) {
+  for (const char* const command : {"lookup", "explain", "diff", "test", "audit", "trace-level"}) {
     const std::string help = run({command, "--help"}).out;
     for (std::size_t start = 0, end; (end = help.find('\n', start)) != std::string::npos;
          start = end + 1) {
@@ -73,10 +74,11 @@ TEST_F(CommandLine, MistakesAreTroubleAndNameTheHelp) {
     const char* error;
   } rows[] = {
       {{},
-       "qvlctl: expected a command: lookup, explain, diff, audit or trace-level\nTry `qvlctl "
+       "qvlctl: expected a command: lookup, explain, diff, test, audit or trace-level\nTry `qvlctl "
        "--help`.\n"},
       {{"ask"},
-       "qvlctl: expected a command: lookup, explain, diff, audit or trace-level. The following "
+       "qvlctl: expected a command: lookup, explain, diff, test, audit or trace-level. The "
+       "following "
        "argument "
        "was not "
        "expected: ask\nTry `qvlctl --help`.\n"},
@@ -89,6 +91,10 @@ TEST_F(CommandLine, MistakesAreTroubleAndNameTheHelp) {
       {{"lookup", "-p", "p.xml", "--access", "reed"},
        "qvlctl: --access: expected read, write, any or a whole number from 0 to 4294967295; found "
        "\"reed\"\nTry `qvlctl lookup --help`.\n"},
+      {{"test", "-p", "p.xml", "--format", "xml", "c"},
+       "qvlctl: --format: expected text, tap, junit or json; found \"xml\"\nTry `qvlctl test "
+       "--help`.\n"},
+      {{"diff", "-p", "p.xml"}, "qvlctl: --with is required\nTry `qvlctl diff --help`.\n"},
       {{"trace-level", "-1"},
        "qvlctl: LEVEL: expected a whole number from 0 to 2147483647; found \"-1\"\nTry `qvlctl "
        "trace-level --help`.\n"},

@@ -95,7 +95,8 @@ void forEachPath(const PathOptions& options, const std::function<void()>& before
 void addFormatOption(CLI::App& command, std::string& format,
                      const std::vector<std::string>& formats) {
   format = formats.front();
-  const std::string choice = fmt::format("{}", fmt::join(formats, " or "));
+  const std::string choice =
+      fmt::format("{} or {}", fmt::join(formats.begin(), formats.end() - 1, ", "), formats.back());
   command
       .add_option("--format", format, fmt::format("How to write: {} (default: {})", choice, format))
       ->type_name("FORMAT")

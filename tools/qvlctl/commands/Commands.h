@@ -26,6 +26,7 @@ using Action = std::function<int()>;
 void addLookupCommand(CLI::App& app, Action& action);
 void addExplainCommand(CLI::App& app, Action& action);
 void addDiffCommand(CLI::App& app, Action& action);
+void addTestCommand(CLI::App& app, Action& action);
 void addAuditCommand(CLI::App& app, Action& action);
 void addTraceLevelCommand(CLI::App& app, Action& action);
 

@@ -7,12 +7,17 @@
 
 #include "fmt/format.h"
 #include "io/Files.h"
+#include "io/Output.h"
 #include "io/Trouble.h"
 
 namespace qvlctl {
 
-PathReader::PathReader(int descriptor, char separator, std::function<void()> beforeWaiting)
-    : m_descriptor(descriptor), m_separator(separator), m_beforeWaiting(std::move(beforeWaiting)) {}
+PathReader::PathReader(int descriptor, char separator, std::function<void()> beforeWaiting,
+                       std::string source)
+    : m_descriptor(descriptor),
+      m_separator(separator),
+      m_beforeWaiting(std::move(beforeWaiting)),
+      m_source(std::move(source)) {}
 
 bool PathReader::next(std::string_view& text) {
   for (;;) {
@@ -45,7 +50,7 @@ bool PathReader::readMore() {
     count = ::read(m_descriptor, m_buffer.data() + held, kBlock);
   } while (count < 0 && errno == EINTR);
   if (count < 0) {
-    throw Trouble(fmt::format("cannot read the paths: {}", errorText(errno)));
+    throw Trouble(fmt::format("cannot read {}: {}", escaped(m_source), errorText(errno)));
   }
   m_buffer.resize(held + static_cast<std::size_t>(count));
   return count > 0;

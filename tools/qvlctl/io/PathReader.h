@@ -14,8 +14,9 @@ namespace qvlctl {
 class PathReader {
  public:
   // `beforeWaiting` is called ahead of each read from the descriptor, which may block: the time to
-  // hand over answers that are still buffered.
-  PathReader(int descriptor, char separator, std::function<void()> beforeWaiting);
+  // hand over answers that are still buffered. `source` is what messages call the input.
+  PathReader(int descriptor, char separator, std::function<void()> beforeWaiting,
+             std::string source = "the paths");
 
   // The next text; it stays valid until the next call. False at the end. Throws Trouble.
   bool next(std::string_view& text);
@@ -26,6 +27,7 @@ class PathReader {
   const int m_descriptor;
   const char m_separator;
   const std::function<void()> m_beforeWaiting;
+  const std::string m_source;
   std::string m_buffer;
   std::size_t m_start = 0;    // of the text that is next
   std::size_t m_scanned = 0;  // no separator between m_start and here

@@ -1,0 +1,153 @@
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cases/Case.h"
+#include "cases/CaseReport.h"
+#include "commands/Commands.h"
+#include "explain/Explainer.h"
+#include "fmt/format.h"
+#include "io/FileDescriptor.h"
+#include "io/Files.h"
+#include "io/Output.h"
+#include "io/PathReader.h"
+#include "io/Trouble.h"
+#include "policy/RuleText.h"
+
+namespace qvlctl {
+namespace {
+
+struct TestOptions {
+  QuestionOptions question;
+  std::string format;
+  std::vector<std::string> files;
+};
+
+class Test {
+ public:
+  explicit Test(const TestOptions& options)
+      : m_options(options),
+        m_question(options.question),
+        m_report(makeCaseReport(options.format, options.question.policyFile, m_output)) {}
+
+  int run() {
+    try {
+      for (const std::string& file : m_options.files) runFile(file);
+    } catch (const Trouble& trouble) {
+      m_report->giveUp(trouble.what());
+      m_output.flush();
+      throw;
+    }
+    m_report->end();
+    m_output.flush();
+    return m_hasAnyFailed ? kNo : kYes;
+  }
+
+ private:
+  void runFile(const std::string& file) {
+    if (file == "-") return runCases(STDIN_FILENO, "standard input");
+    const FileDescriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!descriptor) {
+      throw Trouble(fmt::format("cannot read {}: {}", escaped(file), errorText(errno)));
+    }
+    runCases(descriptor.get(), file);
+  }
+
+  void runCases(int descriptor, const std::string& name) {
+    PathReader lines(
+        descriptor, '\n', [this] { m_output.flush(); }, name);
+    std::size_t number = 0;
+    for (std::string_view line; lines.next(line);) {
+      ++number;
+      std::optional<Case> expected;
+      try {
+        expected = readCase(line);
+      } catch (const Trouble& trouble) {
+        throw Trouble(fmt::format("{}:{}: {}", escaped(name), number, trouble.what()));
+      }
+      if (!expected) continue;
+      expected->file = name;
+      expected->line = number;
+      runCase(std::move(*expected));
+    }
+  }
+
+  void runCase(Case expected) {
+    QVL::LookupData request = m_question.request;
+    request.m_filePath = expected.path;
+    if (expected.process) request.m_processName = *expected.process;
+    if (expected.access) request.m_accessType = *expected.access;
+
+    CaseResult result;
+    result.isExcluded = m_question.engine.isExcluded(request);
+    result.dataSets = request.m_matchIdentifiers;
+    const std::set<unsigned int> matched(result.dataSets.begin(), result.dataSets.end());
+    result.hasPassed = result.isExcluded == expected.isExcluded &&
+                       (!expected.dataSets || *expected.dataSets == matched);
+    result.expected = std::move(expected);
+    if (!result.hasPassed) {
+      m_hasAnyFailed = true;
+      result.rules = rulesThatMatch(request);
+    }
+    m_report->add(result);
+  }
+
+  std::vector<std::string> rulesThatMatch(const QVL::LookupData& request) {
+    if (!m_explainer) m_explainer.emplace(m_question.policy, m_question.engine);
+    const Explanation explanation = m_explainer->explain(request);
+    std::vector<std::string> rules;
+    for (std::size_t i = 0; i < explanation.dataSets.size(); ++i) {
+      const DataSet& dataSet = m_question.policy.dataSets[i];
+      for (const MatchingRule& match : explanation.dataSets[i].rules) {
+        rules.push_back(fmt::format("data set {} has {}{}", dataSet.number,
+                                    ruleInWords(m_question.policy, dataSet, match.rule),
+                                    match.fitsAccess ? "" : " (for another access)"));
+      }
+    }
+    return rules;
+  }
+
+  const TestOptions& m_options;
+  Question m_question;
+  std::optional<Explainer> m_explainer;  // made for the first case that fails
+  Output m_output;
+  const std::unique_ptr<CaseReport> m_report;
+  bool m_hasAnyFailed = false;
+};
+
+}  // namespace
+
+void addTestCommand(CLI::App& app, Action& action) {
+  CLI::App& command =
+      *app.add_subcommand("test", "Check a policy against a file of expected answers");
+  const auto options = std::make_shared<TestOptions>();
+  addQuestionOptions(command, options->question);
+  addFormatOption(command, options->format, kCaseFormats);
+  command.add_option("CASES", options->files, "The files of cases; `-`: standard input")
+      ->required()
+      ->type_name("");
+  command.footer(
+      "A case is a line: the verdict that is expected, the numbers of the data sets that match\n"
+      "(`-`: none, `*`: any), what to ask, and the path; # begins a comment. Lines that lookup\n"
+      "prints are cases. --process and --access are for the cases that do not say.\n"
+      "\n"
+      "  excluded  1    /srv/build/a.o\n"
+      "  scan      1,3  access=write process=/usr/bin/rsync  /srv/build/a.exe\n"
+      "\n"
+      "Formats: text tells the failures, tap is the Test Anything Protocol, junit is the XML that\n"
+      "build servers read, json is a line for each case and a last one that sums up.\n"
+      "\n"
+      "Exit status: 0 all cases pass, 1 at least one fails, 2 trouble.\n"
+      "\n"
+      "  qvlctl test --policy policy.xml --format junit cases.txt >results.xml");
+  command.callback([options, &action] { action = [options] { return Test(*options).run(); }; });
+}
+
+}  // namespace qvlctl
