@@ -6,6 +6,9 @@
 
 #include <atomic>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
 #include <regex>
 #include <string>
 #include <thread>
@@ -47,6 +50,12 @@ class Audit : public ProgramTest {
     return result;
   }
 
+  // The expected output that a file holds.
+  static std::string golden(const std::string& name) {
+    std::ifstream stream(QVL_SOURCE_DIR "/tests/qvlctl/golden/" + name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+  }
+
   // A size that need not take any room.
   void writeSized(const std::string& name, off_t size) const {
     write(name, "");
@@ -67,26 +76,32 @@ TEST_F(Audit, CountsWhatIsSkippedByDataSetAndByFolder) {
   fs::create_directory(path("really-empty"));
   EXPECT_EQ(
       audit({"."}),
-      (Result{0,
-              "Audit of TREE under ../policy.xml\n"
-              "  found                 9 files      2.0 MiB\n"
-              "  skipped               6 files      2.0 MiB   66.7 % of the files, 100.0 % of "
-              "the bytes\n"
-              "  scanned               3 files    105 bytes\n"
-              "\n"
-              "Skipped, by the data sets that matched (a file may count for several)\n"
-              "  1                     4 files      2.0 MiB   folder: caches\n"
-              "  2                     2 files      2.0 KiB   file-type\n"
-              "  3                     0 files      0 bytes   file-type: programs\n"
-              "\n"
-              "Largest skipped folders (*: skipped in part, the files directly in it)\n"
-              "      2.0 MiB             3 files  TREE/cache\n"
-              "      1.5 KiB              1 file  TREE/src *\n"
-              "    512 bytes              1 file  TREE/src/lib\n"
-              "     10 bytes              1 file  TREE/mixed/cache *\n"
-              "\n"
-              "9 queries in T seconds, R a second\n",
-              ""}));
+      (Result{
+          0,
+          "Audit of TREE under ../policy.xml\n"
+          "  found                 9 files      2.0 MiB\n"
+          "  skipped               6 files      2.0 MiB   66.7 % of the files, 100.0 % of "
+          "the bytes\n"
+          "  scanned               3 files    105 bytes\n"
+          "\n"
+          "Skipped, by the data sets that matched (a file may count for several)\n"
+          "  1                     4 files      2.0 MiB   folder: caches\n"
+          "  2                     2 files      2.0 KiB   file-type\n"
+          "  3                     0 files      0 bytes   file-type: programs\n"
+          "\n"
+          "Rules by hits, where their data set was asked: 3 of 3 rules\n"
+          "            4 skipped             1 scanned  data set 1, rule 1, line 3: /**/cache/\n"
+          "            2 skipped             0 scanned  data set 2, rule 1, line 4: o\n"
+          "            0 skipped             1 scanned  data set 3, rule 1, line 5: exe\n"
+          "\n"
+          "Largest skipped folders (*: skipped in part, the files directly in it)\n"
+          "      2.0 MiB             3 files  TREE/cache\n"
+          "      1.5 KiB              1 file  TREE/src *\n"
+          "    512 bytes              1 file  TREE/src/lib\n"
+          "     10 bytes              1 file  TREE/mixed/cache *\n"
+          "\n"
+          "9 queries in T seconds, R a second\n",
+          ""}));
 }
 
 TEST_F(Audit, ListsNoMoreFoldersThanAskedFor) {
@@ -100,6 +115,54 @@ TEST_F(Audit, ListsNoMoreFoldersThanAskedFor) {
             std::string::npos)
       << few;
   EXPECT_EQ(audit({"--top", "0", "."}).out.find("Largest"), std::string::npos);
+}
+
+TEST_F(Audit, TellsWhichRulesMatchAndWhichNever) {
+  write(
+      "../policy.xml",
+      "<exclusion-policy version='1'>\n"
+      "<logic>(1|2|4|5|(6&amp;7))&amp;!3</logic>\n"
+      "<data-set number='1' kind='file-path'>\n"
+      "<rule>/**.log</rule>\n"
+      "<rule>/**/a.log</rule>\n"
+      "<rule access='write'>/**/b.log</rule>\n"
+      "<rule>/nowhere</rule></data-set>\n"
+      "<data-set number='2' kind='folder' match-anything='yes' enabled='no'><rule>/**/</rule>\n"
+      "</data-set>\n"
+      "<data-set number='3' kind='file-type'><rule>exe</rule><rule>dll</rule></data-set>\n"
+      "<data-set number='4' kind='file-age'><rule of='modification' days='1000,2000'/></data-set>\n"
+      "<data-set number='5' kind='folder' check-access='write'><rule>/**/</rule></data-set>\n"
+      "<data-set number='6' kind='process'><rule>/bin/p*</rule><rule>/bin/q</rule></data-set>\n"
+      "<data-set number='7' kind='file-type'><rule>o</rule></data-set>\n"
+      "</exclusion-policy>\n");
+  writeSized("a.log", 1);
+  writeSized("b.log", 1);
+  writeSized("x.exe", 1);
+  writeSized("x.o", 1);
+  writeSized("y.o", 1);
+  const std::string out = audit({"--process", "/bin/ps", "."}).out;
+  EXPECT_NE(
+      out.find(
+          "Rules by hits, where their data set was asked: 5 of 12 rules\n"
+          "            4 skipped             1 scanned  data set 6, rule 1, line 13: /bin/p*\n"
+          "            2 skipped             0 scanned  data set 1, rule 1, line 4: /**.log\n"
+          "            2 skipped             0 scanned  data set 7, rule 1, line 14: o\n"
+          "            1 skipped             0 scanned  data set 1, rule 2, line 5: /**/a.log\n"
+          "            0 skipped             1 scanned  data set 3, rule 1, line 10: exe\n"
+          "\n"
+          "Rules that never hit: 7\n"
+          "  data set 1, rule 3, line 6: /**/b.log\n"
+          "  data set 1, rule 4, line 7: /nowhere\n"
+          "  data set 2, rule 1, line 8: /**/\n"
+          "  data set 3, rule 2, line 10: dll\n"
+          "  data set 4, rule 1, line 11: modification more than 1,000 days ago\n"
+          "  data set 5, rule 1, line 12: /**/\n"
+          "  data set 6, rule 2, line 13: /bin/q\n"),
+      std::string::npos)
+      << out;
+  const std::string few = audit({"--top", "1", "."}).out;
+  EXPECT_NE(few.find("  data set 1, rule 3, line 6: /**/b.log\n  and 8 more\n"), std::string::npos)
+      << few;
 }
 
 TEST_F(Audit, AsksForAProcessAndAnAccessType) {
@@ -292,6 +355,65 @@ TEST_F(Audit, RootsMustBeFolders) {
             (Result{2, "", "qvlctl: cannot read none: No such file or directory\n"}));
   EXPECT_EQ(audit({"file"}),
             (Result{2, "", "qvlctl: cannot read the folder TREE/file: Not a directory\n"}));
+}
+
+TEST_F(Audit, WritesJson) {
+  writeSized("cache/a", 1000);
+  writeSized("cache/deep/b.o", 24);
+  writeSized("src/x.o", 1536);
+  writeSized("src/x.exe", 100);
+  writeSized("src/x.cpp", 7);
+  Result result = audit({"--format", "json", "--top", "2", "--access", "read", "."});
+  result.out = std::regex_replace(result.out, std::regex("\"querySeconds\": [-0-9.e]+"),
+                                  "\"querySeconds\": T");
+  EXPECT_EQ(result, (Result{0, golden("audit.json"), ""}));
+}
+
+TEST_F(Audit, WritesBytesThatAreNoUtf8AsJson) {
+  std::error_code refused;
+  fs::create_directory(path("odd \xff"), refused);
+  if (refused) GTEST_SKIP() << "the file system takes UTF-8 only";
+  writeSized("odd \xff/x.o", 1);
+  writeSized("scanned", 1);
+  const std::string out = audit({"--format", "json", "."}).out;
+  EXPECT_NE(out.find("\"name\": \"odd \\\\xFF\",\n          \"nameHex\": \"6f646420ff\""),
+            std::string::npos)
+      << out;
+}
+
+TEST_F(Audit, WritesAPageThatHoldsTheJsonAndNeedsNothingElse) {
+  writeSized("</script><!--/x.o", 1);
+  writeSized("@AUDIT@/y.o", 2);
+  const std::regex seconds("\"querySeconds\": ?[-0-9.e]+");
+  const Result page = audit({"--format", "html", "."});
+  EXPECT_EQ(page.status, 0);
+  EXPECT_EQ(page.err, "");
+
+  const std::string begin = "<script type=\"application/json\" id=\"audit\">";
+  const std::size_t start = page.out.find(begin) + begin.size();
+  const std::size_t end = page.out.find("</script>", start);
+  ASSERT_NE(page.out.find(begin), std::string::npos);
+  const std::string data = page.out.substr(start, end - start);
+  EXPECT_EQ(data.find('<'), std::string::npos) << data;
+  const auto parsed = [&](const std::string& text) {
+    return nlohmann::json::parse(std::regex_replace(text, seconds, "\"querySeconds\":0"));
+  };
+  EXPECT_EQ(parsed(data), parsed(audit({"--format", "json", "."}).out));
+
+  const std::string rest = page.out.substr(0, start) + page.out.substr(end);
+  EXPECT_EQ(rest.rfind("<!DOCTYPE html>\n", 0), 0u);
+  EXPECT_EQ(rest.substr(rest.size() - 8), "</html>\n");
+  for (const char* const fetched :
+       {"://", "src=", "href=", "url(", "@import", "fetch(", "@AUDIT@"}) {
+    EXPECT_EQ(rest.find(fetched), std::string::npos) << fetched;
+  }
+}
+
+TEST_F(Audit, RefusesAnUnknownFormat) {
+  EXPECT_EQ(audit({"--format", "pdf", "."}),
+            (Result{2, "",
+                    "qvlctl: --format: expected text or json or html; found \"pdf\"\n"
+                    "Try `qvlctl audit --help`.\n"}));
 }
 
 TEST_F(Audit, ShowsProgressOnATerminalAndCleansUp) {

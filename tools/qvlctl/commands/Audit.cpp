@@ -1,12 +1,14 @@
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "commands/AuditReport.h"
+#include "audit/AuditJson.h"
+#include "audit/AuditPage.h"
+#include "audit/AuditReport.h"
+#include "audit/AuditText.h"
 #include "commands/Commands.h"
 #include "fmt/format.h"
 #include "io/Files.h"
@@ -20,6 +22,7 @@ namespace {
 struct AuditOptions {
   QuestionOptions question;
   WalkOptions walk;
+  std::string format;
   std::size_t top = 10;
   std::vector<std::string> folders;
 };
@@ -32,10 +35,12 @@ class Progress {
     const Clock::time_point now = Clock::now();
     if (now < m_next) return;
     m_next = now + std::chrono::milliseconds(100);
+    const std::string speed = progressInWords(report.seen().files, now - m_start, report.done());
     // Carriage return, then "erase to the end of the line"; a long line is not to wrap.
     std::string line =
-        fmt::format("{} skipped of {}  {}", grouped(report.skipped().files),
-                    counted(report.seen().files, "file", "files"), escaped(report.currentFolder()));
+        fmt::format("{} skipped of {}{}{}  {}", grouped(report.skipped().files),
+                    counted(report.seen().files, "file", "files"), speed.empty() ? "" : ", ", speed,
+                    escaped(report.currentFolder()));
     constexpr std::size_t kWidth = 78;
     if (line.size() > kWidth) line = line.substr(0, kWidth - 3) + "...";
     write("\r\x1b[K" + line);
@@ -51,6 +56,7 @@ class Progress {
   static void write(const std::string& text) { (void)writeAll(STDERR_FILENO, text); }
 
   const bool m_isTerminal = ::isatty(STDERR_FILENO) != 0;
+  const Clock::time_point m_start = Clock::now();
   Clock::time_point m_next;
 };
 
@@ -60,84 +66,32 @@ class Audit {
       : m_options(options),
         m_roots(rootsOf(options.folders)),
         m_question(options.question),
-        m_report(m_question.engine, m_question.request, options.top,
-                 [this] { m_progress.show(m_report); }) {}
+        m_report(m_question.policy, m_question.engine, m_question.request, m_roots.size(),
+                 options.top, [this] { m_progress.show(m_report); }) {}
 
   int run() {
     for (const std::string& root : m_roots) walkTree(root, m_options.walk, m_report);
     m_progress.clear();
-    printTotals();
-    printDataSets();
-    printSkippedFolders();
-    printQuestions();
-    printUnreadable();
+    write();
     m_output.flush();
+    printUnreadable();
     return kYes;
   }
 
  private:
-  void heading(const std::string& text) {
-    m_output.print("\n{}\n", m_output.coloured(Colour::Heading, text));
-  }
-
-  void row(const std::string& title, const Tally& tally, const std::string& remark) {
-    m_output.print("  {:<9} {:>19}  {:>11}{}\n", title, counted(tally.files, "file", "files"),
-                   readableSize(tally.bytes), remark);
-  }
-
-  void printTotals() {
-    const Tally& seen = m_report.seen();
-    const Tally& skipped = m_report.skipped();
-    m_output.print(
-        "{}\n",
-        m_output.coloured(Colour::Heading, fmt::format("Audit of {} under {}", escapedList(m_roots),
-                                                       escaped(m_question.policy.file))));
-    row("found", seen, "");
-    row("skipped", skipped,
-        fmt::format("   {} of the files, {} of the bytes", percentage(skipped.files, seen.files),
-                    percentage(skipped.bytes, seen.bytes)));
-    row("scanned", {seen.files - skipped.files, seen.bytes - skipped.bytes}, "");
-  }
-
-  static std::string escapedList(const std::vector<std::string>& paths) {
-    std::string list;
-    for (const std::string& path : paths) list += (list.empty() ? "" : ", ") + escaped(path);
-    return list;
-  }
-
-  void printDataSets() {
-    heading("Skipped, by the data sets that matched (a file may count for several)");
-    for (const DataSet& dataSet : m_question.policy.dataSets) {
-      row(std::to_string(dataSet.number), m_report.skippedBy(dataSet.number),
-          fmt::format("   {}{}{}", kindName(dataSet.kind), dataSet.name.empty() ? "" : ": ",
-                      escaped(dataSet.name)));
+  void write() {
+    const AuditSubject subject = {m_question.policy, m_question.request, m_roots};
+    if (m_options.format == "text") {
+      writeAuditText(m_output, subject, m_report, m_options.top);
+      return;
     }
-    const Tally& none = m_report.skippedByNone();
-    if (none.files > 0) row("none", none, "   the logic negates, and no data set matched");
-  }
-
-  void printSkippedFolders() {
-    if (m_report.skippedFolders().empty()) return;
-    heading("Largest skipped folders (*: skipped in part, the files directly in it)");
-    for (const SkippedFolder& folder : m_report.skippedFolders()) {
-      m_output.print("  {:>11} {:>19}  {}{}\n", readableSize(folder.skipped.bytes),
-                     counted(folder.skipped.files, "file", "files"), escaped(folder.path),
-                     folder.isWhole ? "" : " *");
-    }
-  }
-
-  void printQuestions() {
-    const double seconds = m_report.questionTime().count();
-    const std::uint64_t files = m_report.seen().files;
-    const double rate = seconds > 0 ? static_cast<double>(files) / seconds : 0;
-    m_output.print("\n{} in {:.3f} seconds, {} a second\n", counted(files, "query", "queries"),
-                   seconds, grouped(static_cast<std::uint64_t>(rate)));
+    const Json audit = auditInJson(subject, m_report);
+    m_output.print("{}", m_options.format == "json" ? jsonPage(audit) + '\n' : auditPage(audit));
   }
 
   void printUnreadable() {
     const std::uint64_t count = m_report.unreadableCount();
     if (count == 0) return;
-    m_output.flush();
     complain(fmt::format("warning: {} could not be read and {} missing above",
                          counted(count, "folder", "folders"), count == 1 ? "is" : "are"));
     for (const UnreadableFolder& folder : m_report.unreadableFolders()) {
@@ -164,9 +118,10 @@ void addAuditCommand(CLI::App& app, Action& action) {
   addQuestionOptions(command, options->question);
   command.add_flag("-x,--one-file-system", options->walk.oneFileSystem,
                    "Leave out folders on other file systems");
+  addFormatOption(command, options->format, {"text", "json", "html"});
   command
       .add_option("--top", options->top,
-                  "How many of the largest skipped folders to list (default: 10)")
+                  "How many folders and rules to list each time (default: 10)")
       ->type_name("N")
       ->check([](const std::string& text) {
         return parseNumber(text) ? std::string()
@@ -176,11 +131,13 @@ void addAuditCommand(CLI::App& app, Action& action) {
   command.footer(
       "Asks about every regular file under each DIR by its real path. Symbolic links inside are\n"
       "neither followed nor counted. Sizes are those that `ls -l` shows. What cannot be read is\n"
-      "left out and told at the end, and is no failure.\n"
+      "left out and told at the end, and is no failure. `--format html` writes a page for a\n"
+      "browser, with a picture of the folders.\n"
       "\n"
       "Exit status: 0 done, 2 trouble.\n"
       "\n"
       "  qvlctl audit --policy policy.xml /usr /var\n"
+      "  qvlctl audit --policy policy.xml --format html / > audit.html\n"
       "  qvlctl audit --policy policy.xml --process /usr/sbin/mysqld --access write /var/lib");
   command.callback([options, &action] { action = [options] { return Audit(*options).run(); }; });
 }

@@ -113,6 +113,7 @@ class Walk {
     }
     m_visitor.folderBegins(m_path);
     readEntries(m_folders.back());
+    m_visitor.folderRead(m_folders.back().subfolders.size());
     return true;
   }
 

@@ -5,6 +5,7 @@
 
 #include <sys/stat.h>
 
+#include <cstddef>
 #include <string>
 
 namespace qvlctl {
@@ -17,6 +18,10 @@ class TreeVisitor {
   // A folder begins; what is inside it follows, then its end.
   virtual void folderBegins(const std::string& path) = 0;
   virtual void folderEnds(const std::string& path) = 0;
+
+  // All files of the folder that began last have been visited; at most so many folders in it
+  // follow.
+  virtual void folderRead(std::size_t /*subfolderCount*/) {}
 
   // A regular file.
   virtual void file(const std::string& path, const struct stat& status) = 0;

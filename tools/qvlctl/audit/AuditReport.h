@@ -1,7 +1,7 @@
 // What an audit finds in the trees that it walks.
 
-#ifndef QVLCTL_COMMANDS_AUDIT_REPORT_H
-#define QVLCTL_COMMANDS_AUDIT_REPORT_H
+#ifndef QVLCTL_AUDIT_AUDIT_REPORT_H
+#define QVLCTL_AUDIT_AUDIT_REPORT_H
 
 #include <chrono>
 #include <cstddef>
@@ -11,20 +11,14 @@
 #include <string>
 #include <vector>
 
+#include "audit/FolderTree.h"
+#include "audit/ProgressEstimate.h"
+#include "audit/RuleHits.h"
+#include "audit/Tally.h"
 #include "policy/Engine.h"
 #include "walk/TreeWalk.h"
 
 namespace qvlctl {
-
-struct Tally {
-  std::uint64_t files = 0;
-  std::uint64_t bytes = 0;
-
-  void add(const Tally& other) {
-    files += other.files;
-    bytes += other.bytes;
-  }
-};
 
 // A folder of which every file is skipped, those in its subfolders included; or one of which some
 // are, and then the skipped files directly in it, outside any folder that is skipped whole.
@@ -39,22 +33,35 @@ struct UnreadableFolder {
   int error;
 };
 
+// Why files have their verdict: the data sets that matched, ascending.
+struct Reason {
+  bool isSkipped;
+  std::vector<unsigned int> dataSets;  // none where files are scanned; that has one reason for all
+};
+
 // Asks about every file that it visits, and counts. The memory that it takes does not grow with the
 // number of files.
 class AuditReport : public TreeVisitor {
  public:
+  // How many folders the tree of folders holds, at most, for each of the trees walked.
+  static constexpr std::size_t kTreeFolders = 1500;
+
   // `request` holds the process and the access type of all questions; `mayShowProgress` is called
-  // now and then. At most `folderCount` skipped folders and as many unreadable ones are kept.
-  AuditReport(Engine& engine, const QVL::LookupData& request, std::size_t folderCount,
+  // now and then. At most `folderCount` skipped folders and as many unreadable ones are kept. The
+  // policy and the engine made from it have to outlive this; `rootCount` trees are walked.
+  AuditReport(const Policy& policy, Engine& engine, const QVL::LookupData& request,
+              std::size_t rootCount, std::size_t folderCount,
               std::function<void()> mayShowProgress);
 
   void folderBegins(const std::string& path) override;
+  void folderRead(std::size_t subfolderCount) override;
   void folderEnds(const std::string& path) override;
   void file(const std::string& path, const struct stat& status) override;
   void unreadable(const std::string& path, int error) override;
 
   const Tally& seen() const { return m_seen; }
   const Tally& skipped() const { return m_skipped; }
+  Tally scanned() const { return {m_seen.files - m_skipped.files, m_seen.bytes - m_skipped.bytes}; }
 
   // The skipped files for which a data set was asked and matched.
   Tally skippedBy(unsigned int dataSet) const;
@@ -65,11 +72,23 @@ class AuditReport : public TreeVisitor {
   // The largest ones first.
   const std::vector<SkippedFolder>& skippedFolders() const { return m_skippedFolders; }
 
+  // The folders that were walked, the largest ones by themselves; to be called after the walks. The
+  // tallies are by reason: indices into reasons().
+  const std::vector<FolderNode>& folderTree() { return m_tree.roots(); }
+
+  // The first is that of the scanned files.
+  const std::vector<Reason>& reasons() const { return m_reasons; }
+
+  const RuleHits& ruleHits() const { return m_ruleHits; }
+
   std::uint64_t unreadableCount() const { return m_unreadableCount; }
   const std::vector<UnreadableFolder>& unreadableFolders() const { return m_unreadable; }
 
   // The time spent in questions alone.
   std::chrono::duration<double> questionTime() const { return m_questionTime; }
+
+  // Which share of the walks is done, from 0 to 1.
+  double done() const { return m_progress.done(); }
 
   // The folder whose files are being visited.
   const std::string& currentFolder() const { return m_currentFolder; }
@@ -84,6 +103,9 @@ class AuditReport : public TreeVisitor {
     std::vector<SkippedFolder> skippedFolders;  // below, the largest ones
   };
 
+  // The reason of the verdict that the request has got.
+  std::size_t reasonOf(bool isSkipped);
+
   // Adds a folder to a list that keeps the largest m_folderCount ones.
   void keep(std::vector<SkippedFolder>& list, SkippedFolder folder) const;
 
@@ -95,6 +117,12 @@ class AuditReport : public TreeVisitor {
   Tally m_seen;
   Tally m_skipped;
   Tally m_skippedByNone;
+  std::vector<Reason> m_reasons = {{false, {}}};
+  std::map<std::vector<unsigned int>, std::size_t> m_skipReasons;  // indices into m_reasons
+  std::vector<unsigned int> m_matched;
+  FolderTree m_tree;
+  RuleHits m_ruleHits;
+  ProgressEstimate m_progress;
   std::map<unsigned int, Tally> m_skippedBy;
   std::vector<OpenFolder> m_openFolders;
   std::vector<SkippedFolder> m_skippedFolders;
@@ -106,4 +134,4 @@ class AuditReport : public TreeVisitor {
 
 }  // namespace qvlctl
 
-#endif  // QVLCTL_COMMANDS_AUDIT_REPORT_H
+#endif  // QVLCTL_AUDIT_AUDIT_REPORT_H

@@ -1,4 +1,4 @@
-#include "commands/AuditReport.h"
+#include "audit/AuditReport.h"
 
 #include <algorithm>
 #include <tuple>
@@ -14,17 +14,27 @@ bool isLarger(const SkippedFolder& a, const SkippedFolder& b) {
 
 }  // namespace
 
-AuditReport::AuditReport(Engine& engine, const QVL::LookupData& request, std::size_t folderCount,
+AuditReport::AuditReport(const Policy& policy, Engine& engine, const QVL::LookupData& request,
+                         std::size_t rootCount, std::size_t folderCount,
                          std::function<void()> mayShowProgress)
     : m_engine(engine),
       m_request(request),
       m_folderCount(folderCount),
-      m_mayShowProgress(std::move(mayShowProgress)) {}
+      m_mayShowProgress(std::move(mayShowProgress)),
+      m_tree(kTreeFolders),
+      m_ruleHits(policy),
+      m_progress(rootCount) {}
 
 void AuditReport::folderBegins(const std::string& path) {
   m_openFolders.emplace_back();
   m_currentFolder = path;
+  m_tree.folderBegins(path);
+  m_progress.folderBegins();
   m_mayShowProgress();
+}
+
+void AuditReport::folderRead(std::size_t subfolderCount) {
+  m_progress.folderRead(subfolderCount);
 }
 
 void AuditReport::file(const std::string& path, const struct stat& status) {
@@ -45,6 +55,8 @@ void AuditReport::file(const std::string& path, const struct stat& status) {
     for (const unsigned int number : m_request.m_matchIdentifiers) m_skippedBy[number].add(one);
     if (m_request.m_matchIdentifiers.empty()) m_skippedByNone.add(one);
   }
+  m_tree.file(reasonOf(isSkipped), one);
+  m_ruleHits.count(m_request, isSkipped, one);
   constexpr std::uint64_t kFilesBetweenProgress = 256;
   if (m_seen.files % kFilesBetweenProgress == 0) m_mayShowProgress();
 }
@@ -52,6 +64,8 @@ void AuditReport::file(const std::string& path, const struct stat& status) {
 void AuditReport::folderEnds(const std::string& path) {
   OpenFolder folder = std::move(m_openFolders.back());
   m_openFolders.pop_back();
+  m_tree.folderEnds();
+  m_progress.folderEnds();
 
   const bool isWhole = folder.isComplete && folder.skipped.files == folder.seen.files;
   const Tally& skipped = isWhole ? folder.skipped : folder.skippedDirectly;
@@ -78,6 +92,15 @@ void AuditReport::unreadable(const std::string& path, int error) {
 Tally AuditReport::skippedBy(unsigned int dataSet) const {
   const auto found = m_skippedBy.find(dataSet);
   return found == m_skippedBy.end() ? Tally() : found->second;
+}
+
+std::size_t AuditReport::reasonOf(bool isSkipped) {
+  if (!isSkipped) return 0;
+  m_matched = m_request.m_matchIdentifiers;
+  std::sort(m_matched.begin(), m_matched.end());
+  const auto [place, isNew] = m_skipReasons.emplace(m_matched, m_reasons.size());
+  if (isNew) m_reasons.push_back({true, m_matched});
+  return place->second;
 }
 
 void AuditReport::keep(std::vector<SkippedFolder>& list, SkippedFolder folder) const {

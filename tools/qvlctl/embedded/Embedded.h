@@ -1,0 +1,12 @@
+// Files that are part of the program. The build makes them texts.
+
+#ifndef QVLCTL_EMBEDDED_EMBEDDED_H
+#define QVLCTL_EMBEDDED_EMBEDDED_H
+
+namespace qvlctl {
+
+extern const char* const kAuditPage;  // embedded/audit.html
+
+}  // namespace qvlctl
+
+#endif  // QVLCTL_EMBEDDED_EMBEDDED_H
