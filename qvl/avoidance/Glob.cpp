@@ -1,12 +1,18 @@
 #include "qvl/avoidance/Glob.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <utility>
 
 namespace QVL {
 namespace {
 
 constexpr std::size_t kNone = std::string_view::npos;
+
+// A wild segment of up to so many words is searched for by all starts at once: as many entries as
+// the longest path has bytes.
+constexpr std::size_t kMostWords = 64;
 
 bool isRun(GlobStep::Kind kind) {
   return kind == GlobStep::RunNotSlash || kind == GlobStep::Run || kind == GlobStep::Folders;
@@ -66,7 +72,7 @@ bool Glob::canMatch(const GlobSteps& steps) {
 }
 
 Glob::Glob(const GlobSteps& steps) {
-  m_segments.push_back({GlobStep::Literal, false, 0, 0, 0});
+  m_segments.push_back({GlobStep::Literal, false, 0, 0, 0, 0});
   const auto append = [&](char byte, char wild) {
     m_bytes += byte;
     m_wild += wild;
@@ -76,7 +82,7 @@ Glob::Glob(const GlobSteps& steps) {
   bool anyWild = false;
   for (const GlobStep& step : merged(steps)) {
     if (isRun(step.kind)) {
-      m_segments.push_back({step.kind, false, static_cast<std::uint32_t>(m_bytes.size()), 0, 0});
+      m_segments.push_back({step.kind, false, static_cast<std::uint32_t>(m_bytes.size()), 0, 0, 0});
     } else if (step.kind == GlobStep::Literal) {
       for (const char byte : step.bytes) append(byte, 0);
     } else {
@@ -85,9 +91,46 @@ Glob::Glob(const GlobSteps& steps) {
     }
   }
   if (!anyWild) m_wild.clear();
+  makeRows();
   m_bytes.shrink_to_fit();
   m_wild.shrink_to_fit();
   m_segments.shrink_to_fit();
+}
+
+void Glob::makeRows() {
+  // The first and the last segment have one place each.
+  std::vector<Segment*> searched;
+  for (std::size_t i = 1; i + 1 < m_segments.size(); ++i) {
+    Segment& segment = m_segments[i];
+    if (segment.wild && segment.words() <= kMostWords) searched.push_back(&segment);
+  }
+  if (searched.empty()) return;
+
+  m_rowOf.assign(256, 0);
+  std::string bytes("\0/", 2);  // by row; the slash has one, because not every wild entry takes it
+  m_rowOf['/'] = 1;
+  for (const Segment* const segment : searched) {
+    for (std::uint32_t i = segment->offset; i < segment->offset + segment->length; ++i) {
+      char& row = m_rowOf[static_cast<unsigned char>(m_bytes[i])];
+      if (m_wild[i] != 0 || row != 0) continue;
+      row = static_cast<char>(bytes.size());
+      bytes += m_bytes[i];
+    }
+  }
+  for (Segment* const segment : searched) {
+    segment->rows = static_cast<std::uint32_t>(m_rows.size());
+    m_rows.resize(m_rows.size() + bytes.size() * segment->words());
+    for (std::size_t row = 0; row < bytes.size(); ++row) {
+      Word* const words = m_rows.data() + segment->rows + row * segment->words();
+      for (std::uint32_t i = 0; i < segment->length; ++i) {
+        const char wild = m_wild[segment->offset + i];
+        const bool fits = wild == 0 ? row != 0 && m_bytes[segment->offset + i] == bytes[row]
+                                    : wild == GlobStep::One || bytes[row] != '/';
+        if (fits) words[i / 64] |= Word{1} << (i % 64);
+      }
+    }
+  }
+  m_rows.shrink_to_fit();
 }
 
 // One match of one text.
@@ -136,11 +179,21 @@ class Glob::Matcher {
       // Nothing within reach: a later start of the anchor, if there is one.
       if (anchor == 0) return false;
       const Segment& anchored = segments[anchor];
-      if (segments[anchor + 1].run == GlobStep::RunNotSlash) hopeless = componentEnd(anchorEnd);
       if (anchorStart >= m_end) return false;
       anchorStart =
           anchored.run == GlobStep::Folders ? afterSlash(anchorStart) : nextStart(anchorStart);
       if (anchorStart == kNone) return false;
+      if (segments[anchor + 1].run == GlobStep::RunNotSlash) {
+        hopeless = componentEnd(anchorEnd);
+        // No start is worth a try from which the anchor ends in that component again.
+        if (anchored.run == GlobStep::Run && (ascii || !anchored.wild) &&
+            anchorStart + anchored.length <= hopeless) {
+          anchorStart = hopeless + 1 - anchored.length;
+          if (!ascii && anchorStart < m_text.size() && isContinuation(m_text[anchorStart])) {
+            anchorStart = next(m_text, anchorStart);
+          }
+        }
+      }
       anchorStart = find(anchored, anchorStart, m_end, anchored.run == GlobStep::Folders);
       if (anchorStart == kNone) return false;
       at = anchorEnd = m_foundEnd;
@@ -176,24 +229,88 @@ class Glob::Matcher {
   // end.
   std::size_t find(const Segment& segment, std::size_t at, std::size_t lastStart,
                    bool behindSlash) {
-    if (lastStart > m_end) lastStart = m_end;
+    if (at > m_end || m_end - at < segment.characters) return kNone;
+    lastStart = std::min(lastStart, m_end - segment.characters);
     if (at > lastStart) return kNone;
-    if (!behindSlash && !segment.wild && segment.length > 0) {
-      std::size_t room = lastStart - at + segment.length;
-      if (room > m_end - at) room = m_end - at;
-      const void* const hit =
-          memmem(m_text.data() + at, room, m_glob.m_bytes.data() + segment.offset, segment.length);
-      if (!hit) return kNone;
-      at = static_cast<std::size_t>(static_cast<const char*>(hit) - m_text.data());
-      m_foundEnd = at + segment.length;
-      return at;
+    if (segment.wild) {
+      return segment.words() <= kMostWords ? findAtOnce(segment, at, lastStart, behindSlash)
+                                           : findOneByOne(segment, at, lastStart, behindSlash);
     }
+    // Folders stands behind a slash, in the sequence as in the text: that belongs to the needle.
+    const std::size_t before = behindSlash ? 1 : 0;
+    const std::size_t length = segment.length + before;
+    std::size_t start = at;
+    if (length > 0) {
+      const char* const from = m_text.data() + at - before;
+      const std::size_t room = std::min(lastStart - at + segment.length, m_end - at) + before;
+      const void* const hit =
+          memmem(from, room, m_glob.m_bytes.data() + segment.offset - before, length);
+      if (!hit) return kNone;
+      start += static_cast<std::size_t>(static_cast<const char*>(hit) - from);
+    }
+    m_foundEnd = start + segment.length;
+    return start;
+  }
+
+  std::size_t findOneByOne(const Segment& segment, std::size_t at, std::size_t lastStart,
+                           bool behindSlash) {
     while (at <= lastStart) {
       m_foundEnd = matchAt(segment, at, m_end);
       if (m_foundEnd != kNone) return at;
       at = behindSlash ? afterSlash(at) : nextStart(at);
     }
     return kNone;
+  }
+
+  // Bit i of `reached` tells that the text read so far ends in the segment's entries 0 to i, from
+  // one of the starts.
+  std::size_t findAtOnce(const Segment& segment, std::size_t at, std::size_t lastStart,
+                         bool behindSlash) {
+    const std::size_t words = segment.words();
+    const Word* const rows = m_glob.m_rows.data() + segment.rows;
+    const Word lastEntry = Word{1} << ((segment.length - 1) % 64);
+    std::array<Word, kMostWords> reached;
+    std::fill_n(reached.begin(), words, Word{0});
+    for (std::size_t i = at; i < m_end; ++i) {
+      const auto byte = static_cast<unsigned char>(m_text[i]);
+      const bool continues = !ascii && isContinuation(m_text[i]);
+      const bool starts =
+          i <= lastStart && !continues && (!behindSlash || i == at || m_text[i - 1] == '/');
+      // No entry beyond those that were read can be reached, and when no start comes any more, none
+      // of those that the last one has passed.
+      const std::size_t end = std::min(words, (i - at) / 64 + 1);
+      std::size_t w = ascii && i > lastStart ? std::min((i - lastStart) / 64, end) : 0;
+      const Word* const row = rows + static_cast<unsigned char>(m_glob.m_rowOf[byte]) * words;
+      Word carry = starts ? 1 : 0;
+      if (w > 0) carry = std::exchange(reached[w - 1], Word{0}) >> 63;
+      Word any = 0;
+      for (; w < end; ++w) {
+        const Word before = reached[w];
+        Word after = (before << 1 | carry) & row[w];
+        // A further byte of a character leaves a wild entry where it is.
+        if (continues) after = (after & ~rows[w]) | (before & rows[w]);
+        carry = before >> 63;
+        reached[w] = after;
+        any |= after;
+      }
+      if (any == 0 && i >= lastStart) return kNone;
+      if (end == words && (reached[words - 1] & lastEntry) != 0 &&
+          (ascii || i + 1 == m_text.size() || !isContinuation(m_text[i + 1]))) {
+        m_foundEnd = i + 1;
+        return charactersBefore(m_foundEnd, segment);
+      }
+    }
+    return kNone;
+  }
+
+  // Where the segment starts that ends at `end`.
+  std::size_t charactersBefore(std::size_t end, const Segment& segment) const {
+    if (ascii) return end - segment.length;
+    for (std::uint32_t i = 0; i < segment.characters; ++i) {
+      do --end;
+      while (isContinuation(m_text[end]));
+    }
+    return end;
   }
 
   std::size_t nextStart(std::size_t at) const { return ascii ? at + 1 : next(m_text, at); }

@@ -35,8 +35,9 @@ using GlobSteps = std::vector<GlobStep>;
 // segment stands at its start, the last at its end, and the others in between, each at the earliest
 // place that its run can reach: a Run or Folders that was passed is never revisited, for whatever a
 // later start of it could reach, the earlier one reaches too; a RunNotSlash is revisited only by
-// way of the last Run or Folders before it, and per path component once. So the time is bounded by
-// the product of the lengths of text and sequence.
+// way of the last Run or Folders before it, and per path component once. A segment of literals is
+// searched for in linear time, one with wildcards by all its starts at once, 64 of them in a word.
+// So the time is bounded by the product of the lengths of text and sequence, and far below it.
 //
 // Thread safety: immutable after construction.
 class Glob {
@@ -63,14 +64,27 @@ class Glob {
     std::uint32_t offset;
     std::uint32_t length;
     std::uint32_t characters;
+    std::uint32_t rows;  // where the segment's rows begin in m_rows, if it is wild and searched for
+
+    std::size_t words() const { return (length + 63u) / 64; }
   };
+
+  // Rows of bits, one for each entry of a segment: the entries that this byte fits as the first, or
+  // only, byte of a character. Row 0 is that of a byte that is no literal anywhere: the wild
+  // entries.
+  using Word = std::uint64_t;
 
   template <bool ascii>
   class Matcher;
 
+  void makeRows();
+
   std::string m_bytes;
   std::string m_wild;  // per entry: 0 literal, else a GlobStep::Kind; empty when all are literal
   std::vector<Segment> m_segments;
+  std::vector<Word> m_rows;
+  std::string
+      m_rowOf;  // per byte the number of its row; empty when no wild segment is searched for
 };
 
 }  // namespace QVL

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tests/avoidance/StepNotation.h"
+#include "tests/support/Dice.h"
 
 namespace QVL {
 namespace Test {
@@ -47,6 +48,41 @@ bool matchesByTrying(std::string_view notation, std::string_view text) {
     if (matchesByTrying(rest, text.substr(length))) return true;
   }
   return false;
+}
+
+// The same for long sequences and texts in UTF-8: where the steps read so far can end.
+bool matchesByTable(std::string_view notation, std::string_view text) {
+  std::vector<bool> ends(text.size() + 1);
+  ends[0] = true;
+  for (const char sign : notation) {
+    const auto kind = kindOf(sign);
+    std::vector<bool> then(text.size() + 1);
+    bool running = false;  // a run is on its way
+    for (std::size_t i = 0; i <= text.size(); ++i) {
+      running = running || ends[i];
+      switch (kind) {
+        case GlobStep::Literal:
+          if (ends[i] && i < text.size() && text[i] == sign) then[i + 1] = true;
+          break;
+        case GlobStep::OneNotSlash:
+        case GlobStep::One:
+          if (ends[i] && i < text.size() && (kind == GlobStep::One || text[i] != '/')) {
+            std::size_t end = i + 1;
+            while (end < text.size() && (text[end] & 0xC0) == 0x80) ++end;
+            then[end] = true;
+          }
+          break;
+        case GlobStep::Folders:
+          if (ends[i] || (running && i > 0 && text[i - 1] == '/')) then[i] = true;
+          break;
+        default:
+          if (running) then[i] = true;
+          if (kind == GlobStep::RunNotSlash && i < text.size() && text[i] == '/') running = false;
+      }
+    }
+    ends.swap(then);
+  }
+  return ends[text.size()];
 }
 
 struct Row {
@@ -173,6 +209,55 @@ TEST(Glob, AgreesWithTryingOutOnEverythingSmall) {
   }
   EXPECT_GT(compared, 3000000u);
   EXPECT_GT(matched, compared / 100);
+}
+
+// Segments of several hundred entries, in texts that nearly hold them everywhere.
+TEST(Glob, FindsLongSegments) {
+  Dice dice;
+  SCOPED_TRACE(dice.origin());
+  const std::vector<std::string> runs = {"*", "=", "/~"};
+  const std::vector<std::string> wildcards = {"?", "_"};
+  std::size_t matched = 0;
+  const std::size_t cases = Dice::cases(4000);
+  for (std::size_t round = 0; round < cases; ++round) {
+    const bool ascii = dice.oneIn(2);
+    const std::vector<std::string> signs =
+        ascii ? std::vector<std::string>{"a", "a", "a", "b", "/"}
+              : std::vector<std::string>{"a", "a", "é", "é", "è", "😀", "/"};
+    const auto mostly = [&](const std::string& usual) {
+      return dice.oneIn(40) ? dice.pick(signs) : usual;
+    };
+    std::string notation;
+    std::string text;
+    const auto addNoise = [&](std::size_t most) {
+      for (std::size_t i = dice.below(most); i > 0; --i) text += mostly(signs.front());
+    };
+    for (std::size_t segments = 2 + dice.below(3); segments > 0; --segments) {
+      if (!text.empty() && text.back() == '/') addNoise(3);
+      const std::size_t length = 1 + (dice.oneIn(2) ? dice.below(8) : dice.below(300));
+      const std::string usual = dice.pick(signs);
+      const std::size_t inserted = dice.oneIn(3) ? dice.below(length) : length;
+      for (std::size_t i = 0; i < length; ++i) {
+        const std::string sign = i == 0 && dice.oneIn(3) ? "/" : mostly(usual);
+        if (i == inserted) text += dice.pick(signs);
+        notation += dice.oneIn(6) ? dice.pick(wildcards) : sign;
+        text += sign;
+      }
+      if (segments == 1) break;
+      const std::string& run = dice.pick(runs);
+      notation += run;
+      if (run == "/~") text += "/";
+      addNoise(dice.oneIn(2) ? 400 : 3);
+      if (run == "/~" && dice.oneIn(2)) text += "/";
+    }
+    const GlobSteps steps = stepsOf(notation);
+    if (!Glob::canMatch(steps)) continue;
+    const bool expected = matchesByTable(notation, text);
+    ASSERT_EQ(Glob(steps).matches(text, ascii), expected) << notation << " on \"" << text << '"';
+    matched += expected;
+  }
+  EXPECT_GT(matched, cases / 10);
+  EXPECT_LT(matched, cases / 2);
 }
 
 TEST(Glob, WantsMoreExactlyWhereALongerTextCanMatch) {
