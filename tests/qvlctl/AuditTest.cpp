@@ -412,7 +412,7 @@ TEST_F(Audit, WritesAPageThatHoldsTheJsonAndNeedsNothingElse) {
 TEST_F(Audit, RefusesAnUnknownFormat) {
   EXPECT_EQ(audit({"--format", "pdf", "."}),
             (Result{2, "",
-                    "qvlctl: --format: expected text or json or html; found \"pdf\"\n"
+                    "qvlctl: --format: expected text, json or html; found \"pdf\"\n"
                     "Try `qvlctl audit --help`.\n"}));
 }
 
