@@ -30,11 +30,9 @@ namespace QVL {
 // Invariants:
 //   1. A rule whose answer is more than "the pattern matches" (see RuleView) is asked every time.
 //   2. So is a rule without any key; one that needs the regular expression engine is asked whenever
-//   a
-//      key of it is found, or always.
+//      a key of it is found, or always.
 //   3. Rules that are asked, and so might throw or be watched, are asked in key order, up to the
-//   first
-//      rule in key order that matches. Comparing globs has no effect that could be seen.
+//      first rule in key order that matches. Comparing globs has no effect that could be seen.
 //   4. A rule that was recompiled, by whomever, is filed anew before the next answer.
 //   5. A text that is not UTF-8 is not answered here: the walk is.
 //
