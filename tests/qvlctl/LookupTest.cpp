@@ -113,6 +113,33 @@ TEST_F(Lookup, TellsThatRelativePathsAreNotWhatAScannerAsksFor) {
   EXPECT_EQ(lookup({"a", "/b", "c"}).err, "qvlctl: note: 2 paths are" + rest);
 }
 
+TEST_F(Lookup, WritesALineOfJsonForEachPath) {
+  EXPECT_EQ(
+      lookup({"--format", "json"}, "/skip/\"a\\\t\xc3\xa9\n/skip/\xff\n\n"),
+      (Result{0,
+              "{\"path\":\"/skip/\\\"a\\\\\\t\xc3\xa9\",\"verdict\":\"excluded\",\"matched\":[1]}\n"
+              "{\"path\":\"/skip/\\\\xFF\",\"pathHex\":\"2f736b69702fff\",\"verdict\":\"scan\","
+              "\"matched\":[]}\n"
+              "{\"path\":\"\",\"verdict\":\"scan\",\"matched\":[]}\n",
+              ""}));
+}
+
+TEST_F(Lookup, ColoursAreForTerminalsOnly) {
+  Circumstances terminal;
+  terminal.outputOnTerminal = true;
+  EXPECT_EQ(run({"lookup", "-p", "policy.xml", "/skip/a", "/b"}, terminal),
+            (Result{0,
+                    "\x1b[33mexcluded\x1b[0m  1        /skip/a\r\n"
+                    "scan      -        /b\r\n",
+                    ""}));
+  terminal.program = "/usr/bin/env";
+  for (const char* const setting : {"NO_COLOR=1", "TERM=dumb"}) {
+    EXPECT_EQ(run({setting, QVLCTL, "lookup", "-p", "policy.xml", "/skip/a"}, terminal),
+              (Result{0, "excluded  1        /skip/a\r\n", ""}))
+        << setting;
+  }
+}
+
 TEST_F(Lookup, PathsMayBeginWithADash) {
   EXPECT_EQ(lookup({"--", "-x", "/skip/a"}).out,
             "scan      -        -x\nexcluded  1        /skip/a\n");

@@ -92,7 +92,8 @@ Result ProgramTest::run(const std::vector<std::string>& arguments,
   const std::string out = m_folder + "/../out";
   const std::string err = m_folder + "/../err";
   std::ofstream(in, std::ios::binary) << circumstances.input;
-  const int terminal = circumstances.errorsOnTerminal ? openTerminal() : -1;
+  const bool usesTerminal = circumstances.errorsOnTerminal || circumstances.outputOnTerminal;
+  const int terminal = usesTerminal ? openTerminal() : -1;
   const std::string terminalName = terminal < 0 ? "" : ::ptsname(terminal);
 
   std::vector<std::string> texts = {circumstances.program};
@@ -106,11 +107,15 @@ Result ProgramTest::run(const std::vector<std::string>& arguments,
   if (child == 0) {
     if (::chdir(m_folder.c_str()) != 0) ::_exit(126);
     redirect(in, O_RDONLY, STDIN_FILENO);
-    redirect(out, O_WRONLY | O_CREAT | O_TRUNC, STDOUT_FILENO);
-    if (terminal < 0) {
-      redirect(err, O_WRONLY | O_CREAT | O_TRUNC, STDERR_FILENO);
-    } else {
-      redirect(terminalName, O_RDWR | O_NOCTTY, STDERR_FILENO);
+    const auto connect = [&](bool toTerminal, const std::string& file, int target) {
+      toTerminal ? redirect(terminalName, O_RDWR | O_NOCTTY, target)
+                 : redirect(file, O_WRONLY | O_CREAT | O_TRUNC, target);
+    };
+    connect(circumstances.outputOnTerminal, out, STDOUT_FILENO);
+    connect(circumstances.errorsOnTerminal, err, STDERR_FILENO);
+    if (circumstances.outputOnTerminal) {
+      ::setenv("TERM", "xterm", 1);
+      ::unsetenv("NO_COLOR");
     }
     if (circumstances.bySuperuserWithoutPrivileges) giveUpPrivileges();
     ::execv(argv[0], argv.data());
@@ -118,12 +123,12 @@ Result ProgramTest::run(const std::vector<std::string>& arguments,
   }
 
   Result result;
-  if (terminal >= 0) result.err = readTerminal(terminal);
+  const std::string seen = usesTerminal ? readTerminal(terminal) : "";
   int status = 0;
   if (::waitpid(child, &status, 0) != child) giveUp("waitpid");
   result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  result.out = contentOf(out);
-  if (terminal < 0) result.err = contentOf(err);
+  result.out = circumstances.outputOnTerminal ? seen : contentOf(out);
+  result.err = circumstances.errorsOnTerminal ? seen : contentOf(err);
   return result;
 }
 

@@ -30,6 +30,7 @@ struct Circumstances {
   std::string input;
   bool bySuperuserWithoutPrivileges = false;  // Linux: file permissions bind the superuser too
   bool errorsOnTerminal = false;              // standard error is a terminal, 80 columns wide
+  bool outputOnTerminal = false;              // standard output is a terminal that knows colours
 };
 
 // A test with an empty folder below the build tree, in which programs are run.

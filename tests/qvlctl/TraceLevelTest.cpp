@@ -71,6 +71,16 @@ TEST_F(TraceLevel, AddsOrRepairsTheLevel) {
   EXPECT_EQ(traceLevel({}), (Result{0, "1\n", ""}));
 }
 
+TEST_F(TraceLevel, WritesJson) {
+  write("trace.xml", "<TraceValues/>");
+  EXPECT_EQ(traceLevel({"--format", "json", "4"}),
+            (Result{0, "{\"file\":\"trace.xml\",\"level\":4,\"was\":null}\n", ""}));
+  EXPECT_EQ(traceLevel({"--format", "json", "5"}),
+            (Result{0, "{\"file\":\"trace.xml\",\"level\":5,\"was\":4}\n", ""}));
+  EXPECT_EQ(traceLevel({"--format", "json"}),
+            (Result{0, "{\"file\":\"trace.xml\",\"level\":5}\n", ""}));
+}
+
 TEST_F(TraceLevel, RefusesWhatIsNoTraceConfiguration) {
   const std::string notXml =
       "qvlctl: trace.xml: not well-formed XML. A literal & is written &amp; and a literal < is "

@@ -6,14 +6,10 @@
 #include "fmt/format.h"
 #include "io/Json.h"
 #include "io/Spool.h"
-#include "policy/Policy.h"
+#include "policy/Engine.h"
 
 namespace qvlctl {
 namespace {
-
-const char* verdictName(bool isExcluded) {
-  return isExcluded ? "excluded" : "scan";
-}
 
 // "excluded, data sets 1,3"
 template <typename Numbers>

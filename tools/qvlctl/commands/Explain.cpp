@@ -102,9 +102,9 @@ class Explain {
 
   void print(const Explanation& explanation) {
     const QVL::LookupData& request = m_question.request;
-    m_output.print(
-        "{}: {}\n", escaped(request.m_filePath),
-        explanation.isExcluded ? m_output.coloured(Colour::Excluded, "excluded") : "scan");
+    m_output.print("{}: {}\n", escaped(request.m_filePath),
+                   m_output.coloured(explanation.isExcluded ? Colour::Excluded : Colour::None,
+                                     verdictName(explanation.isExcluded)));
     m_output.print("  asked   {} by {}\n", accessName(request.m_accessType),
                    request.m_processName.empty() ? "no process" : escaped(request.m_processName));
     printLogic(explanation);
@@ -225,7 +225,7 @@ class Explain {
     addText(json, "path", request.m_filePath);
     addText(json, "process", request.m_processName);
     json["access"] = accessName(request.m_accessType);
-    json["verdict"] = explanation.isExcluded ? "excluded" : "scan";
+    json["verdict"] = verdictName(explanation.isExcluded);
     json["matched"] = explanation.matched;
     json["logic"]["text"] = m_question.policy.logic;
     std::size_t next = 0;

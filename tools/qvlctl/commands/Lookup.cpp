@@ -5,6 +5,7 @@
 
 #include "commands/Commands.h"
 #include "fmt/format.h"
+#include "io/Json.h"
 #include "io/Output.h"
 
 namespace qvlctl {
@@ -13,6 +14,7 @@ namespace {
 struct LookupOptions {
   QuestionOptions question;
   PathOptions paths;
+  std::string format;
 };
 
 std::string commaSeparated(const std::vector<unsigned int>& numbers) {
@@ -38,11 +40,24 @@ class Lookup {
     m_question.request.m_filePath = path;
     const bool isExcluded = m_question.engine.isExcluded(m_question.request);
     m_anyExcluded |= isExcluded;
+    m_asJson ? writeLine(path, isExcluded) : printLine(path, isExcluded);
+  }
+
+  void printLine(std::string_view path, bool isExcluded) {
     m_output.print("{}  {:<7}  {}\n", isExcluded ? m_excluded : m_scan,
                    commaSeparated(m_question.request.m_matchIdentifiers), escaped(path));
   }
 
+  void writeLine(std::string_view path, bool isExcluded) {
+    Json json;
+    addText(json, "path", path);
+    json["verdict"] = verdictName(isExcluded);
+    json["matched"] = m_question.request.m_matchIdentifiers;
+    m_output.print("{}\n", jsonLine(json));
+  }
+
   const LookupOptions& m_options;
+  const bool m_asJson = m_options.format == "json";
   Question m_question;
   Output m_output;
   const std::string m_excluded = m_output.coloured(Colour::Excluded, "excluded");
@@ -57,11 +72,12 @@ void addLookupCommand(CLI::App& app, Action& action) {
       *app.add_subcommand("lookup", "Ask about single files: excluded, or scanned?");
   const auto options = std::make_shared<LookupOptions>();
   addQuestionOptions(command, options->question);
+  addFormatOption(command, options->format, {"text", "json"});
   addPathOptions(command, options->paths);
   command.footer(
       "Prints a line for each path: the verdict (`excluded` or `scan`), the numbers of the data\n"
       "sets that were asked and matched (`-`: none), and the path. Bytes of a path that cannot be\n"
-      "printed are shown as \\xNN.\n"
+      "printed are shown as \\xNN. As JSON, a line for each path.\n"
       "\n"
       "Exit status: 0 at least one path is excluded, 1 none is, 2 trouble.\n"
       "\n"

@@ -7,6 +7,7 @@
 #include "commands/Commands.h"
 #include "fmt/format.h"
 #include "io/Files.h"
+#include "io/Json.h"
 #include "io/Output.h"
 #include "io/Trouble.h"
 #include "io/XmlFile.h"
@@ -21,6 +22,7 @@ constexpr const char* kLevel = "/TraceValues/ScanAvoidanceFlow";
 struct TraceLevelOptions {
   std::string file = QVL_HOME "/config/traceValues.xml";
   std::optional<int> level;
+  std::string format;
 };
 
 // The level as the trace log reads it; nothing when the log would keep the level that it has.
@@ -65,7 +67,7 @@ class TraceLevel {
                            ? "no such element"
                            : '"' + escaped(m_xml.document().getXPathElement(kLevel)) + '"'));
     }
-    print(fmt::format("{}\n", *level));
+    print(fmt::format("{}", *level), inJson(*level));
   }
 
   void set(int level) {
@@ -78,13 +80,23 @@ class TraceLevel {
     m_xml.document().SaveToMemory(content);
     if (!changed || content.empty()) fail("the level cannot be changed in this document");
     replaceFile(m_options.file, content);
-    print(fmt::format("{}: trace level {}, was {}\n", escaped(m_options.file), level,
-                      inWords(before)));
+    Json json = inJson(level);
+    json["was"] = before ? Json(*before) : Json(nullptr);
+    print(
+        fmt::format("{}: trace level {}, was {}", escaped(m_options.file), level, inWords(before)),
+        json);
   }
 
-  static void print(const std::string& text) {
+  Json inJson(int level) const {
+    Json json;
+    addText(json, "file", m_options.file);
+    json["level"] = level;
+    return json;
+  }
+
+  void print(const std::string& text, const Json& json) const {
     Output output;
-    output.print("{}", text);
+    output.print("{}\n", m_options.format == "json" ? jsonLine(json) : text);
     output.flush();
   }
 
@@ -115,6 +127,7 @@ void addTraceLevelCommand(CLI::App& app, Action& action) {
       .add_option("-f,--file", options->file,
                   "The trace configuration file (default: " + options->file + ")")
       ->type_name("FILE");
+  addFormatOption(command, options->format, {"text", "json"});
   command.footer(
       "Whatever else the file holds is kept; the file is replaced as a whole or not at all.\n"
       "A running scanner reads it again on the hang-up signal, if it has asked for that.\n"

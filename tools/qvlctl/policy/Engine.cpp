@@ -186,6 +186,10 @@ void Engine::addRule(const Policy& policy, std::size_t dataSetIndex, std::size_t
   m_warnings.push_back({position(), fmt::format("the same rule as rule {}", earlierNumber)});
 }
 
+const char* verdictName(bool isExcluded) {
+  return isExcluded ? "excluded" : "scan";
+}
+
 std::string logicForEngine(const Policy& policy) {
   std::string logic = policy.logic;
   std::replace_if(

@@ -51,6 +51,9 @@ class Engine {
   std::vector<Warning> m_warnings;
 };
 
+// "excluded" or "scan".
+const char* verdictName(bool isExcluded);
+
 // The logic as the engine reads it: line breaks count as blanks in a policy file.
 std::string logicForEngine(const Policy& policy);
 
