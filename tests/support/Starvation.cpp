@@ -1,0 +1,144 @@
+#include "tests/support/Starvation.h"
+
+#include <libxml/xmlmemory.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define QVL_TEST_SANITIZED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define QVL_TEST_SANITIZED 1
+#endif
+#endif
+
+#if defined(__GLIBC__) && !defined(QVL_TEST_SANITIZED)
+#define QVL_TEST_OWN_MALLOC 1
+#endif
+
+namespace {
+
+struct Pantry {
+  bool locked;
+  bool forGood;
+  bool struck;
+  std::size_t spared;
+};
+thread_local Pantry pantry;
+
+// Is this allocation to fail?
+bool refuses() {
+  if (!pantry.locked) return false;
+  if (pantry.spared > 0) {
+    --pantry.spared;
+    return false;
+  }
+  if (pantry.struck && !pantry.forGood) return false;
+  pantry.struck = true;
+  return true;
+}
+
+}  // namespace
+
+#ifdef QVL_TEST_OWN_MALLOC
+
+namespace {
+std::atomic<long> blocks{0};
+
+void* counted(void* block) {
+  if (block) blocks.fetch_add(1, std::memory_order_relaxed);
+  return block;
+}
+}  // namespace
+
+extern "C" {
+
+// The C library's own functions under the names that it keeps for this purpose.
+void* __libc_malloc(std::size_t);                 // NOLINT
+void* __libc_calloc(std::size_t, std::size_t);    // NOLINT
+void* __libc_realloc(void*, std::size_t);         // NOLINT
+void* __libc_memalign(std::size_t, std::size_t);  // NOLINT
+void __libc_free(void*);                          // NOLINT
+
+void* malloc(std::size_t size) {
+  return refuses() ? nullptr : counted(__libc_malloc(size));
+}
+void* calloc(std::size_t count, std::size_t size) {
+  return refuses() ? nullptr : counted(__libc_calloc(count, size));
+}
+void* realloc(void* block, std::size_t size) {
+  if (refuses()) return nullptr;
+  if (!block) return counted(__libc_malloc(size));
+  return __libc_realloc(block, size);
+}
+void* aligned_alloc(std::size_t alignment, std::size_t size) {
+  return refuses() ? nullptr : counted(__libc_memalign(alignment, size));
+}
+void free(void* block) {
+  if (block) blocks.fetch_sub(1, std::memory_order_relaxed);
+  __libc_free(block);
+}
+
+}  // extern "C"
+
+long QVL::Test::liveBlocks() {
+  return blocks;
+}
+
+#else
+
+// Not to be inlined: the compiler would see malloc and free where it expects new and delete.
+__attribute__((noinline)) void* operator new(std::size_t size) {
+  if (!refuses()) {
+    if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
+  }
+  throw std::bad_alloc();
+}
+__attribute__((noinline)) void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+__attribute__((noinline)) void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
+
+namespace {
+
+void* allocateForXml(std::size_t size) {
+  return refuses() ? nullptr : std::malloc(size);
+}
+void* reallocateForXml(void* block, std::size_t size) {
+  return refuses() ? nullptr : std::realloc(block, size);
+}
+char* duplicateForXml(const char* text) {
+  return refuses() ? nullptr : ::strdup(text);
+}
+
+const int xmlIsSetUp = xmlMemSetup(std::free, allocateForXml, reallocateForXml, duplicateForXml);
+
+}  // namespace
+
+long QVL::Test::liveBlocks() {
+  return 0;
+}
+
+#endif
+
+namespace QVL {
+namespace Test {
+
+Starvation::Starvation(std::size_t spared, Hunger hunger) {
+  pantry = {true, hunger == Hunger::ForGood, false, spared};
+}
+
+Starvation::~Starvation() {
+  pantry.locked = false;
+}
+
+bool Starvation::struck() const {
+  return pantry.struck;
+}
+
+}  // namespace Test
+}  // namespace QVL
