@@ -22,6 +22,7 @@ namespace {
 
 struct Pantry {
   bool locked;
+  bool newOnly;
   bool forGood;
   bool struck;
   std::size_t spared;
@@ -38,6 +39,11 @@ bool refuses() {
   if (pantry.struck && !pantry.forGood) return false;
   pantry.struck = true;
   return true;
+}
+
+// Is this allocation, which does not come from operator new, to fail?
+bool refusesOthers() {
+  return !pantry.newOnly && refuses();
 }
 
 }  // namespace
@@ -63,18 +69,18 @@ void* __libc_memalign(std::size_t, std::size_t);  // NOLINT
 void __libc_free(void*);                          // NOLINT
 
 void* malloc(std::size_t size) {
-  return refuses() ? nullptr : counted(__libc_malloc(size));
+  return refusesOthers() ? nullptr : counted(__libc_malloc(size));
 }
 void* calloc(std::size_t count, std::size_t size) {
-  return refuses() ? nullptr : counted(__libc_calloc(count, size));
+  return refusesOthers() ? nullptr : counted(__libc_calloc(count, size));
 }
 void* realloc(void* block, std::size_t size) {
-  if (refuses()) return nullptr;
+  if (refusesOthers()) return nullptr;
   if (!block) return counted(__libc_malloc(size));
   return __libc_realloc(block, size);
 }
 void* aligned_alloc(std::size_t alignment, std::size_t size) {
-  return refuses() ? nullptr : counted(__libc_memalign(alignment, size));
+  return refusesOthers() ? nullptr : counted(__libc_memalign(alignment, size));
 }
 void free(void* block) {
   if (block) blocks.fetch_sub(1, std::memory_order_relaxed);
@@ -87,32 +93,28 @@ long QVL::Test::liveBlocks() {
   return blocks;
 }
 
-#else
+namespace {
+void* allocate(std::size_t size) {
+  return counted(__libc_malloc(size));
+}
+}  // namespace
 
-// Not to be inlined: the compiler would see malloc and free where it expects new and delete.
-__attribute__((noinline)) void* operator new(std::size_t size) {
-  if (!refuses()) {
-    if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
-  }
-  throw std::bad_alloc();
-}
-__attribute__((noinline)) void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-__attribute__((noinline)) void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
+#else
 
 namespace {
 
+void* allocate(std::size_t size) {
+  return std::malloc(size);
+}
+
 void* allocateForXml(std::size_t size) {
-  return refuses() ? nullptr : std::malloc(size);
+  return refusesOthers() ? nullptr : std::malloc(size);
 }
 void* reallocateForXml(void* block, std::size_t size) {
-  return refuses() ? nullptr : std::realloc(block, size);
+  return refusesOthers() ? nullptr : std::realloc(block, size);
 }
 char* duplicateForXml(const char* text) {
-  return refuses() ? nullptr : ::strdup(text);
+  return refusesOthers() ? nullptr : ::strdup(text);
 }
 
 const int xmlIsSetUp = xmlMemSetup(std::free, allocateForXml, reallocateForXml, duplicateForXml);
@@ -125,11 +127,25 @@ long QVL::Test::liveBlocks() {
 
 #endif
 
+// Not to be inlined: the compiler would see malloc and free where it expects new and delete.
+__attribute__((noinline)) void* operator new(std::size_t size) {
+  if (!refuses()) {
+    if (void* const memory = allocate(size == 0 ? 1 : size)) return memory;
+  }
+  throw std::bad_alloc();
+}
+__attribute__((noinline)) void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+__attribute__((noinline)) void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
+
 namespace QVL {
 namespace Test {
 
-Starvation::Starvation(std::size_t spared, Hunger hunger) {
-  pantry = {true, hunger == Hunger::ForGood, false, spared};
+Starvation::Starvation(std::size_t spared, Hunger hunger, Whose whose) {
+  pantry = {true, whose == Whose::OperatorNew, hunger == Hunger::ForGood, false, spared};
 }
 
 Starvation::~Starvation() {

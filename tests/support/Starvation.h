@@ -19,12 +19,16 @@ inline std::ostream& operator<<(std::ostream& out, Hunger hunger) {
   return out << (hunger == Hunger::OneRefusal ? "one refusal" : "for good");
 }
 
+enum class Whose {
+  Everybodys,   // of the libraries beneath ours too; under a sanitizer, operator new and libxml2's
+  OperatorNew,  // of C++ alone
+};
+
 // While it lives, allocations of this thread fail: the first `spared` succeed, and then comes the
-// hunger. Where the C library's functions can be stood in for, whatever calls malloc goes hungry,
-// the libraries beneath ours included; under a sanitizer, operator new and libxml2 do.
+// hunger.
 class Starvation {
  public:
-  Starvation(std::size_t spared, Hunger hunger);
+  Starvation(std::size_t spared, Hunger hunger, Whose whose = Whose::Everybodys);
   ~Starvation();
   Starvation(const Starvation&) = delete;
   Starvation& operator=(const Starvation&) = delete;
