@@ -7,6 +7,7 @@
 #include <libxml/xmlerror.h>
 #include <libxml/xmlwriter.h>
 #include <libxml/xpath.h>
+#include <libxml/xpathInternals.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -31,6 +32,11 @@ struct FreeDocument {
 };
 struct FreeContext {
   void operator()(xmlXPathContext* context) const { xmlXPathFreeContext(context); }
+};
+struct FreeEvaluation {
+  void operator()(xmlXPathParserContext* evaluation) const {
+    xmlXPathFreeParserContext(evaluation);
+  }
 };
 struct FreeResult {
   void operator()(xmlXPathObject* result) const { xmlXPathFreeObject(result); }
@@ -94,6 +100,26 @@ class QuietLibrary {
   void* const m_genericContext = xmlGenericErrorContext;
 };
 
+// What an expression comes to; null when it cannot be evaluated.
+xmlXPathObject* evaluate(const char* xpath, xmlXPathContext* context) {
+#if LIBXML_VERSION >= 21200
+  return xmlXPathEvalExpression(xml(xpath), context);
+#else
+  // The same with the stack of values made ahead: without memory for it, these releases free the
+  // evaluation twice.
+  constexpr int kValues = 16;
+  const std::unique_ptr<xmlXPathParserContext, FreeEvaluation> evaluation(
+      xmlXPathNewParserContext(xml(xpath), context));
+  if (!evaluation) return nullptr;
+  evaluation->valueTab =
+      static_cast<xmlXPathObject**>(xmlMalloc(kValues * sizeof(xmlXPathObject*)));
+  if (!evaluation->valueTab) return nullptr;
+  evaluation->valueMax = kValues;
+  xmlXPathEvalExpr(evaluation.get());
+  return evaluation->error == XPATH_EXPRESSION_OK ? valuePop(evaluation.get()) : nullptr;
+#endif
+}
+
 // The first steps of every query: context, evaluation and the test for a node set. Holds what they
 // make until the operation is done with the nodes.
 class NodeSet {
@@ -112,7 +138,7 @@ class NodeSet {
       m_failure = Failure::NoContext;
       return;
     }
-    if (xpath) m_result.reset(xmlXPathEvalExpression(xml(xpath), m_context.get()));
+    if (xpath) m_result.reset(evaluate(xpath, m_context.get()));
     if (!m_result) {
       m_failure = Failure::NoResult;
     } else if (m_result->type != XPATH_NODESET) {
