@@ -128,14 +128,13 @@ class Utf8Output {
 
  private:
   // Never released: it serves until the last message of the process. Null, which changes nothing,
-  // where no such locale exists.
+  // where no such locale exists or no memory is left for it; the next message then asks again.
   static locale_t utf8() {
-    static const locale_t locale = [] {
-      for (const char* name : {"C.UTF-8", "UTF-8", "en_US.UTF-8"}) {
-        if (const locale_t found = newlocale(LC_CTYPE_MASK, name, locale_t())) return found;
-      }
-      return locale_t();
-    }();
+    static locale_t locale = locale_t();  // guarded by logMutex
+    for (const char* name : {"C.UTF-8", "UTF-8", "en_US.UTF-8"}) {
+      if (locale) break;
+      locale = newlocale(LC_CTYPE_MASK, name, locale_t());
+    }
     return locale;
   }
 

@@ -2,16 +2,43 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <mutex>
-#include <set>
 
 namespace {
 
+// A set of streams that allocates nothing: the library is watched while it has no memory, too.
+class StreamSet {
+ public:
+  // False when the stream is in the set already.
+  bool insert(std::FILE* stream) {
+    if (find(stream) != end()) return false;
+    if (m_size == m_streams.size()) std::abort();
+    m_streams[m_size++] = stream;
+    return true;
+  }
+  void erase(std::FILE* stream) {
+    const auto found = find(stream);
+    if (found != end()) *found = m_streams[--m_size];
+  }
+  std::size_t size() const { return m_size; }
+
+ private:
+  using Row = std::array<std::FILE*, 1024>;
+  Row::iterator end() { return m_streams.begin() + static_cast<std::ptrdiff_t>(m_size); }
+  Row::iterator find(std::FILE* stream) { return std::find(m_streams.begin(), end(), stream); }
+
+  Row m_streams{};
+  std::size_t m_size = 0;
+};
+
 struct Streams {
   std::mutex mutex;
-  std::set<std::FILE*> open;
-  std::set<std::FILE*> closed;
+  StreamSet open;
+  StreamSet closed;
   int closedTwice = 0;
 };
 
@@ -34,7 +61,7 @@ std::FILE* opened(std::FILE* stream) {
 bool closing(std::FILE* stream) {
   const std::lock_guard<std::mutex> lock(streams().mutex);
   streams().open.erase(stream);
-  const bool first = streams().closed.insert(stream).second;
+  const bool first = streams().closed.insert(stream);
   if (!first) ++streams().closedTwice;
   return first;
 }
