@@ -11,4 +11,7 @@ expect -L "lib64/$4"
 expect -f include/qvl/qvl.h
 expect -f config/traceValues.xml
 expect -d var
+expect -f share/man/man1/qvlctl.1
+expect -f share/bash-completion/completions/qvlctl
+expect -f share/zsh/site-functions/_qvlctl
 exit $failed
