@@ -242,6 +242,21 @@ TEST_F(Explain, RulesAreToldEvenWhereASwitchDecides) {
                                        ""}));
 }
 
+TEST_F(Explain, TellsThatAPathIsNotUtf8) {
+  writeDataSet("kind='folder'", {"<rule>/a/</rule>"});
+  EXPECT_EQ(
+      explain({"/a/\xff"}),
+      (Result{1,
+              "/a/\\xFF: scan\n"
+              "  asked   read by no process\n"
+              "  note    the path is not UTF-8, so that no file-path or folder rule matches it\n"
+              "  logic   1\n"
+              "    1  false\n"
+              "  data set 1, folder: does not match\n"
+              "    no rule matches\n",
+              ""}));
+}
+
 TEST_F(Explain, TellsTheNearestRules) {
   const struct {
     const char* attributes;

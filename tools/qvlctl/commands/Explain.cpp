@@ -14,6 +14,7 @@
 #include "io/Files.h"
 #include "io/Json.h"
 #include "io/Output.h"
+#include "io/Unicode.h"
 #include "policy/Expression.h"
 #include "policy/RuleText.h"
 
@@ -107,6 +108,10 @@ class Explain {
                                      verdictName(explanation.isExcluded)));
     m_output.print("  asked   {} by {}\n", accessName(request.m_accessType),
                    request.m_processName.empty() ? "no process" : escaped(request.m_processName));
+    if (findNonUtf8(request.m_filePath) != std::string::npos) {
+      m_output.print(
+          "  note    the path is not UTF-8, so that no file-path or folder rule matches it\n");
+    }
     printLogic(explanation);
     for (std::size_t i = 0; i < explanation.dataSets.size(); ++i) {
       printDataSet(m_question.policy.dataSets[i], explanation.dataSets[i]);

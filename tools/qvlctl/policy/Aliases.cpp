@@ -31,7 +31,7 @@ std::optional<std::string> moved(std::string_view path, std::string_view from,
 std::optional<std::string> realName(Platform platform, std::string_view path) {
   for (const Alias& alias : kAliases) {
     if (alias.platform != platform) continue;
-    if (const auto real = moved(path, alias.alias, alias.real)) return real;
+    if (auto real = moved(path, alias.alias, alias.real)) return real;
   }
   return std::nullopt;
 }
