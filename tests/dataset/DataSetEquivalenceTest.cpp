@@ -139,7 +139,7 @@ class Twin {
       rules.first = make(text, access, argument, contrary);
       rules.second = make(text, access, argument, contrary);
     });
-    if (thrown != "nothing") rules = {};
+    if (thrown != "nothing") return {};
     return rules;
   }
 

@@ -328,7 +328,7 @@ TEST_F(Audit, SurvivesATreeThatChangesUnderIt) {
   writeSized("scanned", 1);
   std::atomic<bool> done{false};
   std::thread changes([&] {
-    for (int i = 0; !done; ++i) {
+    while (!done) {
       const fs::path moving = path("moving");
       std::error_code ignored;
       fs::create_directories(moving / "a/b/c", ignored);

@@ -4,6 +4,7 @@
 #define QVL_TESTS_SUPPORT_SCRATCH_FOLDER_H
 
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>

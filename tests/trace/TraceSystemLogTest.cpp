@@ -1,6 +1,8 @@
 // What reaches the system log.
 
 #include <climits>
+#include <cstddef>
+#include <vector>
 
 #include "tests/trace/TraceFixture.h"
 
@@ -63,7 +65,7 @@ TEST_F(TraceSystemLog, TextIsCutAt511Bytes) {
     std::string head;
   } const rows[] = {{1, "ERROR : ScanAvoidance : "}, {4, "WARNING : ScanAvoidance : "}};
   for (const auto& row : rows) {
-    for (const std::size_t size : {509, 510, 511, 512, 513, 1024, 100000}) {
+    for (const std::size_t size : std::vector<std::size_t>{509, 510, 511, 512, 513, 1024, 100000}) {
       const std::string message(size - row.head.size(), 'x');
       systemLog().entries.clear();
       log(row.level, message);
