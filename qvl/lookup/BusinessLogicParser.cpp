@@ -1,6 +1,8 @@
 #include "qvl/lookup/BusinessLogicParser.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 
 #include "qvl/core/QVLException.h"
@@ -40,7 +42,6 @@ class Conversion {
     for (; *m_next; ++m_next) {
       const char c = *m_next;
       if (isBlank(c)) continue;
-      if (isLetter(c)) refuse("Business logic should not have alphabetic character.");
       if (isDigit(c)) {
         operand();
       } else if (c == '(') {
@@ -106,6 +107,11 @@ class Conversion {
 std::string toPostfix(const std::string& infix) {
   if (infix.empty() || infix.size() > kMaxLength) {
     refuse("Business logic length is wrong or more than max length.");
+  }
+  // A letter anywhere decides the message, whatever else is wrong before it.
+  const char* const text = infix.c_str();
+  if (std::any_of(text, text + std::strlen(text), isLetter)) {
+    refuse("Business logic should not have alphabetic character.");
   }
   return Conversion(infix).run();
 }

@@ -58,8 +58,9 @@ class QVL_EXPORT LookupManager : public ILookupManager {
   // The postfix form of an infix expression: operands and operators in the order of evaluation,
   // each followed by one blank. Operands are decimal numbers; `!` binds tightest; `&` and `|` bind
   // alike and group from the left; blanks and tabs separate; at most 2048 characters. An expression
-  // without operands gives the empty text. Throws QVLException when the length is wrong, or at the
-  // first letter, foreign character, unmatched `)` or number above 4294967295.
+  // without operands gives the empty text. Throws QVLException when the length is wrong, when
+  // there is a letter anywhere, and otherwise at the first foreign character, unmatched `)` or
+  // number above 4294967295.
   std::string parseLogic(std::string infix) override;
 
   // Evaluates a postfix expression for a request, asking only the data sets whose answers are

@@ -160,15 +160,17 @@ TEST(BusinessLogicParsing, RefusesLetters) {
   });
 }
 
-TEST(BusinessLogicParsing, ReportsTheFirstFaultInReadingOrder) {
+TEST(BusinessLogicParsing, ReportsALetterAnywhereAndOtherwiseTheFirstFault) {
   expectParsed({
       {"a+", kLetter},
-      {"+a", kInvalid},
-      {")a", kUnbalanced},
+      {"+a", kLetter},
+      {")a", kLetter},
       {"a)", kLetter},
-      {")+", kUnbalanced},
-      {"4294967296a", kTooLarge},
+      {"4294967296a", kLetter},
       {"a4294967296", kLetter},
+      {"99999999999 and 1", kLetter},
+      {")+", kUnbalanced},
+      {"+)", kInvalid},
       {"4294967296)", kTooLarge},
   });
 }
