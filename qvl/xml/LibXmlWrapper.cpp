@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -336,8 +335,10 @@ unsigned long lengthOf(const char* text, unsigned long size) {
 }
 
 OwnedDocument parseMemory(const char* buffer, unsigned long size) {
-  if (!buffer || size > INT_MAX) return nullptr;
-  const int length = static_cast<int>(lengthOf(buffer, size));
+  // As an int, which is what libxml2 takes a size for.
+  const int wanted = static_cast<int>(size);
+  if (!buffer || wanted <= 0) return nullptr;
+  const int length = static_cast<int>(lengthOf(buffer, static_cast<unsigned long>(wanted)));
   return parse([&](xmlParserCtxt* parser) {
     return xmlCtxtReadMemory(parser, buffer, length, nullptr, nullptr, XML_PARSE_NONET);
   });
