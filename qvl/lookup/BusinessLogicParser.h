@@ -13,8 +13,8 @@ namespace BusinessLogic {
 constexpr std::size_t kMaxLength = 2048;
 
 // The postfix form of an infix expression; LookupManager::parseLogic says what holds for both.
-// Throws QVLException when the text holds a letter, and otherwise at the first thing in it that cannot
-// be read.
+// Throws QVLException when the text holds a letter, and otherwise at the first thing in it that
+// cannot be read.
 std::string toPostfix(const std::string& infix);
 
 }  // namespace BusinessLogic

@@ -41,8 +41,8 @@ class QVL_EXPORT LibXmlWrapper {
   explicit LibXmlWrapper(std::string fileName);
 
   // Parses a text of `size` bytes; failure writes nothing. The text ends at its first zero
-  // character, if that comes earlier. The size is passed on as an int; none above 0 is left, nothing is
-  // parsed.
+  // character, if that comes earlier. The size is passed on as an int; none above 0 is left,
+  // nothing is parsed.
   LibXmlWrapper(char* buffer, unsigned long size);
 
   ~LibXmlWrapper();
