@@ -59,8 +59,10 @@ inline std::uint64_t mix(std::uint64_t a, std::uint64_t b) {
 }
 
 inline Key keyOf(Kind kind, std::uint64_t hash) {
-  // The low bits tell the kind; never 0, which marks a free slot.
-  return (hash & ~std::uint64_t{15}) | (static_cast<std::uint64_t>(kind) + 1);
+  // The low bits tell the kind; never 0, which marks a free slot. The others depend on it too, or
+  // the filter would take an extension for a component of the same letters.
+  const std::uint64_t number = static_cast<std::uint64_t>(kind) + 1;
+  return ((hash ^ number * 0x9E3779B97F4A7C15u) & ~std::uint64_t{15}) | number;
 }
 
 // The hash of some leading components; of none, to start with.
