@@ -13,7 +13,8 @@ fail() {
   exit 2
 }
 
-# build_preset PRESET: configures a preset of CMakePresets.json and builds it in build-PRESET.
+# build_preset PRESET [TARGET]: configures a preset of CMakePresets.json and builds it, or one target
+# of it, in build-PRESET.
 build_preset() {
   local preset=$1 options=()
   [[ ! -d $root/build-$preset || -w $root/build-$preset ]] ||
@@ -24,5 +25,5 @@ build_preset() {
     options+=("-DCMAKE_PREFIX_PATH=$(brew --prefix icu4c);$(brew --prefix libxml2)")
   say "Building $preset in $root/build-$preset"
   cmake -S "$root" --preset "$preset" ${options[@]+"${options[@]}"}
-  cmake --build "$root/build-$preset" --parallel "$jobs"
+  cmake --build "$root/build-$preset" --parallel "$jobs" ${2:+--target "$2"}
 }
