@@ -4,10 +4,27 @@
 #include <boost/regex/icu.hpp>
 #include <optional>
 #include <stdexcept>
+#include <vector>
 
 #include "qvl/avoidance/Expression.h"
 
 namespace QVL {
+namespace {
+
+// A zero stands behind the expression: at the end of one that leaves a range of characters open, as
+// "[a-b" does, the engine looks at what comes next.
+boost::u32regex engineOf(const std::string& expression,
+                         boost::regex_constants::syntax_option_type options) {
+  using Characters = boost::u8_to_u32_iterator<std::string::const_iterator, UChar32>;
+  const auto begin = expression.begin();
+  const auto end = expression.end();
+  std::vector<UChar32> characters(Characters(begin, begin, end), Characters(end, begin, end));
+  const std::size_t length = characters.size();
+  characters.push_back(0);
+  return boost::u32regex(characters.data(), length, options);
+}
+
+}  // namespace
 
 struct CompiledPattern::Engine {
   boost::u32regex regex;
@@ -23,7 +40,7 @@ CompiledPattern::CompiledPattern(const std::string& expression, bool caseSensiti
   }
   boost::regex_constants::syntax_option_type options = boost::regex_constants::perl;
   if (!caseSensitive) options |= boost::regex_constants::icase;
-  m_engine.reset(new Engine{boost::make_u32regex(expression, options)});
+  m_engine.reset(new Engine{engineOf(expression, options)});
 }
 
 CompiledPattern::~CompiledPattern() = default;

@@ -149,6 +149,16 @@ TEST(CompiledPattern, UnderstandsNothingThatTheEngineRefuses) {
 
 // Any text that matches, matches one of the alternatives with each Unknown replaced by some text.
 // So a literal piece of every alternative is a piece of every text that matches.
+// At the end of each the engine may look for more of the set than there is.
+TEST(CompiledPattern, RefusesSetsThatAreLeftOpen) {
+  for (const char* const set : {"[", "[^", "[a", "[a-", "[a-b", "[a-b-", "[-", "[--", "[---", "[]",
+                                "[[:alpha:]", "[[:alpha:]-", "[[.a.]-", "[[=a=]", "[\\", "[a-\\"}) {
+    for (const std::string& before : {std::string(), std::string("/"), std::string(200, 'a')}) {
+      EXPECT_ANY_THROW(CompiledPattern(before + set, true)) << before + set;
+    }
+  }
+}
+
 TEST(CompiledPattern, LiteralsOfAnAlternativeAreInEveryTextThatMatches) {
   Dice dice;
   SCOPED_TRACE(dice.origin());
