@@ -6,8 +6,6 @@
 
 #include <atomic>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <nlohmann/json.hpp>
 #include <regex>
 #include <string>
@@ -48,12 +46,6 @@ class Audit : public ProgramTest {
       }
     }
     return result;
-  }
-
-  // The expected output that a file holds.
-  static std::string golden(const std::string& name) {
-    std::ifstream stream(QVL_SOURCE_DIR "/tests/qvlctl/golden/" + name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
   }
 
   // A size that need not take any room.

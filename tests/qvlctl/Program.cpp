@@ -143,5 +143,9 @@ std::string ProgramTest::read(const std::string& name) const {
   return contentOf(path(name));
 }
 
+std::string ProgramTest::golden(const std::string& name) {
+  return contentOf(QVL_SOURCE_DIR "/tests/qvlctl/golden/" + name);
+}
+
 }  // namespace Test
 }  // namespace QVL

@@ -1,6 +1,7 @@
 #include "io/XmlFile.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "fmt/format.h"
 #include "io/Files.h"
@@ -9,8 +10,10 @@
 
 namespace qvlctl {
 
-XmlFile::XmlFile(const std::string& file)
-    : m_text(readFile(file)), m_document(m_text.data(), m_text.size()) {
+XmlFile::XmlFile(const std::string& file) : XmlFile(file, readFile(file)) {}
+
+XmlFile::XmlFile(const std::string& file, std::string text)
+    : m_text(std::move(text)), m_document(m_text.data(), m_text.size()) {
   const std::size_t zero = m_text.find('\0');
   if (zero != std::string::npos) {
     const auto line =

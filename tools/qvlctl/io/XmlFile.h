@@ -14,6 +14,9 @@ class XmlFile {
  public:
   explicit XmlFile(const std::string& file);
 
+  // From the text that the file is known to hold.
+  XmlFile(const std::string& file, std::string text);
+
   const std::string& text() const { return m_text; }
   LibXmlWrapper& document() { return m_document; }
 

@@ -11,24 +11,7 @@ namespace qvlctl {
 namespace {
 
 [[noreturn]] void fail(const Policy& policy, const Position& position, const std::string& message) {
-  throw Trouble(describe(policy.file, position, message));
-}
-
-// Which texts a kind of rule takes.
-const char* expectedText(Kind kind) {
-  switch (kind) {
-    case Kind::FilePath:
-      return "a file path pattern of 1 to 4096 bytes that does not end in \"/\"";
-    case Kind::Folder:
-      return "a folder pattern of 1 to 4096 bytes that ends in \"/\"";
-    case Kind::Process:
-      return "a process pattern that is not empty and does not end in \"/\"";
-    case Kind::FileType:
-      return "an extension of 1 to 12 bytes, without its dot";
-    case Kind::FileAge:
-      return "an age";
-  }
-  return "";
+  throw PolicyTrouble(policy.file, position, message);
 }
 
 std::shared_ptr<QVL::IDataSet> makeEmptyDataSet(Kind kind) {
@@ -68,18 +51,6 @@ std::unique_ptr<QVL::IAvoidance> makePlainRule(Kind kind, const Rule& rule) {
 
 std::set<std::string> valuesOf(const Keyword& keyword) {
   return {keyword.values.begin(), keyword.values.end()};
-}
-
-// Would a data set refuse the second of two rules because it holds the first?
-bool haveSameKey(Kind kind, const Rule& a, const Rule& b) {
-  if (kind != Kind::FileType) return a.text == b.text;
-  const QVL::FileTypeAvoidanceDuplicateKey ordersBefore;
-  return !ordersBefore(a.text, b.text) && !ordersBefore(b.text, a.text);
-}
-
-bool excludeTheSame(const DataSet& dataSet, const Rule& a, const Rule& b) {
-  return a.access == b.access && a.includeSubfolders == b.includeSubfolders &&
-         a.defaultFolder == b.defaultFolder && (a.text == b.text || !dataSet.caseSensitive);
 }
 
 bool hasWhitespaceAtAnEnd(const std::string& text) {
@@ -188,6 +159,33 @@ void Engine::addRule(const Policy& policy, std::size_t dataSetIndex, std::size_t
 
 const char* verdictName(bool isExcluded) {
   return isExcluded ? "excluded" : "scan";
+}
+
+const char* expectedText(Kind kind) {
+  switch (kind) {
+    case Kind::FilePath:
+      return "a file path pattern of 1 to 4096 bytes that does not end in \"/\"";
+    case Kind::Folder:
+      return "a folder pattern of 1 to 4096 bytes that ends in \"/\"";
+    case Kind::Process:
+      return "a process pattern that is not empty and does not end in \"/\"";
+    case Kind::FileType:
+      return "an extension of 1 to 12 bytes, without its dot";
+    case Kind::FileAge:
+      return "an age";
+  }
+  return "";
+}
+
+bool haveSameKey(Kind kind, const Rule& a, const Rule& b) {
+  if (kind != Kind::FileType) return a.text == b.text;
+  const QVL::FileTypeAvoidanceDuplicateKey ordersBefore;
+  return !ordersBefore(a.text, b.text) && !ordersBefore(b.text, a.text);
+}
+
+bool excludeTheSame(const DataSet& dataSet, const Rule& a, const Rule& b) {
+  return a.access == b.access && a.includeSubfolders == b.includeSubfolders &&
+         a.defaultFolder == b.defaultFolder && (a.text == b.text || !dataSet.caseSensitive);
 }
 
 std::string logicForEngine(const Policy& policy) {

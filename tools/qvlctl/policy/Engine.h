@@ -54,6 +54,15 @@ class Engine {
 // "excluded" or "scan".
 const char* verdictName(bool isExcluded);
 
+// Which texts a kind of rule takes, in words.
+const char* expectedText(Kind kind);
+
+// Would a data set of that kind refuse the second of two rules because it holds the first?
+bool haveSameKey(Kind kind, const Rule& a, const Rule& b);
+
+// Would it lose nothing by that?
+bool excludeTheSame(const DataSet& dataSet, const Rule& a, const Rule& b);
+
 // The logic as the engine reads it: line breaks count as blanks in a policy file.
 std::string logicForEngine(const Policy& policy);
 

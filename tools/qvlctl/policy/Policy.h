@@ -9,7 +9,10 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
+
+#include "io/Trouble.h"
 
 namespace qvlctl {
 
@@ -82,6 +85,16 @@ struct Position {
 
 // "FILE:LINE: ELEMENT: message", the form of every error and warning about a policy.
 std::string describe(const std::string& file, const Position& position, std::string_view message);
+
+// A policy cannot be used, because of that place.
+class PolicyTrouble : public Trouble {
+ public:
+  PolicyTrouble(const std::string& file, Position place, const std::string& message)
+      : Trouble(describe(file, place, message)), position(std::move(place)), reason(message) {}
+
+  const Position position;
+  const std::string reason;
+};
 
 // "data set 2 (number 7)": the place of a data set, by its index in the policy.
 Position positionOf(const Policy& policy, std::size_t dataSet);

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "fmt/format.h"
+#include "io/Files.h"
 #include "io/Output.h"
 #include "io/Trouble.h"
 #include "io/XmlFile.h"
@@ -27,8 +28,8 @@ using Rows = std::list<std::vector<std::string>>;
 // many as there are kinds of values, however many rules there are.
 class Reader {
  public:
-  explicit Reader(const std::string& file)
-      : m_xml(file), m_starts(findElementStarts(m_xml.text())) {
+  Reader(const std::string& file, std::string text)
+      : m_xml(file, std::move(text)), m_starts(findElementStarts(m_xml.text())) {
     m_policy.file = file;
   }
 
@@ -44,7 +45,7 @@ class Reader {
 
  private:
   [[noreturn]] void fail(const Position& position, const std::string& message) const {
-    throw Trouble(describe(m_policy.file, position, message));
+    throw PolicyTrouble(m_policy.file, position, message);
   }
 
   [[noreturn]] void failAtValue(const Position& position, const char* attribute,
@@ -305,7 +306,11 @@ class Reader {
 }  // namespace
 
 Policy readPolicy(const std::string& file) {
-  return Reader(file).read();
+  return readPolicy(file, readFile(file));
+}
+
+Policy readPolicy(const std::string& file, std::string text) {
+  return Reader(file, std::move(text)).read();
 }
 
 }  // namespace qvlctl

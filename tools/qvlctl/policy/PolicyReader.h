@@ -14,6 +14,9 @@ namespace qvlctl {
 // for the engine to say.
 Policy readPolicy(const std::string& file);
 
+// The same from the text that the file is known to hold.
+Policy readPolicy(const std::string& file, std::string text);
+
 }  // namespace qvlctl
 
 #endif  // QVLCTL_POLICY_POLICY_READER_H

@@ -159,7 +159,7 @@ class SyntaxCheck {
   }
 
   [[noreturn]] void fail(const std::string& node, const std::string& message) {
-    throw Trouble(describe(m_file, positionOfNode(node), message));
+    throw PolicyTrouble(m_file, positionOfNode(node), message);
   }
 
   Position positionOfNode(const std::string& node) {
@@ -218,8 +218,8 @@ class SyntaxCheck {
 
 void checkPolicySyntax(const std::string& file, XmlFile& xml, const ElementStarts& starts) {
   if (starts.doctypeLine > 0) {
-    throw Trouble(describe(file, {starts.doctypeLine, ""},
-                           "a policy has no document type declaration; found <!DOCTYPE"));
+    throw PolicyTrouble(file, {starts.doctypeLine, ""},
+                        "a policy has no document type declaration; found <!DOCTYPE");
   }
   SyntaxCheck check(file, xml, starts);
   check.root();

@@ -34,6 +34,10 @@ std::string ruleText(Kind kind, const Rule& rule) {
   return fmt::format("{} more than {} ago", age.of, counted(least, "day", "days"));
 }
 
+std::vector<unsigned int> daysOf(const Rule& rule) {
+  return ageOf(rule).days;
+}
+
 std::string ruleInWords(const Policy& policy, const DataSet& dataSet, std::size_t rule) {
   const std::size_t line = dataSet.rules[rule].line;
   return fmt::format("rule {}, {}{}: {}", rule + 1, escaped(policy.file),

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 #include "io/Json.h"
 #include "policy/Policy.h"
@@ -13,6 +14,9 @@ namespace qvlctl {
 
 // The text of a rule of that kind, printable; an age in words.
 std::string ruleText(Kind kind, const Rule& rule);
+
+// The numbers of days in an age rule, as written.
+std::vector<unsigned int> daysOf(const Rule& rule);
 
 // "rule 2, policy.xml:17: /srv/build/", by the index of the rule in a data set of the policy.
 std::string ruleInWords(const Policy& policy, const DataSet& dataSet, std::size_t rule);
