@@ -39,13 +39,16 @@ TEST_F(CommandLine, HelpsWithEveryCommand) {
               "  diff                    Compare two policies: which files would newly go "
               "unscanned?\n"
               "  test                    Check a policy against a file of expected answers\n"
+              "  lint                    Look for rules that are too broad, never match, or "
+              "mean something else\n"
               "  audit                   Walk folders: which files and how many bytes would go "
               "unscanned?\n"
               "  trace-level             Show or set how much the library's trace file tells\n"
               "\n"
               "`qvlctl COMMAND --help` tells more about a command.\n",
               ""}));
-  for (const char* const command : {"lookup", "explain", "diff", "test", "audit", "trace-level"}) {
+  for (const char* const command :
+       {"lookup", "explain", "diff", "test", "lint", "audit", "trace-level"}) {
     const Result help = run({command, "--help"});
     EXPECT_EQ(help.status, 0);
     EXPECT_EQ(help.err, "");
@@ -55,7 +58,8 @@ TEST_F(CommandLine, HelpsWithEveryCommand) {
 }
 
 TEST_F(CommandLine, HelpFitsATerminal) {
-  for (const char* const command : {"lookup", "explain", "diff", "test", "audit", "trace-level"}) {
+  for (const char* const command :
+       {"lookup", "explain", "diff", "test", "lint", "audit", "trace-level"}) {
     const std::string help = run({command, "--help"}).out;
     for (std::size_t start = 0, end; (end = help.find('\n', start)) != std::string::npos;
          start = end + 1) {
@@ -74,10 +78,11 @@ TEST_F(CommandLine, MistakesAreTroubleAndNameTheHelp) {
     const char* error;
   } rows[] = {
       {{},
-       "qvlctl: expected a command: lookup, explain, diff, test, audit or trace-level\nTry `qvlctl "
+       "qvlctl: expected a command: lookup, explain, diff, test, lint, audit or trace-level\nTry "
+       "`qvlctl "
        "--help`.\n"},
       {{"ask"},
-       "qvlctl: expected a command: lookup, explain, diff, test, audit or trace-level. The "
+       "qvlctl: expected a command: lookup, explain, diff, test, lint, audit or trace-level. The "
        "following "
        "argument "
        "was not "

@@ -29,7 +29,7 @@ class Completion : public ProgramTest {
 };
 
 TEST_F(Completion, OffersCommands) {
-  EXPECT_EQ(complete({"l"}), (Result{0, "lookup\n", ""}));
+  EXPECT_EQ(complete({"l"}), (Result{0, "lookup\nlint\n", ""}));
   EXPECT_EQ(complete({"ex"}), (Result{0, "explain\n", ""}));
   EXPECT_EQ(complete({"--v"}), (Result{0, "--version\n", ""}));
   EXPECT_EQ(complete({"nothing"}), (Result{0, "\n", ""}));
@@ -46,6 +46,7 @@ TEST_F(Completion, OffersTheValuesOfOptions) {
   EXPECT_EQ(complete({"lookup", "--access", "w"}), (Result{0, "write\n", ""}));
   EXPECT_EQ(complete({"lookup", "--format", ""}), (Result{0, "text\njson\n", ""}));
   EXPECT_EQ(complete({"test", "--format", ""}), (Result{0, "text\ntap\njunit\njson\n", ""}));
+  EXPECT_EQ(complete({"lint", "--platform", "m"}), (Result{0, "macos\n", ""}));
   EXPECT_EQ(complete({"trace-level", ""}), (Result{0, "0\n1\n4\n5\n", ""}));
 }
 

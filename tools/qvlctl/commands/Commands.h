@@ -27,6 +27,7 @@ void addLookupCommand(CLI::App& app, Action& action);
 void addExplainCommand(CLI::App& app, Action& action);
 void addDiffCommand(CLI::App& app, Action& action);
 void addTestCommand(CLI::App& app, Action& action);
+void addLintCommand(CLI::App& app, Action& action);
 void addAuditCommand(CLI::App& app, Action& action);
 void addTraceLevelCommand(CLI::App& app, Action& action);
 

@@ -5,7 +5,8 @@
 
 namespace qvlctl {
 
-extern const char* const kAuditPage;  // embedded/audit.html
+extern const char* const kAuditPage;     // embedded/audit.html
+extern const char* const kPolicySchema;  // embedded/policy.rng
 
 }  // namespace qvlctl
 

@@ -1,0 +1,489 @@
+// qvlctl lint
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "Program.h"
+
+namespace QVL {
+namespace Test {
+namespace {
+
+// A piece of a policy and what is found in it: "severity name line", ascending by line.
+struct Row {
+  std::string logic;
+  std::string dataSets;
+  std::vector<std::string> found;
+};
+
+using Rows = std::vector<Row>;
+
+std::string paths(const std::string& rule, const std::string& attributes = "") {
+  return "<data-set number='1' kind='file-path' " + attributes + "><rule>" + rule +
+         "</rule></data-set>";
+}
+
+std::string folders(const std::string& rule, const std::string& attributes = "") {
+  return "<data-set number='1' kind='folder' " + attributes + "><rule>" + rule +
+         "</rule></data-set>";
+}
+
+std::string types(const std::string& rule, const std::string& attributes = "") {
+  return "<data-set number='1' kind='file-type' " + attributes + "><rule>" + rule +
+         "</rule></data-set>";
+}
+
+std::string processes(const std::string& rule, const std::string& attributes = "") {
+  return "<data-set number='1' kind='process'><rule " + attributes + ">" + rule +
+         "</rule></data-set>";
+}
+
+std::string ages(const std::string& days) {
+  return "<data-set number='1' kind='file-age'><rule of='creation' days='" + days +
+         "'/></data-set>";
+}
+
+std::string withKeyword(const std::string& name, const std::string& value,
+                        const std::string& rule) {
+  return "<data-set number='1' kind='file-path'>\n<keyword name='" + name + "'><value>" + value +
+         "</value></keyword>\n<rule>" + rule + "</rule></data-set>";
+}
+
+Rows broadRules() {
+  return {
+      {"1", paths("/**"), {"warning covers-everything 3"}},
+      {"1", folders("/"), {"warning covers-everything 3"}},
+      {"1", folders("/**/"), {"warning covers-everything 3"}},
+      {"1", paths(".*", "wildcards='no'"), {"warning covers-everything 3"}},
+      {"1", types("[^/]+", "wildcards='no'"), {"warning covers-everything 3"}},
+      {"1", processes("/**"), {"warning covers-everything 3"}},
+      {"1", ages("0"), {"warning covers-everything 3"}},
+      {"1",
+       "<data-set number='1' kind='folder' match-anything='yes'/>",
+       {"warning covers-everything 3"}},
+      {"1", folders("/usr/"), {"warning covers-tree 3"}},
+      {"1", paths("/home/**"), {"warning covers-tree 3"}},
+      {"1", folders("/private/var/"), {"warning covers-tree 3"}},
+      {"1", folders("/Users/*/"), {"warning covers-tree 3"}},
+      {"1", folders("/USERS/", "case-sensitive='no'"), {"warning covers-tree 3"}},
+      {"1", folders("/Users/ann/"), {"warning covers-home 3"}},
+      {"1", paths("/home/ann/**"), {"warning covers-home 3"}},
+      {"1", folders("/home/ann/build/"), {}},
+      {"1", folders("/usr/", "enabled='no'"), {"note data-set-off 3"}},
+      {"1", folders("/usr/", "check-access='read'"), {"warning covers-tree 3"}},
+      // No more than their files, or only some of them.
+      {"1", "<data-set number='1' kind='folder'><rule subfolders='no'>/usr/</rule></data-set>", {}},
+      {"1", paths("/usr/**/*.db"), {}},
+      {"1", paths("/**/cache/*"), {}},
+      {"1", types("d?c"), {}},
+  };
+}
+
+Rows writableFolders() {
+  return {
+      {"1", folders("/private/tmp/"), {"warning writable-by-all 3"}},
+      {"1", paths("/private/tmp/build/*.o"), {"warning writable-by-all 3"}},
+      {"1", paths("/Users/*/Downloads/*.dmg"), {"warning writable-by-all 3"}},
+      {"1", folders("/Users/ann/Downloads/"), {"warning writable-by-all 3"}},
+      {"1", folders("/Users/Shared/x/"), {"warning writable-by-all 3"}},
+      {"1", processes("/private/tmp/tool"), {"warning writable-by-all 3"}},
+      {"1", processes("tool", "default-folder='/private/tmp'"), {"warning writable-by-all 3"}},
+      {"1", folders("/private/tmpfiles/"), {}},
+      {"1", folders("/Users/ann/Documents/Downloads/"), {}},
+  };
+}
+
+Rows roles() {
+  const std::string second =
+      "\n<data-set number='2' kind='process'><rule>/usr/bin/make</rule></data-set>";
+  return {
+      {"1|2", folders("/usr/") + second, {"warning covers-tree 3"}},
+      {"1&amp;2", folders("/usr/") + second, {"note covers-tree 3"}},
+      {"1&amp;2", folders("/") + second, {"note covers-everything 3"}},
+      {"1&amp;2", folders("/Users/ann/") + second, {"note covers-home 3"}},
+      {"1&amp;2", folders("/private/tmp/") + second, {"note writable-by-all 3"}},
+      {"1&amp;!2", folders("/usr/") + second, {"warning covers-tree 3"}},
+      {"2&amp;!1", folders("/usr/") + second, {}},
+      {"2&amp;!(!1)", folders("/usr/") + second, {"note covers-tree 3"}},
+  };
+}
+
+Rows needlessRules() {
+  const auto two = [](const std::string& kind, const std::string& first,
+                      const std::string& second) {
+    return "<data-set number='1' kind='" + kind + "'>\n<rule" + first + "</rule>\n<rule" + second +
+           "</rule></data-set>";
+  };
+  const std::vector<std::string> firstShadowed = {"warning shadowed 4"};
+  const std::vector<std::string> secondShadowed = {"warning shadowed 5"};
+  return {
+      {"1", two("file-path", ">/a/x", ">/a/x"), {"warning duplicate 5"}},
+      {"1", two("file-type", ">exe", ">EXE"), {"warning duplicate 5"}},
+      {"1", two("file-path", ">/a/x", " access='read'>/a/x"), {"error conflicting-rule 5"}},
+      {"1", two("folder", ">/a/b/", ">/a/b/c/"), secondShadowed},
+      {"1", two("folder", ">/a/b/c/", ">/a/*/"), firstShadowed},
+      {"1", two("folder", ">/a/b/", " access='write'>/a/b/c/"), secondShadowed},
+      {"1", two("folder", " access='write'>/a/b/", ">/a/b/c/"), {}},
+      {"1", two("folder", " subfolders='no'>/a/b/", ">/a/b/c/"), {}},
+      {"1", two("folder", ">/a/b/", " subfolders='no'>/a/b/*/"), secondShadowed},
+      {"1", two("file-path", ">/a/**/*.o", ">/a/b/c.o"), secondShadowed},
+      {"1", two("file-path", ">/a/**/*.o", ">/a/c.o"), secondShadowed},
+      {"1", two("file-path", ">/a/**/c.o", ">/a/xc.o"), {}},
+      {"1", two("file-path", ">/a/*.o", ">/a/b/c.o"), {}},
+      {"1", two("file-path", ">/a/*", ">/a/?.o"), secondShadowed},
+      {"1", two("file-path", ">/a/?", ">/a/*"), firstShadowed},
+      {"1", two("file-path", ">/a/**b", ">/a/bb"), secondShadowed},
+      {"1", two("file-path", ">/a/**/b", ">/a/**/c/**/b"), secondShadowed},
+      {"1", two("file-path", ">/a/**/c/**/b", ">/a/**/b"), firstShadowed},
+      {"1", two("file-type", ">doc?", ">docx"), secondShadowed},
+      {"1", two("process", ">/opt/*", ">/opt/x"), secondShadowed},
+      {"1",
+       "<data-set number='1' kind='file-path' case-sensitive='no'>\n<rule>/A/x</rule>\n"
+       "<rule>/a/X</rule></data-set>",
+       secondShadowed},
+      {"1",
+       "<data-set number='1' kind='file-age'>\n<rule of='creation' days='30'/>\n"
+       "<rule of='creation' days='90'/>\n<rule of='modification' days='90'/></data-set>",
+       secondShadowed},
+      {"1",
+       "<data-set number='1' kind='folder'>\n"
+       "<keyword name='%T%'><value>a</value></keyword>\n"
+       "<rule>/opt/**/%T%/</rule>\n<rule>/opt/x/%T%/y/</rule></data-set>",
+       {"warning shadowed 6"}},
+      {"1", ages("30,90"), {"note superfluous-days 3"}},
+  };
+}
+
+Rows rulesThatNeverMatch() {
+  return {
+      {"1", paths("srv/x"), {"warning never-matches 3"}},
+      {"1", folders("~/build/"), {"warning never-matches 3"}},
+      {"1", paths("?srv/x"), {"warning never-matches 3"}},
+      {"1", paths("srv/x", "wildcards='no'"), {"warning never-matches 3"}},
+      {"1", paths("/srv//x"), {"warning never-matches 3"}},
+      {"1", folders("/srv/../x/"), {"warning never-matches 3"}},
+      {"1", folders("/srv/./x/"), {"warning never-matches 3"}},
+      {"1", types("a/b"), {"warning never-matches 3"}},
+      {"1", processes("x", "default-folder='/usr/bin/'"), {"warning never-matches 3"}},
+      {"1", processes("x", "default-folder='usr/bin'"), {"warning never-matches 3"}},
+      {"1", processes("/bin/x", "default-folder='/usr/bin'"), {"warning default-folder-unused 3"}},
+      {"1", processes("x"), {"note bare-process 3"}},
+      {"1", processes("x", "default-folder='/usr/bin'"), {}},
+      {"1", paths("/srv/x "), {"warning blank-at-end 3"}},
+      {"1", paths("\n/srv/x"), {"warning blank-at-end 3", "warning never-matches 3"}},
+      {"1", types(".exe"), {"warning dot-before-extension 3"}},
+      {"1", withKeyword("%a.b%", "x", "/srv/%a.b%"), {"warning keyword-never-found 4"}},
+      {"1", withKeyword("a*", "x", "/srv/a*"), {"warning keyword-never-found 4"}},
+      {"1",
+       withKeyword("%A%", "x", "/srv/%B%"),
+       {"warning keyword-unused 4", "warning unknown-keyword 5"}},
+      {"1", withKeyword("%A%", "x", "%A%/y"), {}},
+      {"1", withKeyword("%A%", "x", "/srv/%A%"), {}},
+      {"1", paths("*/x"), {}},
+      {"1", paths("(a|/srv)/x", "wildcards='no'"), {}},
+  };
+}
+
+Rows misleadingTexts() {
+  return {
+      {"1", paths("/srv/c++/x"), {"warning expression-characters 3"}},
+      {"1", paths("/srv/x (1).txt"), {"warning expression-characters 3"}},
+      {"1", paths("/srv/[x]"), {"warning expression-characters 3"}},
+      {"1", paths("/srv/x{2}"), {"warning expression-characters 3"}},
+      {"1", paths("/srv/a|/srv/b"), {"warning expression-characters 3"}},
+      {"1", paths("/srv/$x"), {"warning expression-characters 3"}},
+      {"1", paths("/srv/^x"), {"warning expression-characters 3"}},
+      {"1", paths("/srv/x\\.txt"), {"warning expression-characters 3"}},
+      {"1", paths("/srv/c\\+\\+/x \\(1\\)"), {}},
+      {"1", paths("/srv/c\\+\\+", "wildcards='no'"), {}},
+      {"1", types("c++"), {"warning expression-characters 3"}},
+      {"1", types("+c"), {"error refused-rule 3"}},
+
+      {"1", types("h+"), {"warning expression-characters 3"}},
+      {"1", paths("/srv/DOUBLE/x"), {"warning reserved-word 3"}},
+      {"1", paths("/srvDOUBLEWITHSLASHx"), {"warning reserved-word 3"}},
+      {"1", paths("/srv/[D]OUBLE/x"), {"warning expression-characters 3"}},
+      {"1", types("DOUBLE"), {}},
+      {"1", types("tar.gz"), {"warning unescaped-dot 3"}},
+      {"1", types("b*"), {"warning star-in-file-type 3"}},
+      {"1", paths("/srv/a.txt", "wildcards='no'"), {"warning unescaped-dot 3"}},
+      {"1", paths("/srv/a\\.txt", "wildcards='no'"), {}},
+      {"1", paths("/srv/.*[.]x", "wildcards='no'"), {}},
+      {"1", paths("/srv/*\\.txt", "wildcards='no'"), {"warning wildcard-in-expression 3"}},
+      {"1", withKeyword("%A%", "a.b", "/srv/%A%"), {"warning unescaped-dot 4"}},
+      {"1", withKeyword("%A%", "/x/*", "/srv/%A%"), {"warning wildcard-in-expression 4"}},
+      {"1", processes("x", "default-folder='/opt/a.b'"), {"warning unescaped-dot 3"}},
+      {"1", paths("/srv/e\xcc\x81"), {"warning not-nfc 3"}},
+      {"1", withKeyword("%A%", "e\xcc\x81", "/srv/%A%"), {"warning not-nfc 4"}},
+      {"1", paths("/srv/\xc3\xa9"), {}},
+  };
+}
+
+Rows slowExpressions() {
+  const auto found = [](const std::string& rule) -> Row {
+    return {"1", paths(rule, "wildcards='no'"), {"warning exponential-time 3"}};
+  };
+  const auto none = [](const std::string& rule) -> Row {
+    return {"1", paths(rule, "wildcards='no'"), {}};
+  };
+  return {
+      found("/srv/(a+)+b"),
+      found("/srv/(a*)*b"),
+      found("/srv/(a|a)*b"),
+      found("/srv/(a|b|ab)*c"),
+      found("/srv/(.*/)*x"),
+      found("/srv/(a?b?)*c"),
+      found("/srv/(a+){5}b"),
+      found("/srv/(\\w+\\d*)+b"),
+      found("/srv/([a-z]+[0-9a]*)+x"),
+      none("/srv/([^/]*/)*x"),
+      none("/srv/(a|b)*c"),
+      none("/srv/(ab|ac)*c"),
+      none("/srv/.*a.*b.*c"),
+      none("/srv/([a-z]+-)*x"),
+      none("/srv/(?:a+,)*b"),
+      {"1", withKeyword("%A%", "(x+)+", "/srv/%A%y"), {"warning exponential-time 5"}},
+      {"1", paths("/srv/**/a/**/b/**"), {}},
+  };
+}
+
+Rows oddLogics() {
+  const std::string three =
+      paths("/srv/x") + "\n<data-set number='2' kind='file-path'><rule>/srv/y</rule></data-set>\n" +
+      "<data-set number='3' kind='file-path'><rule>/srv/z</rule></data-set>";
+  return {
+      {"1|2|3", three, {}},
+      {"(1|2)&amp;3", three, {}},
+      {"1|(2&amp;3)", three, {}},
+      {"1|2&amp;3", three, {"warning mixed-operators 2"}},
+      {"!(1&amp;2|3)&amp;1", three, {"warning mixed-operators 2"}},
+      {"1|2", three, {"warning unused-data-set 5"}},
+      {"1|2|3|9", three, {"warning no-such-data-set 2"}},
+      {"!1|(2&amp;3)", three, {"warning true-without-match 2"}},
+      {"(1|2)&amp;!3", three, {}},
+      {"1 2 3", three, {"error unusable 2"}},
+      {"1|2|a", three, {"error unusable 2"}},
+      {"(1|2|3", three, {"error unusable 2"}},
+  };
+}
+
+Rows oddDataSets() {
+  return {
+      {"1",
+       "<data-set number='1' kind='process' check-access='0'><rule>/bin/x</rule></data-set>",
+       {"warning access-type-0 3"}},
+      {"1", paths("/srv/x", "check-access='0'"), {"warning access-type-0 3"}},
+      {"1", "<data-set number='1' kind='folder'/>", {"warning no-rules 3"}},
+      {"1",
+       paths("/srv/x", "match-anything='yes'"),
+       {"warning covers-everything 3", "warning rules-not-asked 3"}},
+      {"1", types("o", "match-empty-input='yes'"), {}},
+  };
+}
+
+Rows unusablePolicies() {
+  return {
+      {"1", paths("/srv/"), {"error refused-rule 3"}},
+      {"1", folders("/srv"), {"error refused-rule 3"}},
+      {"1", paths("/srv/(x"), {"error refused-rule 3"}},
+      {"1", types("thirteenbytes"), {"error refused-rule 3"}},
+      {"1", ages("24855"), {}},
+      {"1", ages("24856"), {"error age-overflow 3"}},
+      {"1", ages("1, 99999999999"), {"error age-overflow 3"}},
+      {"1", "<data-set number='x' kind='folder'/>", {"error unusable 3"}},
+      {"1", "<data-set number='1' kind='folders'/>", {"error unusable 3"}},
+      {"1", paths("/srv/x") + '\n' + paths("/srv/y"), {"error unusable 4"}},
+      {"1",
+       "<data-set number='1' kind='folder'>\n<rule "
+       "of='creation'>/srv/x/</rule>\n<ruel/></data-set>",
+       {"error schema 4", "error unusable 5"}},
+      {"1", "<data-set number='1' kind='folder'>\xff</data-set>", {"error not-utf8 3"}},
+  };
+}
+
+Rows aliasesOfMacOs() {
+  return {
+      {"1", paths("/etc/hosts"), {"warning alias-path 3"}},
+      {"1", paths("/var/db/x"), {"warning alias-path 3"}},
+      {"1", folders("/tmp/x/"), {"warning writable-by-all 3", "warning alias-path 3"}},
+      {"1", folders("/System/Volumes/Data/opt/x/"), {"warning alias-path 3"}},
+      {"1", processes("x", "default-folder='/var/x'"), {"warning alias-path 3"}},
+      {"1", paths("/private/etc/hosts"), {}},
+      {"1", paths("/variety/x"), {}},
+      {"1", paths("/bin/x"), {}},
+  };
+}
+
+Rows aliasesOfLinux() {
+  return {
+      {"1", paths("/etc/hosts"), {}},
+      {"1", paths("/bin/x"), {"warning alias-path 3"}},
+      {"1", paths("/var/run/x"), {"warning alias-path 3"}},
+  };
+}
+
+Rows aliasesByTheOtherRules() {
+  const auto with = [](const std::string& rule) {
+    return "<data-set number='1' kind='file-path'>\n<rule>/etc/hosts</rule><rule>" + rule +
+           "</rule></data-set>";
+  };
+  return {
+      {"1", with("/Users/ann/x"), {"warning alias-path 4"}},
+      {"1", with("/home/ann/x"), {}},
+      {"1", with("/opt/x"), {"warning alias-path 4"}},
+  };
+}
+
+class Lint : public ProgramTest {
+ protected:
+  Result lintPolicy(const std::string& logic, const std::string& dataSets,
+                    const std::vector<std::string>& options = {}) const {
+    write("policy.xml", "<exclusion-policy version='1'>\n<logic>" + logic + "</logic>\n" +
+                            dataSets + "\n</exclusion-policy>\n");
+    std::vector<std::string> arguments = {"lint", "--policy", "policy.xml"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    return run(arguments);
+  }
+
+  void expect(const Row& row, const std::vector<std::string>& options = {}) {
+    SCOPED_TRACE(row.logic + '\n' + row.dataSets);
+    std::vector<std::string> arguments = {"--format", "json"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    const Result result = lintPolicy(row.logic, row.dataSets, arguments);
+    EXPECT_EQ(result.err, "");
+    const nlohmann::json report = nlohmann::json::parse(result.out);
+    std::vector<std::string> found;
+    std::set<std::string> severities;
+    for (const nlohmann::json& finding : report["findings"]) {
+      const std::string severity = finding["severity"];
+      severities.insert(severity);
+      found.push_back(severity + ' ' + std::string(finding["name"]) + ' ' +
+                      std::to_string(finding["line"].get<int>()));
+      EXPECT_NE(finding["reason"], "");
+      EXPECT_NE(finding["advice"], "");
+    }
+    EXPECT_EQ(found, row.found) << result.out;
+    const int expected = severities.count("error") > 0     ? 2
+                         : severities.count("warning") > 0 ? 1
+                                                           : 0;
+    EXPECT_EQ(result.status, expected);
+  }
+
+  void expectAll(const Rows& rows, const std::vector<std::string>& options = {}) {
+    for (const Row& row : rows) expect(row, options);
+  }
+};
+
+TEST_F(Lint, FindsRulesThatAreTooBroad) {
+  expectAll(broadRules());
+}
+
+TEST_F(Lint, FindsWhatOrdinaryUsersMayWrite) {
+  expectAll(writableFolders());
+}
+
+TEST_F(Lint, WeighsARuleByWhatTheLogicMakesOfItsDataSet) {
+  expectAll(roles());
+}
+
+TEST_F(Lint, FindsRulesThatAddNothing) {
+  expectAll(needlessRules());
+}
+
+TEST_F(Lint, FindsRulesThatNeverMatch) {
+  expectAll(rulesThatNeverMatch());
+}
+
+TEST_F(Lint, FindsTextsThatMeanSomethingElse) {
+  expectAll(misleadingTexts());
+}
+
+TEST_F(Lint, FindsExpressionsThatCanTakeExponentialTime) {
+  expectAll(slowExpressions());
+}
+
+TEST_F(Lint, FindsNamesThatAreOnlyAliases) {
+  expectAll(aliasesOfMacOs(), {"--platform", "macos"});
+  expectAll(aliasesOfLinux(), {"--platform", "linux"});
+  expectAll(aliasesByTheOtherRules());
+}
+
+TEST_F(Lint, FindsWhatIsOddAboutTheLogic) {
+  expectAll(oddLogics());
+}
+
+TEST_F(Lint, FindsWhatIsOddAboutDataSets) {
+  expectAll(oddDataSets());
+}
+
+TEST_F(Lint, FindsPoliciesThatCannotBeUsed) {
+  expectAll(unusablePolicies());
+}
+
+TEST_F(Lint, TellsReasonsAndAdvice) {
+  EXPECT_EQ(lintPolicy("1&amp;2",
+                       "<data-set number='1' kind='folder'>\n  <rule>/usr/</rule>\n"
+                       "  <rule>/usr/lib/</rule>\n</data-set>\n" +
+                           std::string("<data-set number='2' kind='file-type'><rule>.o</rule>"
+                                       "</data-set>")),
+            (Result{1, golden("lint.txt"), ""}));
+  EXPECT_EQ(lintPolicy("1", paths("/srv/x")),
+            (Result{0, "policy.xml: 0 errors, 0 warnings, 0 notes\n", ""}));
+}
+
+TEST_F(Lint, WritesJson) {
+  EXPECT_EQ(lintPolicy("1", types(".o"), {"--format", "json"}),
+            (Result{1, golden("lint.json"), ""}));
+}
+
+TEST_F(Lint, TroubleIsNoFinding) {
+  EXPECT_EQ(run({"lint", "-p", "none.xml"}),
+            (Result{2, "", "qvlctl: cannot read none.xml: No such file or directory\n"}));
+  const Result result = lintPolicy("1&2", paths("/srv/x"));
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err.find("qvlctl: policy.xml: not well-formed XML."), 0u) << result.err;
+}
+
+TEST_F(Lint, SamplePoliciesHaveNoWarnings) {
+  for (const char* const name : {"linux-server", "mac-developer"}) {
+    const Result result =
+        run({"lint", "-p", std::string(QVL_SOURCE_DIR "/examples/") + name + ".xml"});
+    EXPECT_EQ(result.status, 0) << result.out;
+  }
+}
+
+// The page lists the findings that the tables above hold, with their severities.
+TEST_F(Lint, EveryFindingIsDocumentedAndTested) {
+  std::set<std::string> tested;
+  for (const Rows& rows : {broadRules(), writableFolders(), roles(), needlessRules(),
+                           rulesThatNeverMatch(), misleadingTexts(), slowExpressions(), oddLogics(),
+                           oddDataSets(), unusablePolicies(), aliasesOfMacOs()}) {
+    for (const Row& row : rows) {
+      for (const std::string& found : row.found) tested.insert(found.substr(0, found.rfind(' ')));
+    }
+  }
+  std::ifstream page(QVL_SOURCE_DIR "/docs/lint.md");
+  std::set<std::string> documented;
+  for (std::string line; std::getline(page, line);) {
+    if (line.compare(0, 3, "| `") != 0) continue;
+    const std::size_t nameEnd = line.find('`', 3);
+    const std::size_t end = line.find(" |", nameEnd + 3);
+    std::istringstream severities(line.substr(nameEnd + 4, end - nameEnd - 4));
+    for (std::string severity; std::getline(severities >> std::ws, severity, ',');) {
+      documented.insert(severity + ' ' + line.substr(3, nameEnd - 3));
+    }
+  }
+  EXPECT_EQ(tested, documented);
+}
+
+}  // namespace
+}  // namespace Test
+}  // namespace QVL

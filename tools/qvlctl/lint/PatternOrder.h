@@ -1,0 +1,51 @@
+// Which of two rules is the wider one?
+
+#ifndef QVLCTL_LINT_PATTERN_ORDER_H
+#define QVLCTL_LINT_PATTERN_ORDER_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "policy/Policy.h"
+
+namespace qvlctl {
+
+// A rule with wildcards as a sequence of what its expression is made of.
+class Pattern {
+ public:
+  // Nothing for a rule of which that cannot be said: an expression, or a pattern that holds pieces
+  // of one; a rule for the age of files.
+  static std::optional<Pattern> of(const DataSet& dataSet, const Rule& rule);
+
+  // Does this one match everything that `narrow` does? True is certain; false may be wrong.
+  bool covers(const Pattern& narrow) const;
+
+ private:
+  enum class Type {
+    Character,     // this byte
+    AnyCharacter,  // one, but no slash
+    Component,     // any characters but slashes
+    Anything,
+    Folders,  // behind a slash: any number of folders, each with the slash behind it
+    Keyword   // one of its values
+  };
+
+  struct Token {
+    Type type;
+    char character = 0;
+    const Keyword* keyword = nullptr;
+
+    bool operator==(const Token& other) const {
+      return type == other.type && character == other.character && keyword == other.keyword;
+    }
+  };
+
+  static bool mayTake(const Token& wide, const Token& narrow);
+
+  std::vector<Token> m_tokens;
+};
+
+}  // namespace qvlctl
+
+#endif  // QVLCTL_LINT_PATTERN_ORDER_H

@@ -1,0 +1,510 @@
+#include "lint/RuleChecks.h"
+
+#include <qvl/qvl.h>
+
+#include <algorithm>
+#include <exception>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "fmt/format.h"
+#include "io/Output.h"
+#include "io/Unicode.h"
+#include "lint/Backtracking.h"
+#include "lint/PatternOrder.h"
+#include "lint/Reach.h"
+#include "policy/Engine.h"
+#include "policy/Expression.h"
+#include "policy/RuleText.h"
+
+namespace qvlctl {
+namespace {
+
+constexpr std::string_view kExpressionCharacters = "+()[]{}|^$\\";
+
+bool contains(std::string_view text, std::string_view part) {
+  return text.find(part) != std::string_view::npos;
+}
+
+// The text with the names of keywords taken out; a zero byte stands for each.
+std::string withoutKeywordNames(const DataSet& dataSet, const Rule& rule) {
+  std::string text = rule.text;
+  for (const Keyword* const keyword : keywordsIn(dataSet, rule)) {
+    text = QVL::Utility::replaceAll(std::move(text), keyword->name, std::string(1, '\0'));
+  }
+  return text;
+}
+
+// Characters that a pattern hands to its expression as they are and that mean something there; a
+// backslash before one of them takes that meaning away.
+std::string expressionCharactersIn(std::string_view pattern) {
+  std::string found;
+  for (std::size_t i = 0; i < pattern.size(); ++i) {
+    if (!contains(kExpressionCharacters, pattern.substr(i, 1))) continue;
+    const bool isEscape = pattern[i] == '\\' && i + 1 < pattern.size() &&
+                          contains(kExpressionCharacters, pattern.substr(i + 1, 1));
+    if (isEscape) {
+      ++i;
+    } else if (!contains(found, pattern.substr(i, 1))) {
+      found += pattern[i];
+    }
+  }
+  return found;
+}
+
+// A dot outside brackets that stands for one character of any kind, though perhaps not on purpose:
+// one that is repeated is.
+bool hasPlainDot(std::string_view expression) {
+  for (std::size_t i = 0; i < expression.size(); ++i) {
+    if (expression[i] == '\\') {
+      ++i;
+    } else if (expression[i] == '[') {
+      i = std::min(expression.find(']', i + 2), expression.size());
+    } else if (expression[i] == '.') {
+      const bool isRepeated =
+          i + 1 < expression.size() && contains("*+?{", expression.substr(i + 1, 1));
+      if (!isRepeated) return true;
+    }
+  }
+  return false;
+}
+
+// Texts between percent signs that look like keywords but are none.
+std::vector<std::string> unknownKeywordsIn(const std::string& text) {
+  std::vector<std::string> found;
+  for (std::size_t start = 0; (start = text.find('%', start)) != std::string::npos;) {
+    const std::size_t end = text.find_first_not_of(
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-", start + 1);
+    const bool looksLikeOne = end != std::string::npos && text[end] == '%' && end > start + 1;
+    if (looksLikeOne) found.push_back(text.substr(start, end + 1 - start));
+    start = looksLikeOne ? end + 1 : start + 1;
+  }
+  return found;
+}
+
+std::string quotedCharacters(const std::string& characters) {
+  std::string text;
+  for (const char c : characters) text += (text.empty() ? "" : " ") + std::string(1, c);
+  return text;
+}
+
+class DataSetCheck {
+ public:
+  DataSetCheck(const Policy& policy, std::size_t index, Role role, Platform platform)
+      : m_policy(policy),
+        m_index(index),
+        m_dataSet(policy.dataSets[index]),
+        m_role(role),
+        m_platform(platform) {}
+
+  Findings run() {
+    m_position = positionOf(m_policy, m_index);
+    checkSwitches();
+    for (std::size_t i = 0; i < m_dataSet.keywords.size(); ++i) {
+      m_position = positionOfKeyword(m_policy, m_index, i);
+      checkKeyword(m_dataSet.keywords[i]);
+    }
+    for (std::size_t i = 0; i < m_dataSet.rules.size(); ++i) {
+      m_position = positionOfRule(m_policy, m_index, i);
+      checkRule(m_dataSet.rules[i]);
+    }
+    checkPairs();
+    return std::move(m_findings);
+  }
+
+ private:
+  void add(const char* name, Severity severity, std::string reason, std::string advice) {
+    m_findings.push_back({name, severity, m_position, std::move(reason), std::move(advice)});
+  }
+
+  void warn(const char* name, std::string reason, std::string advice) {
+    add(name, Severity::Warning, std::move(reason), std::move(advice));
+  }
+
+  // Where other data sets have to match as well, what is too much is less.
+  void warnByRole(const char* name, std::string reason, std::string advice) {
+    if (m_role == Role::Hinders || !m_dataSet.enabled) return;
+    if (m_role == Role::Helps) reason += ", as far as the logic lets other data sets decide";
+    add(name, m_role == Role::Decides ? Severity::Warning : Severity::Note, std::move(reason),
+        std::move(advice));
+  }
+
+  // ---- The data set ----
+
+  void checkSwitches() {
+    const bool hasSwitchedMatches = m_dataSet.matchAnything || m_dataSet.matchEmptyInput;
+    if (!m_dataSet.enabled) {
+      add("data-set-off", Severity::Note, "it is switched off and never matches",
+          "remove it when it is not coming back");
+    } else if (m_dataSet.matchAnything) {
+      warnByRole("covers-everything", "match-anything makes it match every access",
+                 "name what is meant by rules");
+      if (!m_dataSet.rules.empty()) {
+        warn("rules-not-asked", "match-anything decides, and its rules are never asked",
+             "remove match-anything, or the rules");
+      }
+    }
+    if (m_dataSet.rules.empty() && !hasSwitchedMatches) {
+      warn("no-rules", "it has no rules and never matches",
+           "add rules, or remove it from the file and from the logic");
+    }
+    const bool refusesAll =
+        m_dataSet.accessCheck == DataSet::AccessCheck::AtDataSet && m_dataSet.access == 0;
+    if (refusesAll) {
+      warn("access-type-0",
+           "check-access=\"0\" lets only requests of access type 0 pass, which no read or write is",
+           "write by-rule, never, or the access type that is meant");
+    }
+  }
+
+  // ---- Keywords ----
+
+  void checkKeyword(const Keyword& keyword) {
+    const bool isInRule =
+        std::any_of(m_dataSet.rules.begin(), m_dataSet.rules.end(), [&](const Rule& rule) {
+          const std::vector<const Keyword*> found = keywordsIn(m_dataSet, rule);
+          return std::find(found.begin(), found.end(), &keyword) != found.end();
+        });
+    if (m_dataSet.wildcards && keyword.name.find_first_of(".*?") != std::string::npos) {
+      warn(
+          "keyword-never-found",
+          fmt::format("a name with . * or ? is never found: wildcards are replaced first; the name "
+                      "is {}",
+                      inQuotes(keyword.name)),
+          "rename it, for instance to %NAME%");
+    } else if (!isInRule) {
+      warn("keyword-unused", fmt::format("no rule holds {}", inQuotes(keyword.name)),
+           "remove it, or correct its name here or in the rules");
+    }
+    for (const std::string& value : keyword.values) checkExpression("value", value);
+    checkNormalisation(keyword.name);
+    for (const std::string& value : keyword.values) checkNormalisation(value);
+  }
+
+  // A text that is an expression whatever the switches are, or because wildcards are off.
+  void checkExpression(const char* what, const std::string& text) {
+    if (hasPlainDot(text)) {
+      warn("unescaped-dot",
+           fmt::format("the dot in the {} {} stands for any character", what, inQuotes(text)),
+           "write \\. for a dot");
+    }
+    if (contains(text, "/*") || contains(text, "**")) {
+      warn("wildcard-in-expression",
+           fmt::format("the {} {} is a regular expression, where a star repeats what is before it",
+                       what, inQuotes(text)),
+           "write [^/]* for any characters in a folder, .* for any characters");
+    }
+  }
+
+  void checkNormalisation(const std::string& text) {
+    if (composed(text) == text) return;
+    warn("not-nfc",
+         fmt::format(
+             "letters and accents in {} are apart (not in normalisation form C); a path that "
+             "has them composed does not match, though it looks the same",
+             inQuotes(text)),
+         fmt::format("write {}, or both if files may be named either way",
+                     inQuotes(composed(text))));
+  }
+
+  // ---- Rules ----
+
+  void checkRule(const Rule& rule) {
+    try {
+      makeRule(m_dataSet, rule);
+    } catch (const QVL::QVLException& exception) {
+      add("refused-rule", Severity::Error,
+          fmt::format("{} The rule is {}", exception.m_message, inQuotes(rule.text)),
+          fmt::format("expected {}", expectedText(m_dataSet.kind)));
+      return;
+    }
+    checkReach(rule);
+    if (m_dataSet.kind == Kind::FileAge) {
+      checkAge(rule);
+      return;
+    }
+    checkBlanks(rule);
+    checkNormalisation(rule.text);
+    if (m_dataSet.kind == Kind::FileType) {
+      checkFileType(rule);
+    } else {
+      checkPath(rule);
+      checkAlias(rule.text);
+    }
+    if (m_dataSet.kind == Kind::Process) checkProcess(rule);
+    if (m_dataSet.wildcards) {
+      checkWildcards(rule);
+    } else {
+      checkExpression("rule", rule.text);
+    }
+    if (canTakeExponentialTime(expressionOf(m_dataSet, rule))) {
+      warn("exponential-time",
+           fmt::format("a path can go round a loop of {} in two ways, and trying them all takes a "
+                       "time that doubles with every character",
+                       inQuotes(expressionOf(m_dataSet, rule))),
+           "let every round of the loop begin or end with what cannot stand elsewhere in it, such "
+           "as "
+           "a slash");
+    }
+  }
+
+  void checkReach(const Rule& rule) {
+    const Reach reach = reachOf(m_dataSet, rule);
+    static constexpr const char* kNarrow = "name the folders and files that are meant";
+    if (reach.everything) {
+      warnByRole("covers-everything", "it covers everything", kNarrow);
+    } else if (!reach.tree.empty()) {
+      warnByRole("covers-tree", fmt::format("it covers everything in {}", reach.tree), kNarrow);
+    } else if (!reach.home.empty()) {
+      warnByRole("covers-home",
+                 fmt::format("it covers the whole home folder {}", escaped(reach.home)), kNarrow);
+    }
+    const std::optional<std::string> folder = writableFolderOf(m_dataSet.kind, rule);
+    if (folder && reach.tree.empty()) {
+      warnByRole(
+          "writable-by-all",
+          fmt::format("it is for something in {}, where any program of any user, or what is "
+                      "downloaded, can be put",
+                      *folder),
+          "let the data be kept where only its owner may write, or restrict by process as well");
+    }
+  }
+
+  void checkAge(const Rule& rule) {
+    if (daysOf(rule).size() == 1) return;
+    add("superfluous-days", Severity::Note,
+        fmt::format("only the smallest number of days counts: it means {}",
+                    ruleText(Kind::FileAge, rule)),
+        "leave the others out");
+  }
+
+  void checkBlanks(const Rule& rule) {
+    if (trimmed(rule.text) == rule.text) return;
+    warn("blank-at-end",
+         fmt::format(
+             "blanks and line breaks at the beginning or the end belong to the rule {}, which "
+             "matches only with them",
+             inQuotes(rule.text)),
+         "write the rule on one line, without blanks inside the tags");
+  }
+
+  void checkFileType(const Rule& rule) {
+    const std::string& text = rule.text;
+    if (text.front() == '.') {
+      warn("dot-before-extension",
+           fmt::format("an extension has no dot in front; in {} it stands for any character",
+                       inQuotes(text)),
+           fmt::format("write {}", inQuotes(text.substr(1))));
+    } else if (hasPlainDot(text)) {
+      warn("unescaped-dot",
+           fmt::format(
+               "the dot in {} stands for any character, and an extension is what follows the "
+               "last dot only",
+               inQuotes(text)),
+           "name what follows the last dot, or use a file path rule such as /**.tar.gz");
+    }
+    if (m_dataSet.wildcards && contains(text, "*")) {
+      warn("star-in-file-type",
+           fmt::format("in a file type a star is a star: {} matches only a name that holds one",
+                       inQuotes(text)),
+           "write each extension, or use ? for one character");
+    }
+    if (m_dataSet.wildcards && contains(text, "/")) {
+      warn("never-matches", fmt::format("no extension holds a slash, as {} does", inQuotes(text)),
+           "name what follows the last dot, or use a file path rule");
+    }
+  }
+
+  void checkPath(const Rule& rule) {
+    const std::string& text = rule.text;
+    const bool isBareProcess =
+        m_dataSet.kind == Kind::Process && !contains(text, "/") && !contains(text, "%");
+    if (!isBareProcess && cannotBeginPath(rule)) {
+      const bool isHome = text.front() == '~';
+      warn("never-matches",
+           fmt::format("the scanner asks for full paths, which begin with a slash; {} does not",
+                       inQuotes(text)),
+           isHome ? "write the home folder out: /Users/* for everybody's"
+                  : "write the full path, or begin with /**/");
+    }
+    // In an expression a slash may stand in brackets, and a dot for any character.
+    if (!m_dataSet.wildcards) return;
+    if (contains(text, "//")) {
+      warn("never-matches",
+           fmt::format("no path holds two slashes in a row, as {} does", inQuotes(text)),
+           "write one");
+    }
+    if (contains(text, "/./") || contains(text, "/../")) {
+      warn("never-matches",
+           fmt::format("the scanner asks for paths without . and .. folders; {} holds one",
+                       inQuotes(text)),
+           "write the path that they lead to");
+    }
+  }
+
+  // Is the first character one that is no slash, and neither a wildcard nor a piece of an
+  // expression?
+  bool cannotBeginPath(const Rule& rule) const {
+    const std::string text = withoutKeywordNames(m_dataSet, rule);
+    const char first = text.front();
+    if (first == '/' || first == '\0' || first == '*') return false;
+    if (contains(kExpressionCharacters, std::string_view(&first, 1))) return false;
+    if (!m_dataSet.wildcards && (first == '.' || contains("?*{", text.substr(1, 1)))) return false;
+    return !contains(text, "|");
+  }
+
+  void checkAlias(const std::string& text) {
+    const std::optional<std::string> real = realName(m_platform, text);
+    if (!real) return;
+    warn("alias-path",
+         fmt::format("on {} {} is another name for {}, and the scanner asks for the real one",
+                     m_platform == Platform::MacOs ? "macOS" : "Linux", inQuotes(text),
+                     inQuotes(*real)),
+         fmt::format("write {}", inQuotes(*real)));
+  }
+
+  void checkProcess(const Rule& rule) {
+    const bool isBare = !contains(rule.text, "/") && !contains(rule.text, "%");
+    if (!rule.defaultFolder) {
+      if (isBare && rule.text.front() != '*') {
+        add("bare-process", Severity::Note,
+            fmt::format("{} matches only where the scanner names processes without their folders",
+                        inQuotes(rule.text)),
+            "write the full path, or add default-folder");
+      }
+      return;
+    }
+    const std::string& folder = *rule.defaultFolder;
+    checkNormalisation(folder);
+    if (!isBare) {
+      warn("default-folder-unused",
+           fmt::format("default-folder is for names without / and %; {} has one",
+                       inQuotes(rule.text)),
+           "remove default-folder");
+      return;
+    }
+    checkExpression("default-folder", folder);
+    checkAlias(folder);
+    if (folder.back() == '/' || folder.front() != '/') {
+      warn("never-matches",
+           fmt::format("default-folder is put before the name with a slash between them: {}",
+                       inQuotes(folder + '/' + rule.text)),
+           "write a full path without a slash at its end");
+    }
+  }
+
+  void checkWildcards(const Rule& rule) {
+    const std::string text = withoutKeywordNames(m_dataSet, rule);
+    const std::string characters = expressionCharactersIn(text);
+    if (!characters.empty()) {
+      warn("expression-characters",
+           fmt::format("{} keep{} the meaning of regular expressions in {}",
+                       quotedCharacters(characters), characters.size() == 1 ? "s" : "",
+                       inQuotes(rule.text)),
+           "put a backslash before each that is meant as it stands; for a regular expression, set "
+           "wildcards=\"no\"");
+    }
+    if (m_dataSet.kind == Kind::FileType) return;
+    const char* const word = contains(text, "DOUBLEWITHSLASH") ? "DOUBLEWITHSLASH"
+                             : contains(text, "DOUBLE")        ? "DOUBLE"
+                                                               : nullptr;
+    if (word != nullptr) {
+      warn("reserved-word",
+           fmt::format("{} stands for {} in {}", word,
+                       std::string_view(word) == "DOUBLE" ? "**" : "/**/", inQuotes(rule.text)),
+           "write [D]OUBLE for the word itself, or the wildcard if that is meant");
+    }
+    for (const std::string& name : unknownKeywordsIn(rule.text)) {
+      const bool isKnown =
+          std::any_of(m_dataSet.keywords.begin(), m_dataSet.keywords.end(),
+                      [&](const Keyword& keyword) { return keyword.name == name; });
+      if (isKnown) continue;
+      warn("unknown-keyword",
+           fmt::format("its data set has no keyword {}, so that is taken as it stands",
+                       inQuotes(name)),
+           "define the keyword in this data set, or correct its name");
+    }
+  }
+
+  // ---- Rules against each other ----
+
+  static bool fitsAllAccessesOf(const DataSet& dataSet, const Rule& wide, const Rule& narrow) {
+    return dataSet.accessCheck != DataSet::AccessCheck::ByRule || wide.access == QVL::AnyAccess ||
+           wide.access == narrow.access;
+  }
+
+  void checkPairs() {
+    const std::vector<Rule>& rules = m_dataSet.rules;
+    std::vector<std::optional<Pattern>> patterns;
+    for (const Rule& rule : rules) patterns.push_back(Pattern::of(m_dataSet, rule));
+    for (std::size_t i = 0; i < rules.size(); ++i) {
+      m_position = positionOfRule(m_policy, m_index, i);
+      if (isSameAsEarlier(i)) continue;
+      for (std::size_t j = 0; j < rules.size(); ++j) {
+        if (i == j || haveSameKey(m_dataSet.kind, rules[i], rules[j]) ||
+            !covers(rules, patterns, j, i))
+          continue;
+        // Of two that cover each other the first stays.
+        if (i < j && covers(rules, patterns, i, j)) continue;
+        warn("shadowed",
+             fmt::format("everything that it matches, rule {} matches as well: {}", j + 1,
+                         ruleText(m_dataSet.kind, rules[j])),
+             "remove it, or narrow the other one");
+        break;
+      }
+    }
+  }
+
+  bool isSameAsEarlier(std::size_t index) {
+    const std::vector<Rule>& rules = m_dataSet.rules;
+    for (std::size_t j = 0; j < index; ++j) {
+      if (!haveSameKey(m_dataSet.kind, rules[j], rules[index])) continue;
+      if (excludeTheSame(m_dataSet, rules[j], rules[index])) {
+        warn("duplicate", fmt::format("the same rule as rule {}", j + 1), "remove one");
+      } else {
+        add("conflicting-rule", Severity::Error,
+            fmt::format(
+                "a data set keeps one rule for each text, and rule {} has this one with other "
+                "attributes",
+                j + 1),
+            "put it into a data set of its own");
+      }
+      return true;
+    }
+    return false;
+  }
+
+  bool covers(const std::vector<Rule>& rules, const std::vector<std::optional<Pattern>>& patterns,
+              std::size_t wide, std::size_t narrow) const {
+    if (!fitsAllAccessesOf(m_dataSet, rules[wide], rules[narrow])) return false;
+    if (m_dataSet.kind == Kind::FileAge) {
+      return rules[wide].text.front() == rules[narrow].text.front() &&
+             leastDays(rules[wide]) <= leastDays(rules[narrow]);
+    }
+    return patterns[wide] && patterns[narrow] && patterns[wide]->covers(*patterns[narrow]);
+  }
+
+  static unsigned int leastDays(const Rule& rule) {
+    const std::vector<unsigned int> days = daysOf(rule);
+    return *std::min_element(days.begin(), days.end());
+  }
+
+  const Policy& m_policy;
+  const std::size_t m_index;
+  const DataSet& m_dataSet;
+  const Role m_role;
+  const Platform m_platform;
+  Position m_position;
+  Findings m_findings;
+};
+
+}  // namespace
+
+Findings checkDataSet(const Policy& policy, std::size_t dataSet, Role role, Platform platform) {
+  return DataSetCheck(policy, dataSet, role, platform).run();
+}
+
+}  // namespace qvlctl
