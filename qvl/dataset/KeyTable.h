@@ -3,6 +3,7 @@
 #ifndef QVL_DATASET_KEY_TABLE_H
 #define QVL_DATASET_KEY_TABLE_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -61,13 +62,21 @@ class KeyTable {
     return (m_filter[filterWord(key)] & bits) == bits;
   }
 
-  // Calls `visit(entry)` for the entries under a key until it answers true, and answers so itself.
-  template <typename Visit>
-  bool find(Key key, Visit visit) const {
-    const Slot& slot = m_slots[slotOf(key)];
-    if (slot.key != key) return false;
-    for (Handle handle = slot.first; handle != kNone; handle = m_nodes[handle].next) {
-      if (visit(m_nodes[handle].entry)) return true;
+  // Calls `visit(entry)` for the entries under all of the keys until it answers true, and answers
+  // so itself. A large table is far from the processor: what stands there is asked for beforehand.
+  template <std::size_t size, typename Visit>
+  bool find(const std::array<Key, size>& keys, std::size_t count, Visit visit) const {
+    for (std::size_t i = 0; i < count; ++i) __builtin_prefetch(&m_slots[(keys[i] >> 20) & m_mask]);
+    std::array<Handle, size> first;
+    for (std::size_t i = 0; i < count; ++i) {
+      const Slot& slot = m_slots[slotOf(keys[i])];
+      first[i] = slot.key == keys[i] ? slot.first : kNone;
+      if (first[i] != kNone) __builtin_prefetch(&m_nodes[first[i]]);
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+      for (Handle handle = first[i]; handle != kNone; handle = m_nodes[handle].next) {
+        if (visit(m_nodes[handle].entry)) return true;
+      }
     }
     return false;
   }

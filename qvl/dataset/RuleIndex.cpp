@@ -116,11 +116,9 @@ bool RuleIndex::Filing::find(std::string_view text, Visit visit) {
   std::uint64_t marks = 0;
   bool matched = false;
   const auto lookUp = [&](std::uint64_t borne) {
-    for (std::size_t i = 0; i < foundCount && !matched; ++i) {
-      matched = table.find(found[i], [&](const Entry& entry) {
-        return (entry.marks & ~borne) == 0 && visit(entry);
-      });
-    }
+    matched = matched || table.find(found, foundCount, [&](const Entry& entry) {
+      return (entry.marks & ~borne) == 0 && visit(entry);
+    });
     foundCount = 0;
   };
   const auto look = [&](Kind kind, std::uint64_t hash) {
