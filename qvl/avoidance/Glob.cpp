@@ -208,8 +208,10 @@ class Glob::Matcher {
     const char* const bytes = m_glob.m_bytes.data() + segment.offset;
     if (!segment.wild) {
       if (limit - at < segment.length) return kNone;
-      return std::memcmp(m_text.data() + at, bytes, segment.length) == 0 ? at + segment.length
-                                                                         : kNone;
+      // An empty text may stand nowhere, where nothing may be compared either.
+      const bool stands =
+          segment.length == 0 || std::memcmp(m_text.data() + at, bytes, segment.length) == 0;
+      return stands ? at + segment.length : kNone;
     }
     const char* const wild = m_glob.m_wild.data() + segment.offset;
     if (limit - at < segment.characters) return kNone;

@@ -117,6 +117,19 @@ TEST(Glob, MatchesWholeTexts) {
       true);
 }
 
+TEST(Glob, ComparesTextsThatStandNowhere) {
+  const std::string_view nowhere;
+  ASSERT_EQ(nowhere.data(), nullptr);
+  for (const bool ascii : {true, false}) {
+    for (const char* const steps : {"", "*", "=", "*=*"}) {
+      EXPECT_TRUE(Glob(stepsOf(steps)).matches(nowhere, ascii)) << steps;
+    }
+    for (const char* const steps : {"a", "/*", "=a", "?", "*a*"}) {
+      EXPECT_FALSE(Glob(stepsOf(steps)).matches(nowhere, ascii)) << steps;
+    }
+  }
+}
+
 TEST(Glob, StarStaysInItsComponent) {
   expectRows(
       {
