@@ -1,0 +1,35 @@
+# rooms.sh ROOT: does each room of the library include only what it may?
+set -eu
+cd "$1"
+failed=0
+
+# may ROOM PATTERN: each include line of the room, other than of its own files and of the standard
+# library, matches the pattern.
+may() {
+  room=$1 allowed=$2
+  found=$(grep -rhoE '#include ["<][a-z0-9]+/[^">]*' "qvl/$room" | sed 's/#include .//' |
+    grep -vE "^(qvl/$room/|sys/)" | sort -u)
+  others=$(printf '%s\n' "$found" | grep -vE "^($allowed)" | grep . || true)
+  if [ "$others" ]; then
+    printf 'expected %s to include nothing but %s, and it includes\n%s\n' "$room" "$allowed" "$others"
+    failed=1
+  fi
+}
+
+export_macro='qvl/core/Export\.h$'
+may core '$'
+may xml "$export_macro|libxml/"
+may trace "$export_macro|qvl/xml/"
+may avoidance 'qvl/core/|qvl/trace/|boost/|unicode/'
+may dataset 'qvl/core/|qvl/trace/|qvl/avoidance/|boost/thread/'
+may lookup 'qvl/core/|qvl/trace/|boost/thread/'
+
+# What the interface of a rule cannot say, and an index needs.
+needed='(FileTypeAvoidance|CompiledPattern|Expression|Glob|RuleView|Subject)\.h$'
+others=$(grep -rhoE 'qvl/avoidance/[^"]*' qvl/dataset | sort -u | grep -vE "/$needed" || true)
+if [ "$others" ]; then
+  printf 'expected dataset to include of avoidance nothing but %s, and it includes\n%s\n' \
+    "$needed" "$others"
+  failed=1
+fi
+exit $failed
