@@ -49,6 +49,7 @@ class QVL_EXPORT Avoidance : public IAvoidance {
   void setWildCardSearch(unsigned char wildCards) override;
 
  protected:
+  // For the rules of the library, which call create; `texts` outlives the rule.
   Avoidance(const RuleTexts& texts, AccessTypes accessType);
 
   // The body of a derived class's constructors: trace line, validation, first compilation. Throws
@@ -61,11 +62,13 @@ class QVL_EXPORT Avoidance : public IAvoidance {
   // throws, for a text that is not UTF-8 among others.
   bool matches(std::string_view text) const;
 
+  // Does the rule's access type admit the request's?
   bool fitsAccessTypeOf(const LookupData& request) const;
 
   // Writes the trace line "<class>::<operation>\n".
   void trace(const char* operation) const;
 
+  // What the rule was made of, and whether wildcards are on.
   const std::string& text() const;
   bool wildCardSearch() const;
 

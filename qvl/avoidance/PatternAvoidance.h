@@ -30,6 +30,7 @@ class QVL_EXPORT PatternAvoidance : public Avoidance {
   bool deleteKeyword(std::string keyword) override;
 
  protected:
+  // As that of Avoidance.
   PatternAvoidance(const RuleTexts& texts, AccessTypes accessType);
 
  private:

@@ -37,6 +37,7 @@ class QVL_EXPORT IAvoidance {
   // The rule text, by which a data set keeps the rule.
   virtual std::string getKey() const = 0;
 
+  // Whether case matters, and whether wildcards are translated or the text is a regular expression.
   virtual void enableCaseSensitiveSearch() = 0;
   virtual void disableCaseSensitiveSearch() = 0;
   virtual void setCaseSensitiveSearch(unsigned char caseSensitive) = 0;

@@ -17,12 +17,15 @@ class QVL_EXPORT QVLException {
   // The code of every exception that the library throws.
   static constexpr std::int32_t kCode = 3;
 
+  // Keeps both as they are.
   QVLException(std::int32_t code, std::string message);
+
   QVLException(const QVLException&) = default;
   QVLException& operator=(const QVLException&) = default;
+
   ~QVLException();
 
-  std::int32_t m_code;
+  std::int32_t m_code;    // kCode, when the library throws it
   std::string m_message;  // a fixed English sentence
 };
 

@@ -65,16 +65,17 @@ class QVL_EXPORT DataSet : public IDataSet {
 
   // What differs from class to class from the start.
   struct Kind {
-    const char* className;
-    KeyOrder keyOrder;
-    AccessCheck accessCheck;
-    bool caseSensitiveSearch;
-    bool wildCardSearch;
+    const char* className;     // in the trace
+    KeyOrder keyOrder;         // of the rules
+    AccessCheck accessCheck;   // until the host sets another
+    bool caseSensitiveSearch;  // likewise
+    bool wildCardSearch;       // likewise
   };
 
   // The derived constructor traces itself, last.
   explicit DataSet(const Kind& kind);
 
+  // The order of all kinds but file types: by unsigned bytes.
   static bool byteOrder(const std::string& a, const std::string& b);
 
   // Writes the trace line "<class>::<operation>\n".

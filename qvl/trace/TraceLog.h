@@ -20,6 +20,7 @@
 #include "qvl/core/Export.h"
 
 #if defined(__GNUC__) || defined(__clang__)
+// Has the compiler check the arguments of a call against its format.
 #define QVL_PRINTF_LIKE(text, first) __attribute__((format(printf, text, first)))
 #else
 #define QVL_PRINTF_LIKE(text, first)
