@@ -23,4 +23,28 @@ function(qvl_install_package target)
   set(pkgconfig "${PROJECT_BINARY_DIR}/${PROJECT_NAME}.pc")
   configure_file("${PROJECT_SOURCE_DIR}/cmake/${PROJECT_NAME}.pc.in" "${pkgconfig}" @ONLY)
   install(FILES "${pkgconfig}" DESTINATION lib64/pkgconfig COMPONENT development)
+
+  set(manual "${PROJECT_SOURCE_DIR}/docs/man")
+  install(FILES "${manual}/qvlscanavoidance.3" DESTINATION share/man/man3 COMPONENT development)
+  install(FILES "${manual}/qvl-trace.5" DESTINATION share/man/man5 COMPONENT runtime)
+endfunction()
+
+# qvl_install_home(): installs the folders that the library works in. What is in them already stays:
+# a new version must not undo what the system's user has set.
+function(qvl_install_home)
+  install(CODE "
+    set(source \"${PROJECT_SOURCE_DIR}/config/traceValues.xml\")
+    set(folder \"\${CMAKE_INSTALL_PREFIX}/config\")
+    if(NOT EXISTS \"\$ENV{DESTDIR}\${folder}/traceValues.xml\")
+      file(INSTALL DESTINATION \"\${folder}\" TYPE FILE FILES \"\${source}\")
+    endif()" COMPONENT runtime)
+  install(DIRECTORY DESTINATION var COMPONENT runtime)
+endfunction()
+
+# qvl_install_uninstaller(): installs a script that removes what was installed before this call.
+function(qvl_install_uninstaller)
+  install(CODE "
+    set(template \"${PROJECT_SOURCE_DIR}/cmake/uninstall.sh.in\")
+    set(own share/${PROJECT_NAME}/uninstall)
+    include(\"${PROJECT_SOURCE_DIR}/cmake/WriteUninstaller.cmake\")" COMPONENT uninstaller)
 endfunction()

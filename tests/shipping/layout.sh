@@ -12,6 +12,9 @@ expect -f include/qvl/qvl.h
 expect -f config/traceValues.xml
 expect -d var
 expect -f share/man/man1/qvlctl.1
+expect -f share/man/man3/qvlscanavoidance.3
+expect -f share/man/man5/qvl-policy.5
+expect -f share/man/man5/qvl-trace.5
 expect -f share/bash-completion/completions/qvlctl
 expect -f share/zsh/site-functions/_qvlctl
 exit $failed

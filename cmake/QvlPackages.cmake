@@ -1,0 +1,96 @@
+# Debian packages: `cpack` in the build folder makes a run-time, a development and a tool package of
+# what is installed, in the same place, and makes them known to the system.
+
+function(qvl_debian_file name)
+  file(CONFIGURE OUTPUT "${PROJECT_BINARY_DIR}/debian/${name}" CONTENT "${ARGN}\n" @ONLY)
+endfunction()
+
+# Not part of an installation by `cmake --install`, which keeps to its prefix.
+set(home "${CMAKE_INSTALL_PREFIX}")
+qvl_debian_file(${PROJECT_NAME}.conf "${home}/lib64")
+install(FILES "${PROJECT_BINARY_DIR}/debian/${PROJECT_NAME}.conf" DESTINATION /etc/ld.so.conf.d
+  COMPONENT runtime-system EXCLUDE_FROM_ALL)
+# qvl_link_into_system(COMPONENT FOLDER...): links from the folders of the system to the files that
+# the package has in its folders of the same names.
+function(qvl_link_into_system component)
+  install(CODE "
+    set(root \"\$ENV{DESTDIR}\")
+    foreach(folder IN ITEMS ${ARGN})
+      file(GLOB targets \"\${root}\${CMAKE_INSTALL_PREFIX}/\${folder}/*\")
+      file(MAKE_DIRECTORY \"\${root}/usr/\${folder}\")
+      foreach(target IN LISTS targets)
+        get_filename_component(name \"\${target}\" NAME)
+        string(REPLACE \"\${root}\" \"\" target \"\${target}\")
+        file(CREATE_LINK \"\${target}\" \"\${root}/usr/\${folder}/\${name}\" SYMBOLIC)
+      endforeach()
+    endforeach()" COMPONENT ${component} EXCLUDE_FROM_ALL)
+endfunction()
+qvl_link_into_system(runtime-system share/man/man5)
+qvl_link_into_system(development-system share/man/man3)
+if(QVL_BUILD_TOOLS)
+  qvl_link_into_system(tool-system bin share/man/man1 share/man/man5
+    share/bash-completion/completions share/zsh/site-functions)
+endif()
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_SET_DESTDIR ON)
+set(CPACK_INSTALL_PREFIX "${home}")
+set(CPACK_PACKAGE_VENDOR "Varnel")
+set(CPACK_PACKAGE_CONTACT "qvlscanavoidance maintainers <maintainers@varnel.example>")
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${PROJECT_BINARY_DIR}/qvl")
+set(CPACK_DEBIAN_PACKAGE_SECTION libs)
+set(CPACK_COMPONENTS_ALL runtime runtime-system development development-system)
+if(QVL_BUILD_TOOLS)
+  list(APPEND CPACK_COMPONENTS_ALL tool tool-system)
+endif()
+
+set(runtime "libqvlscanavoidance${PROJECT_VERSION_MAJOR}")
+set(same_runtime "${runtime} (= ${PROJECT_VERSION})")
+
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME "${runtime}")
+set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "Exclusion engine of an on-access file scanner
+ The shared library and the folders that it works in.")
+qvl_debian_file(conffiles
+  "${home}/config/traceValues.xml\n/etc/ld.so.conf.d/${PROJECT_NAME}.conf")
+qvl_debian_file(triggers "activate-noawait ldconfig")
+set(log "${QVL_HOME}/var/ScanAvoidanceTraces.log")
+qvl_debian_file(postrm "#!/bin/sh
+set -e
+if [ \"$1\" = purge ]; then
+  rm -f '${log}'
+  for folder in '${home}/var' '${home}/config'; do
+    [ ! -d \"$folder\" ] || rmdir -p --ignore-fail-on-non-empty \"$folder\"
+  done
+fi")
+file(CHMOD "${PROJECT_BINARY_DIR}/debian/postrm" PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE
+  GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+file(CHMOD "${PROJECT_BINARY_DIR}/debian/conffiles" "${PROJECT_BINARY_DIR}/debian/triggers"
+  PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/debian/conffiles"
+  "${PROJECT_BINARY_DIR}/debian/triggers" "${PROJECT_BINARY_DIR}/debian/postrm")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libqvlscanavoidance-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${same_runtime}")
+set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Exclusion engine of a file scanner, for building hosts
+ Headers, the CMake package, the pkg-config file and manual pages.")
+
+set(CPACK_DEBIAN_TOOL_PACKAGE_NAME qvlctl)
+set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION admin)
+set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${same_runtime}")
+set(CPACK_COMPONENT_TOOL_DESCRIPTION "Asks, explains and audits what a policy excludes from scanning
+ The command-line host of the exclusion engine.")
+
+include(CPack)
+# What is only for packages goes into the package of what it makes known.
+foreach(component IN ITEMS runtime development tool)
+  cpack_add_component_group(${component})
+  cpack_add_component(${component} GROUP ${component})
+  cpack_add_component(${component}-system GROUP ${component})
+endforeach()
