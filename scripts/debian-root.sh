@@ -25,8 +25,15 @@ new_debian_root() {
   cp -a "$folder/base" "$debian"
 }
 
-# in_root COMMAND...: runs it there, with nothing of this environment.
+# in_root COMMAND...: runs it there, with nothing of this environment. What is mounted for it goes away
+# with it.
 in_root() {
-  chroot "$debian" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 HOME=/root \
+  # shellcheck disable=SC2016
+  unshare --mount sh -ec 'root=$1
+    shift
+    mount -t proc proc "$root/proc"
+    mount -t devpts -o newinstance,ptmxmode=0666 devpts "$root/dev/pts"
+    ln -sf pts/ptmx "$root/dev/ptmx"
+    exec chroot "$root" "$@"' sh "$debian" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 HOME=/root \
     DEBIAN_FRONTEND=noninteractive "$@" </dev/null
 }
