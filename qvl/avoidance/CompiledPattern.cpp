@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <boost/regex/icu.hpp>
+#include <boost/throw_exception.hpp>
 #include <optional>
 #include <stdexcept>
 #include <vector>
@@ -58,11 +59,12 @@ bool CompiledPattern::matches(Subject& subject) const {
                        [&](const Glob& glob) { return glob.matches(readable, subject.isAscii()); });
   }
   // The engine throws when it comes to that character, and before it starts on a text that is cut
-  // off.
+  // off. A host that looks at the exception is to see the same one.
   if (subject.isCutOff() || std::any_of(m_globs.begin(), m_globs.end(), [&](const Glob& glob) {
         return glob.wantsMoreAfter(readable);
       })) {
-    throw std::out_of_range("The text to be matched is not UTF-8.");
+    boost::throw_exception(std::out_of_range(
+        "Invalid UTF-8 sequence encountered while trying to encode UTF-32 character"));
   }
   return false;
 }

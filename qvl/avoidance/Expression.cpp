@@ -161,7 +161,9 @@ class Reader {
   bool skipQuantifier() {
     if (!isQuantifier(m_rest)) return false;
     if (take() == '{') {
-      while (take() != '}') {
+      // Braces around anything but a count are plain text to the engine, alternatives and all.
+      for (char c = take(); c != '}'; c = take()) {
+        if (!contains("0123456789, ", c)) throw NotUnderstood();
       }
     }
     // Lazy or possessive.
@@ -176,7 +178,8 @@ class Reader {
     skip("]");
     for (char c = take(); c != ']'; c = take()) {
       if (c == '\\') {
-        take();
+        // A control character takes one more, be it the closing bracket.
+        if (take() == 'c') throw NotUnderstood();
       } else if (c == '[' && !m_rest.empty() && contains(":.=", m_rest.front())) {
         // A named class or the like, in brackets of its own.
         const char bracket = take();

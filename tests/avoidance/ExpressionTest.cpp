@@ -113,6 +113,8 @@ TEST(Expression, SaysNothingWhereItIsNotCertain) {
       {"a|*b", "-"},
       {"{a", "-"},
       {"a}", "-"},
+      {"a{b|c}", "-"},
+      {"[\\c]]", "-"},
       {"|", "-"},
       {"(|)", "-"},
       {"a\xff", "-"},

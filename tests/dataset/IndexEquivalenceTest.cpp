@@ -336,7 +336,8 @@ TEST(IndexEquivalence, OfInputsOfWhichOneIsNotUtf8) {
   dataSet.addToDataSet(std::make_unique<FilePathAvoidance>("/b", AnyAccess));
   LookupData request = fileRequest("/b");
   request.m_processName = "\xff";
-  const std::string failure = "The text to be matched is not UTF-8.";
+  const std::string failure =
+      "Invalid UTF-8 sequence encountered while trying to encode UTF-32 character";
   EXPECT_EQ(bothWays(dataSet, request), std::vector<std::string>({failure, failure}));
 }
 
@@ -356,6 +357,22 @@ class Meddler : public ScriptedRule {
   IAvoidance& m_other;
   unsigned char m_caseSensitive = 1;
 };
+
+// What the engine reads as plain text, or as one character more, hides an alternative.
+TEST(IndexEquivalence, OfAlternativesInUnusualPlaces) {
+  const std::vector<std::pair<std::string, std::string>> rulesAndPaths = {
+      {"/a{b|c}/foo", "/a{b"},          {"/a{b|c}/foo", "c}/foo"},
+      {"/tmp/{x|y}/foo/**", "/tmp/{x"}, {"/bar/[\\c]/foo|x]", "/bar/x"},
+      {"/bar/[\\]]/foo|x]", "x]"},      {"/bar/[]|x]/foo|y", "y"},
+  };
+  for (const auto& [rule, path] : rulesAndPaths) {
+    FilePathDataSet dataSet;
+    dataSet.addToDataSet(std::make_unique<FilePathAvoidance>(rule, AnyAccess));
+    EXPECT_EQ(bothWays(dataSet, fileRequest(path)),
+              std::vector<std::string>({"present", "present"}))
+        << rule << " on " << path;
+  }
+}
 
 TEST(IndexEquivalence, OfRulesThatRecompileOthersWhileTheyAreAsked) {
   for (const char* const text : {"/a", "(?i)a", "a+b", "[ab]"}) {
