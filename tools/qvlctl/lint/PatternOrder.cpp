@@ -12,6 +12,10 @@ bool startsWith(std::string_view text, std::string_view beginning) {
   return text.substr(0, beginning.size()) == beginning;
 }
 
+bool contains(std::string_view characters, char c) {
+  return characters.find(c) != std::string_view::npos;
+}
+
 char lower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
@@ -41,9 +45,7 @@ std::optional<Pattern> Pattern::of(const DataSet& dataSet, const Rule& rule) {
     if (keyword != dataSet.keywords.end()) {
       pattern.m_tokens.push_back({Type::Keyword, 0, &*keyword});
       length = keyword->name.size();
-    } else if (std::string_view("+()[]{}|^$\\").find(c) != std::string_view::npos) {
-      return std::nullopt;
-    } else if (isFileType && (c == '.' || c == '*')) {
+    } else if (contains(isFileType ? "+()[]{}|^$\\.*" : "+()[]{}|^$\\", c)) {
       return std::nullopt;
     } else if (startsWith(rest, "/**/")) {
       pattern.m_tokens.push_back({Type::Character, '/'});
