@@ -21,10 +21,10 @@ namespace fs = std::filesystem;
 class TraceHardship : public TraceTest {};
 
 // Root may write to what it has forbidden everybody to write to; this takes the privilege away for
-// as long as it lives. Permissions mean what they say to everybody else.
+// as long as it lives, where that is possible. Permissions mean what they say to everybody else.
 class OrdinaryUser {
-#if defined(__linux__)
  public:
+#if defined(__linux__)
   OrdinaryUser() {
     m_header.version = _LINUX_CAPABILITY_VERSION_3;
     EXPECT_EQ(syscall(SYS_capget, &m_header, m_before), 0);
@@ -41,6 +41,8 @@ class OrdinaryUser {
  private:
   __user_cap_header_struct m_header{};
   __user_cap_data_struct m_before[2]{};
+#else
+  OrdinaryUser() {}
 #endif
 };
 
