@@ -36,7 +36,7 @@ CompiledPattern::CompiledPattern(const std::string& expression, bool caseSensiti
   const auto alternatives = alternativesOf(expression, caseSensitive);
   if (alternatives && std::all_of(alternatives->begin(), alternatives->end(), Glob::canMatch)) {
     m_globs.reserve(alternatives->size());
-    for (const GlobSteps& steps : *alternatives) m_globs.emplace_back(steps);
+    for (const GlobSteps& steps : *alternatives) m_globs.push_back(Glob::of(steps));
     return;
   }
   boost::regex_constants::syntax_option_type options = boost::regex_constants::perl;
@@ -55,13 +55,14 @@ bool CompiledPattern::matches(Subject& subject) const {
   const std::string_view readable =
       m_caseSensitive ? subject.text().substr(0, subject.validPrefix()) : subject.folded();
   if (subject.isUtf8()) {
-    return std::any_of(m_globs.begin(), m_globs.end(),
-                       [&](const Glob& glob) { return glob.matches(readable, subject.isAscii()); });
+    return std::any_of(m_globs.begin(), m_globs.end(), [&](const auto& glob) {
+      return glob->matches(readable, subject.isAscii());
+    });
   }
   // The engine throws when it comes to that character, and before it starts on a text that is cut
   // off. A host that looks at the exception is to see the same one.
-  if (subject.isCutOff() || std::any_of(m_globs.begin(), m_globs.end(), [&](const Glob& glob) {
-        return glob.wantsMoreAfter(readable);
+  if (subject.isCutOff() || std::any_of(m_globs.begin(), m_globs.end(), [&](const auto& glob) {
+        return glob->wantsMoreAfter(readable);
       })) {
     boost::throw_exception(std::out_of_range(
         "Invalid UTF-8 sequence encountered while trying to encode UTF-32 character"));

@@ -37,14 +37,14 @@ class CompiledPattern {
 
   // The globs, a text that is UTF-8 matching when it matches any of them; none when the expression
   // needs the engine. Their literals are case folded when case does not matter.
-  const std::vector<Glob>& globs() const { return m_globs; }
+  const std::vector<std::unique_ptr<const Glob>>& globs() const { return m_globs; }
 
  private:
   struct Engine;
 
   const std::string m_expression;
   const bool m_caseSensitive;
-  std::vector<Glob> m_globs;
+  std::vector<std::unique_ptr<const Glob>> m_globs;
   std::unique_ptr<const Engine> m_engine;
 };
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <memory>
 #include <utility>
 
 namespace QVL {
@@ -71,67 +72,104 @@ bool Glob::canMatch(const GlobSteps& steps) {
   return true;
 }
 
-Glob::Glob(const GlobSteps& steps) {
-  m_segments.push_back({GlobStep::Literal, false, 0, 0, 0, 0});
-  const auto append = [&](char byte, char wild) {
-    m_bytes += byte;
-    m_wild += wild;
-    ++m_segments.back().length;
-    m_segments.back().characters += !isContinuation(byte);
+// What a sequence is made of.
+struct Glob::Parts {
+  explicit Parts(const GlobSteps& steps);
+
+  std::vector<Segment> segments = {{GlobStep::Literal, false, 0, 0, 0, 0}};
+  std::string bytes;
+  std::string wild;
+};
+
+Glob::Parts::Parts(const GlobSteps& steps) {
+  const auto append = [&](char byte, char kind) {
+    bytes += byte;
+    wild += kind;
+    ++segments.back().length;
+    segments.back().characters += !isContinuation(byte);
   };
   bool anyWild = false;
   for (const GlobStep& step : merged(steps)) {
     if (isRun(step.kind)) {
-      m_segments.push_back({step.kind, false, static_cast<std::uint32_t>(m_bytes.size()), 0, 0, 0});
+      segments.push_back({step.kind, false, static_cast<std::uint32_t>(bytes.size()), 0, 0, 0});
     } else if (step.kind == GlobStep::Literal) {
       for (const char byte : step.bytes) append(byte, 0);
     } else {
       append(0, static_cast<char>(step.kind));
-      m_segments.back().wild = anyWild = true;
+      segments.back().wild = anyWild = true;
     }
   }
-  if (!anyWild) m_wild.clear();
-  makeRows();
-  m_bytes.shrink_to_fit();
-  m_wild.shrink_to_fit();
-  m_segments.shrink_to_fit();
+  if (!anyWild) wild.clear();
 }
 
-void Glob::makeRows() {
+// Rows of bits for the wild segments that are searched for, one row for each byte that is a literal
+// in any of them: the entries that the byte fits as the first, or only, byte of a character. Row 0
+// is that of all other bytes: the wild entries.
+struct Glob::Rows {
+  // Tells the segments where their rows begin. Without words if there are none.
+  explicit Rows(Parts& parts);
+
+  std::vector<Word> words;
+  std::array<std::uint8_t, 256> rowOf{};  // per byte the number of its row
+};
+
+Glob::Rows::Rows(Parts& parts) {
+  const std::string& bytes = parts.bytes;
+  const std::string& wild = parts.wild;
   // The first and the last segment have one place each.
   std::vector<Segment*> searched;
-  for (std::size_t i = 1; i + 1 < m_segments.size(); ++i) {
-    Segment& segment = m_segments[i];
+  for (std::size_t i = 1; i + 1 < parts.segments.size(); ++i) {
+    Segment& segment = parts.segments[i];
     if (segment.wild && segment.words() <= kMostWords) searched.push_back(&segment);
   }
-  if (searched.empty()) return;
-
-  m_rowOf.assign(256, 0);
-  std::string bytes("\0/", 2);  // by row; the slash has one, because not every wild entry takes it
-  m_rowOf['/'] = 1;
+  std::string byteOf("\0/", 2);  // by row; the slash has one, because not every wild entry takes it
+  rowOf['/'] = 1;
   for (const Segment* const segment : searched) {
     for (std::uint32_t i = segment->offset; i < segment->offset + segment->length; ++i) {
-      char& row = m_rowOf[static_cast<unsigned char>(m_bytes[i])];
-      if (m_wild[i] != 0 || row != 0) continue;
-      row = static_cast<char>(bytes.size());
-      bytes += m_bytes[i];
+      std::uint8_t& row = rowOf[static_cast<unsigned char>(bytes[i])];
+      if (wild[i] != 0 || row != 0) continue;
+      row = static_cast<std::uint8_t>(byteOf.size());
+      byteOf += bytes[i];
     }
   }
   for (Segment* const segment : searched) {
-    segment->rows = static_cast<std::uint32_t>(m_rows.size());
-    m_rows.resize(m_rows.size() + bytes.size() * segment->words());
-    for (std::size_t row = 0; row < bytes.size(); ++row) {
-      Word* const words = m_rows.data() + segment->rows + row * segment->words();
+    segment->rows = static_cast<std::uint32_t>(words.size());
+    words.resize(words.size() + byteOf.size() * segment->words());
+    for (std::size_t row = 0; row < byteOf.size(); ++row) {
+      Word* const bits = words.data() + segment->rows + row * segment->words();
       for (std::uint32_t i = 0; i < segment->length; ++i) {
-        const char wild = m_wild[segment->offset + i];
-        const bool fits = wild == 0 ? row != 0 && m_bytes[segment->offset + i] == bytes[row]
-                                    : wild == GlobStep::One || bytes[row] != '/';
-        if (fits) words[i / 64] |= Word{1} << (i % 64);
+        const char kind = wild[segment->offset + i];
+        const bool fits = kind == 0 ? row != 0 && bytes[segment->offset + i] == byteOf[row]
+                                    : kind == GlobStep::One || byteOf[row] != '/';
+        if (fits) bits[i / 64] |= Word{1} << (i % 64);
       }
     }
   }
-  m_rows.shrink_to_fit();
+  words.shrink_to_fit();
 }
+
+Glob::Glob(const Parts& parts, std::unique_ptr<const Rows> rows)
+    : m_segmentCount(static_cast<std::uint32_t>(parts.segments.size())),
+      m_byteCount(static_cast<std::uint32_t>(parts.bytes.size())),
+      m_anyWild(!parts.wild.empty()),
+      m_rows(std::move(rows)) {
+  static_assert(alignof(Segment) <= alignof(Glob), "segments stand right behind the object");
+  std::uninitialized_copy(parts.segments.begin(), parts.segments.end(),
+                          const_cast<Segment*>(segments()));
+  std::copy(parts.wild.begin(), parts.wild.end(),
+            std::copy(parts.bytes.begin(), parts.bytes.end(), const_cast<char*>(bytes())));
+}
+
+std::unique_ptr<const Glob> Glob::of(const GlobSteps& steps) {
+  Parts parts(steps);
+  auto rows = std::make_unique<const Rows>(parts);
+  if (rows->words.empty()) rows.reset();
+  const std::size_t behind =
+      parts.segments.size() * sizeof(Segment) + parts.bytes.size() + parts.wild.size();
+  return std::unique_ptr<const Glob>(new (behind) Glob(parts, std::move(rows)));
+}
+
+Glob::~Glob() = default;
 
 // One match of one text.
 template <bool ascii>
@@ -140,11 +178,12 @@ class Glob::Matcher {
   Matcher(const Glob& glob, std::string_view text) : m_glob(glob), m_text(text) {}
 
   bool run() {
-    const std::vector<Segment>& segments = m_glob.m_segments;
-    const Segment& first = segments.front();
-    const Segment& last = segments.back();
+    const Segment* const segments = m_glob.segments();
+    const std::size_t count = m_glob.m_segmentCount;
+    const Segment& first = segments[0];
+    const Segment& last = segments[count - 1];
     const std::size_t afterFirst = matchAt(first, 0, m_text.size());
-    if (segments.size() == 1) return afterFirst == m_text.size();
+    if (count == 1) return afterFirst == m_text.size();
     if (afterFirst == kNone) return false;
     m_end = startOfLast(last, afterFirst);
     if (m_end == kNone) return false;
@@ -157,7 +196,7 @@ class Glob::Matcher {
     std::size_t hopeless = kNone;  // no start of it leads past the path component that ends here
     for (;;) {
       const Segment& segment = segments[index];
-      const bool isLast = index + 1 == segments.size();
+      const bool isLast = index + 1 == count;
       std::size_t found = kNone;
       if (isLast) {
         if (reaches(segment.run, at, m_end)) return true;
@@ -205,7 +244,7 @@ class Glob::Matcher {
   // Where the segment ends when it stands at `at` and does not pass `limit`; kNone when it does
   // not.
   std::size_t matchAt(const Segment& segment, std::size_t at, std::size_t limit) const {
-    const char* const bytes = m_glob.m_bytes.data() + segment.offset;
+    const char* const bytes = m_glob.bytes() + segment.offset;
     if (!segment.wild) {
       if (limit - at < segment.length) return kNone;
       // An empty text may stand nowhere, where nothing may be compared either.
@@ -213,7 +252,7 @@ class Glob::Matcher {
           segment.length == 0 || std::memcmp(m_text.data() + at, bytes, segment.length) == 0;
       return stands ? at + segment.length : kNone;
     }
-    const char* const wild = m_glob.m_wild.data() + segment.offset;
+    const char* const wild = m_glob.wild() + segment.offset;
     if (limit - at < segment.characters) return kNone;
     for (std::uint32_t i = 0; i < segment.length; ++i) {
       if (at >= limit) return kNone;
@@ -245,8 +284,7 @@ class Glob::Matcher {
     if (length > 0) {
       const char* const from = m_text.data() + at - before;
       const std::size_t room = std::min(lastStart - at + segment.length, m_end - at) + before;
-      const void* const hit =
-          memmem(from, room, m_glob.m_bytes.data() + segment.offset - before, length);
+      const void* const hit = memmem(from, room, m_glob.bytes() + segment.offset - before, length);
       if (!hit) return kNone;
       start += static_cast<std::size_t>(static_cast<const char*>(hit) - from);
     }
@@ -269,7 +307,7 @@ class Glob::Matcher {
   std::size_t findAtOnce(const Segment& segment, std::size_t at, std::size_t lastStart,
                          bool behindSlash) {
     const std::size_t words = segment.words();
-    const Word* const rows = m_glob.m_rows.data() + segment.rows;
+    const Word* const rows = m_glob.m_rows->words.data() + segment.rows;
     const Word lastEntry = Word{1} << ((segment.length - 1) % 64);
     std::array<Word, kMostWords> reached;
     std::fill_n(reached.begin(), words, Word{0});
@@ -282,7 +320,7 @@ class Glob::Matcher {
       // of those that the last one has passed.
       const std::size_t end = std::min(words, (i - at) / 64 + 1);
       std::size_t w = ascii && i > lastStart ? std::min((i - lastStart) / 64, end) : 0;
-      const Word* const row = rows + static_cast<unsigned char>(m_glob.m_rowOf[byte]) * words;
+      const Word* const row = rows + m_glob.m_rows->rowOf[byte] * words;
       Word carry = starts ? 1 : 0;
       if (w > 0) carry = std::exchange(reached[w - 1], Word{0}) >> 63;
       Word any = 0;
@@ -378,16 +416,16 @@ bool Glob::wantsMoreAfter(std::string_view text) const {
   // All ways to read the text at once. A segment has one slot for the run in front of it and one
   // for each entry that may be read next, the place behind its last entry included.
   using Slots = std::vector<bool>;
-  const auto runSlot = [&](std::size_t s) { return m_segments[s].offset + 2 * s; };
+  const auto runSlot = [&](std::size_t s) { return segments()[s].offset + 2 * s; };
   const auto entrySlot = [&](std::size_t s, std::size_t entry) { return runSlot(s) + 1 + entry; };
   const auto enter = [&](Slots& slots, std::size_t s, std::size_t entry) {
     slots[entrySlot(s, entry)] = true;
-    for (; entry == m_segments[s].length && s + 1 < m_segments.size(); entry = 0) {
+    for (; entry == segments()[s].length && s + 1 < m_segmentCount; entry = 0) {
       ++s;
       slots[runSlot(s)] = slots[entrySlot(s, 0)] = true;
     }
   };
-  const std::size_t size = m_bytes.size() + 2 * m_segments.size();
+  const std::size_t size = m_byteCount + 2 * m_segmentCount;
   Slots now(size);
   enter(now, 0, 0);
 
@@ -395,8 +433,8 @@ bool Glob::wantsMoreAfter(std::string_view text) const {
     const std::string_view character = text.substr(at, next(text, at) - at);
     const bool slash = character == "/";
     Slots then(size);
-    for (std::size_t s = 0; s < m_segments.size(); ++s) {
-      const Segment& segment = m_segments[s];
+    for (std::size_t s = 0; s < m_segmentCount; ++s) {
+      const Segment& segment = segments()[s];
       if (now[runSlot(s)] && !(slash && segment.run == GlobStep::RunNotSlash)) {
         then[runSlot(s)] = true;
         if (slash || segment.run != GlobStep::Folders) enter(then, s, 0);
@@ -404,11 +442,11 @@ bool Glob::wantsMoreAfter(std::string_view text) const {
       for (std::size_t entry = 0; entry < segment.length; ++entry) {
         if (!now[entrySlot(s, entry)]) continue;
         const std::size_t index = segment.offset + entry;
-        const char wild = m_wild.empty() ? '\0' : m_wild[index];
-        if (wild != 0) {
-          if (!(slash && wild == GlobStep::OneNotSlash)) enter(then, s, entry + 1);
+        const char kind = m_anyWild ? wild()[index] : '\0';
+        if (kind != 0) {
+          if (!(slash && kind == GlobStep::OneNotSlash)) enter(then, s, entry + 1);
         } else if (entry + character.size() <= segment.length &&
-                   m_bytes.compare(index, character.size(), character) == 0) {
+                   std::memcmp(bytes() + index, character.data(), character.size()) == 0) {
           enter(then, s, entry + character.size());
         }
       }

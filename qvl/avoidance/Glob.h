@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -46,8 +47,13 @@ class Glob {
   // not be the best.
   static bool canMatch(const GlobSteps& steps);
 
-  // A sequence for which canMatch holds.
-  explicit Glob(const GlobSteps& steps);
+  // The matcher of a sequence for which canMatch holds.
+  static std::unique_ptr<const Glob> of(const GlobSteps& steps);
+
+  ~Glob();
+  Glob(const Glob&) = delete;
+  Glob& operator=(const Glob&) = delete;
+  static void operator delete(void* glob) { ::operator delete(glob); }
 
   // Does the sequence match the whole text, which is UTF-8? `ascii` says that all of it is ASCII.
   bool matches(std::string_view text, bool ascii) const;
@@ -56,35 +62,45 @@ class Glob {
   bool wantsMoreAfter(std::string_view text) const;
 
  private:
-  // What stands between two runs: `length` entries of m_bytes from `offset`, each a literal byte
-  // or, where m_wild says so, one character.
+  // What stands between two runs: `length` entries from `offset`, each a literal byte or, where
+  // wild() says so, one character.
   struct Segment {
     GlobStep::Kind run;  // the run in front of it; Literal for the first segment, which has none
     bool wild;           // holds OneNotSlash or One
     std::uint32_t offset;
     std::uint32_t length;
     std::uint32_t characters;
-    std::uint32_t rows;  // where the segment's rows begin in m_rows, if it is wild and searched for
+    std::uint32_t rows;  // where the segment's begin in Rows, if it is wild and searched for
 
     std::size_t words() const { return (length + 63u) / 64; }
   };
 
-  // Rows of bits, one for each entry of a segment: the entries that this byte fits as the first, or
-  // only, byte of a character. Row 0 is that of a byte that is no literal anywhere: the wild
-  // entries.
   using Word = std::uint64_t;
+  struct Rows;
 
   template <bool ascii>
   class Matcher;
 
-  void makeRows();
+  struct Parts;
 
-  std::string m_bytes;
-  std::string m_wild;  // per entry: 0 literal, else a GlobStep::Kind; empty when all are literal
-  std::vector<Segment> m_segments;
-  std::vector<Word> m_rows;
-  std::string
-      m_rowOf;  // per byte the number of its row; empty when no wild segment is searched for
+  Glob(const Parts& parts, std::unique_ptr<const Rows> rows);
+  static void* operator new(std::size_t size, std::size_t behind) {
+    return ::operator new(size + behind);
+  }
+
+  // Segments and entries follow the object in its own piece of memory: of the very many sequences
+  // that there are, each that a text is compared with has to be fetched from far away.
+  const Segment* segments() const { return reinterpret_cast<const Segment*>(this + 1); }
+  const char* bytes() const {
+    return reinterpret_cast<const char*>(this + 1) + m_segmentCount * sizeof(Segment);
+  }
+  // Per entry: 0 for a literal one, else a GlobStep::Kind. Not there when all are literal.
+  const char* wild() const { return bytes() + m_byteCount; }
+
+  const std::uint32_t m_segmentCount;
+  const std::uint32_t m_byteCount;
+  const bool m_anyWild;
+  const std::unique_ptr<const Rows> m_rows;  // null when no wild segment is searched for
 };
 
 }  // namespace QVL
