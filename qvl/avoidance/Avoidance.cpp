@@ -19,7 +19,7 @@ struct Avoidance::State {
   std::unique_ptr<const CompiledPattern> m_regex;
   unsigned char m_wildCardSearch = 1;
   unsigned char m_caseSensitiveSearch = 1;
-  PatternObserver* observer = nullptr;
+  RuleObserver* observer = nullptr;
 
   // Is this what is compiled already?
   bool holds(const std::string& expression, bool caseSensitive) const {
@@ -55,7 +55,10 @@ bool Avoidance::validate(std::string text, AccessTypes accessType) {
   trace("validate");
   if (!acceptsText(text)) return false;
   m_state->m_key = std::move(text);
-  m_state->m_accessType = accessType;
+  if (m_state->m_accessType != accessType) {
+    m_state->m_accessType = accessType;
+    if (m_state->observer) m_state->observer->ruleChanged(*this);
+  }
   return true;
 }
 
@@ -67,7 +70,7 @@ bool Avoidance::updateRegex() {
     const bool caseSensitive = m_state->m_caseSensitiveSearch != 0;
     if (!m_state->holds(expression, caseSensitive)) {
       m_state->m_regex = std::make_unique<const CompiledPattern>(expression, caseSensitive);
-      if (m_state->observer) m_state->observer->patternChanged(*this);
+      if (m_state->observer) m_state->observer->ruleChanged(*this);
     }
     return true;
   } catch (...) {
@@ -138,7 +141,11 @@ const CompiledPattern& Avoidance::pattern() const {
   return *m_state->m_regex;
 }
 
-void Avoidance::observe(PatternObserver* observer) const {
+AccessTypes Avoidance::accessType() const {
+  return m_state->m_accessType;
+}
+
+void Avoidance::observe(RuleObserver* observer) const {
   m_state->observer = observer;
 }
 

@@ -14,7 +14,7 @@
 namespace QVL {
 
 class CompiledPattern;
-class PatternObserver;
+class RuleObserver;
 struct ConstructorTexts;
 struct RuleTexts;
 
@@ -85,7 +85,8 @@ class QVL_EXPORT Avoidance : public IAvoidance {
   virtual std::string_view inputOf(const LookupData& request) const;
 
   const CompiledPattern& pattern() const;
-  void observe(PatternObserver* observer) const;
+  AccessTypes accessType() const;
+  void observe(RuleObserver* observer) const;
 
   void createFrom(std::string text, const ConstructorTexts& texts);
 

@@ -37,11 +37,11 @@ const CompiledPattern& RuleView::patternOf(const Avoidance& rule) {
   return rule.pattern();
 }
 
-bool RuleView::fitsAccessTypeOf(const Avoidance& rule, const LookupData& request) {
-  return rule.fitsAccessTypeOf(request);
+AccessTypes RuleView::accessTypeOf(const Avoidance& rule) {
+  return rule.accessType();
 }
 
-void RuleView::observe(const Avoidance& rule, PatternObserver* observer) {
+void RuleView::observe(const Avoidance& rule, RuleObserver* observer) {
   rule.observe(observer);
 }
 

@@ -19,13 +19,13 @@ constexpr std::size_t kRuleInputs = 3;
 
 std::string_view inputOf(const LookupData& request, RuleInput input);
 
-// Told when a rule has a new compiled pattern, which replaces the one it had.
-class PatternObserver {
+// Told when a rule has another compiled pattern, which replaces the one it had, or access type.
+class RuleObserver {
  public:
-  virtual void patternChanged(const IAvoidance& rule) = 0;
+  virtual void ruleChanged(const IAvoidance& rule) = 0;
 
  protected:
-  ~PatternObserver() = default;
+  ~RuleObserver() = default;
 };
 
 // A rule whose answer is known to be "its pattern matches this input, and its access type fits".
@@ -37,10 +37,10 @@ class RuleView {
 
   static RuleInput inputOf(const Avoidance& rule);
   static const CompiledPattern& patternOf(const Avoidance& rule);
-  static bool fitsAccessTypeOf(const Avoidance& rule, const LookupData& request);
+  static AccessTypes accessTypeOf(const Avoidance& rule);
 
   // From now on `observer` is told; null ends that. A rule has one observer, its data set.
-  static void observe(const Avoidance& rule, PatternObserver* observer);
+  static void observe(const Avoidance& rule, RuleObserver* observer);
 };
 
 }  // namespace QVL

@@ -3,6 +3,7 @@
 #ifndef QVL_DATASET_KEY_TABLE_H
 #define QVL_DATASET_KEY_TABLE_H
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -20,40 +21,27 @@ template <typename Entry>
 class KeyTable {
  public:
   using Key = PathKeys::Key;
-  using Handle = std::uint32_t;
 
   KeyTable() { rebuild(kSmallest); }
 
-  const Entry& operator[](Handle handle) const { return m_nodes[handle].entry; }
-
   // Files an entry. Strong guarantee: std::bad_alloc changes nothing.
-  Handle insert(Key key, const Entry& entry) {
-    if ((m_usedSlots + 1) * 2 > m_slots.size()) rebuild((m_usedEntries + 1) * 3);
-    Handle handle = m_free;
-    if (handle == kNone) {
-      handle = static_cast<Handle>(m_nodes.size());
-      m_nodes.push_back({entry, key, kNone});
-    } else {
-      m_free = m_nodes[handle].next;
-      m_nodes[handle].entry = entry;
-      m_nodes[handle].key = key;
-    }
-    ++m_usedEntries;
-    link(handle);
-    return handle;
+  void insert(Key key, const Entry& entry) {
+    if ((m_usedSlots + 1) * 2 > m_slots.size()) rebuild(3 * (keysInUse() + 1));
+    Slot& slot = m_slots[slotOf(key)];
+    slot.entries.push_back(entry);
+    if (slot.key != 0) return;
+    slot.key = key;
+    ++m_usedSlots;
+    m_filter[filterWord(key)] |= filterBits(key);
   }
 
-  void erase(Handle handle) {
-    Node& node = m_nodes[handle];
-    Slot& slot = m_slots[slotOf(node.key)];
-    Handle* link = &slot.first;
-    while (*link != handle) link = &m_nodes[*link].next;
-    *link = node.next;
+  // Takes the entries under a key away for which `isGone(entry)`.
+  template <typename IsGone>
+  void erase(Key key, IsGone isGone) noexcept {
     // The slot and the filter's bits stay until the table is next rebuilt.
-    --m_usedEntries;
-    node.key = 0;
-    node.next = m_free;
-    m_free = handle;
+    std::vector<Entry>& entries = m_slots[slotOf(key)].entries;
+    entries.erase(std::remove_if(entries.begin(), entries.end(), isGone), entries.end());
+    if (entries.empty()) std::vector<Entry>().swap(entries);
   }
 
   // False when nothing stands under the key; true nearly always means that something does.
@@ -66,38 +54,34 @@ class KeyTable {
   // so itself. A large table is far from the processor: what stands there is asked for beforehand.
   template <std::size_t size, typename Visit>
   bool find(const std::array<Key, size>& keys, std::size_t count, Visit visit) const {
-    for (std::size_t i = 0; i < count; ++i) __builtin_prefetch(&m_slots[(keys[i] >> 20) & m_mask]);
-    std::array<Handle, size> first;
+    for (std::size_t i = 0; i < count; ++i) __builtin_prefetch(&m_slots[firstSlotOf(keys[i])]);
+    std::array<const std::vector<Entry>*, size> found;
     for (std::size_t i = 0; i < count; ++i) {
-      const Slot& slot = m_slots[slotOf(keys[i])];
-      first[i] = slot.key == keys[i] ? slot.first : kNone;
-      if (first[i] != kNone) __builtin_prefetch(&m_nodes[first[i]]);
+      // A free slot has no entries.
+      found[i] = &m_slots[slotOf(keys[i])].entries;
+      __builtin_prefetch(found[i]->data());
     }
     for (std::size_t i = 0; i < count; ++i) {
-      for (Handle handle = first[i]; handle != kNone; handle = m_nodes[handle].next) {
-        if (visit(m_nodes[handle].entry)) return true;
+      for (const Entry& entry : *found[i]) {
+        if (visit(entry)) return true;
       }
     }
     return false;
   }
 
  private:
-  static constexpr Handle kNone = 0xFFFFFFFFu;
   static constexpr std::size_t kSmallest = 256;
   static constexpr std::size_t kSlotsPerFilterWord = 8;
 
+  // The entries of a key stand side by side, so that many of them are passed over quickly.
   struct Slot {
     Key key = 0;  // 0 while free
-    Handle first = kNone;
-  };
-  struct Node {
-    Entry entry;
-    Key key;  // 0 while unused
-    Handle next;
+    std::vector<Entry> entries;
   };
 
+  std::size_t firstSlotOf(Key key) const { return (key >> 20) & m_mask; }
   std::size_t slotOf(Key key) const {
-    std::size_t index = (key >> 20) & m_mask;
+    std::size_t index = firstSlotOf(key);
     while (m_slots[index].key != 0 && m_slots[index].key != key) index = (index + 1) & m_mask;
     return index;
   }
@@ -107,42 +91,37 @@ class KeyTable {
     return std::uint64_t{1} << ((key >> 4) & 63) | std::uint64_t{1} << ((key >> 10) & 63);
   }
 
-  void link(Handle handle) {
-    Node& node = m_nodes[handle];
-    Slot& slot = m_slots[slotOf(node.key)];
-    if (slot.key == 0) {
-      slot.key = node.key;
-      ++m_usedSlots;
-    }
-    node.next = slot.first;
-    slot.first = handle;
-    m_filter[filterWord(node.key)] |= filterBits(node.key);
+  std::size_t keysInUse() const {
+    return static_cast<std::size_t>(std::count_if(
+        m_slots.begin(), m_slots.end(), [](const Slot& slot) { return !slot.entries.empty(); }));
   }
 
-  // Room for `wanted` slots, without what was erased.
+  // Room for `wanted` slots, without those whose entries are gone.
   void rebuild(std::size_t wanted) {
     std::size_t size = kSmallest;
     while (size < wanted) size *= 2;
     std::vector<Slot> slots(size);
     std::vector<std::uint64_t> filter(size / kSlotsPerFilterWord);
-    m_slots.swap(slots);
+    slots.swap(m_slots);
     m_filter.swap(filter);
     m_mask = size - 1;
     m_filterMask = m_filter.size() - 1;
     m_usedSlots = 0;
-    for (Handle handle = 0; handle < m_nodes.size(); ++handle) {
-      if (m_nodes[handle].key != 0) link(handle);
+    for (Slot& old : slots) {
+      if (old.entries.empty()) continue;
+      Slot& slot = m_slots[slotOf(old.key)];
+      slot.key = old.key;
+      slot.entries.swap(old.entries);
+      ++m_usedSlots;
+      m_filter[filterWord(slot.key)] |= filterBits(slot.key);
     }
   }
 
   std::vector<Slot> m_slots;  // a power of two of them, at most half used
   std::vector<std::uint64_t> m_filter;
-  std::vector<Node> m_nodes;
   std::size_t m_mask = 0;
   std::size_t m_filterMask = 0;
   std::size_t m_usedSlots = 0;
-  std::size_t m_usedEntries = 0;
-  Handle m_free = kNone;
 };
 
 }  // namespace QVL

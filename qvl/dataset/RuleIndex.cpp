@@ -21,13 +21,10 @@ struct RuleIndex::Rule {
   IAvoidance* rule;
   const Avoidance* view;  // null for a rule that is asked every time
 
-  struct Place {
-    KeyTable<Entry>::Handle handle;
-    RuleKey key;
-  };
   Filing* filing = nullptr;   // of its input; null while it is not filed
-  std::vector<Place> places;  // in the filing's table
+  std::vector<RuleKey> keys;  // under which it stands in the filing's table, one per alternative
   bool compared = false;      // an alternative stands in the filing's row of those without keys
+  bool needsEngine = false;   // it stands there to be asked
   bool asked = false;         // stands in m_asked
   bool folded = false;        // case does not matter
 
@@ -35,11 +32,13 @@ struct RuleIndex::Rule {
   Rule* nextChanged = nullptr;
 };
 
-// One alternative of a rule under one of its keys.
+// One alternative of a rule under one of its keys, with all that most comparisons need: what stands
+// elsewhere is far away.
 struct RuleIndex::Entry {
   std::uint64_t marks;  // that a text must bear
   const Glob* glob;     // null for a rule that needs the engine
   Rule* rule;
+  AccessTypes accessType;
   bool folded;  // case does not matter
 };
 
@@ -197,7 +196,7 @@ void RuleIndex::erase(const IAvoidance& rule) noexcept {
   m_rules.erase(found);
 }
 
-void RuleIndex::patternChanged(const IAvoidance& rule) noexcept {
+void RuleIndex::ruleChanged(const IAvoidance& rule) noexcept {
   const auto found = m_rules.find(&rule);
   if (found == m_rules.end()) return;
   // Its entries point into the pattern that is gone.
@@ -219,14 +218,14 @@ void RuleIndex::unfile(Rule& rule) noexcept {
   }
   if (!rule.filing) return;
   Filing& filing = *rule.filing;
-  for (const Rule::Place& place : rule.places) {
-    if (!filing.table[place.handle].glob) --m_engineEntries;
-    filing.table.erase(place.handle);
-    filing.use(place.key, -1);
+  const auto ofRule = [&](const Entry& entry) { return entry.rule == &rule; };
+  for (const RuleKey& key : rule.keys) {
+    filing.table.erase(key.key, ofRule);
+    filing.use(key, -1);
   }
-  rule.places.clear();
+  if (rule.needsEngine) m_engineEntries -= rule.keys.size();
+  rule.keys.clear();
   if (rule.compared) {
-    const auto ofRule = [&](const Entry& entry) { return entry.rule == &rule; };
     filing.compared.erase(std::remove_if(filing.compared.begin(), filing.compared.end(), ofRule),
                           filing.compared.end());
     rule.compared = false;
@@ -273,7 +272,7 @@ void RuleIndex::file(Rule& rule) {
   if (!alternatives) return askAlways(rule);
   std::vector<RuleKeys> keys;
   for (const GlobSteps& steps : *alternatives) keys.push_back(PathKeys::keysOf(steps));
-  const std::vector<Glob>& globs = pattern.globs();
+  const auto& globs = pattern.globs();
   const bool needsEngine = globs.empty();
   if (needsEngine &&
       std::any_of(keys.begin(), keys.end(), [](const RuleKeys& k) { return k.keys.empty(); })) {
@@ -283,18 +282,22 @@ void RuleIndex::file(Rule& rule) {
   auto& filing = m_filings[static_cast<std::size_t>(RuleView::inputOf(*rule.view))];
   if (!filing) filing = std::make_unique<Filing>();
   if (needsEngine) makeRoom(m_engineEntries + keys.size(), m_asked.size());
-  rule.places.reserve(keys.size());
+  rule.keys.reserve(keys.size());
   rule.filing = filing.get();
+  rule.needsEngine = needsEngine;
   rule.folded = !pattern.caseSensitive();
   if (rule.folded) ++filing->folded;
+  const AccessTypes accessType = RuleView::accessTypeOf(*rule.view);
   for (std::size_t i = 0; i < keys.size(); ++i) {
-    const Entry entry{keys[i].marks, needsEngine ? nullptr : &globs[i], &rule, rule.folded};
+    const Entry entry{keys[i].marks, needsEngine ? nullptr : globs[i].get(), &rule, accessType,
+                      rule.folded};
     if (keys[i].keys.empty()) {
       filing->compared.push_back(entry);
       rule.compared = true;
     } else {
       const RuleKey& key = filing->leastPopular(keys[i].keys);
-      rule.places.push_back({filing->table.insert(key.key, entry), key});
+      filing->table.insert(key.key, entry);
+      rule.keys.push_back(key);
       filing->use(key, +1);
       if (needsEngine) ++m_engineEntries;
     }
@@ -331,12 +334,13 @@ std::optional<bool> RuleIndex::anyMatches(LookupData& request, bool checkAccessT
           m_candidates.push_back(entry.rule);
           return false;
         }
+        if (checkAccessType && !accessTypeFits(entry.accessType, request.m_accessType)) {
+          return false;
+        }
         const std::string_view compared = entry.folded ? subject.folded() : subject.text();
         if (!entry.glob->matches(compared, subject.isAscii())) return false;
-        const Rule& rule = *entry.rule;
-        if (checkAccessType && !RuleView::fitsAccessTypeOf(*rule.view, request)) return false;
         if (!anyAsked) return true;
-        if (!firstMatch || m_keyOrder(*rule.key, *firstMatch)) firstMatch = rule.key;
+        if (!firstMatch || m_keyOrder(*entry.rule->key, *firstMatch)) firstMatch = entry.rule->key;
         return false;
       };
       return std::any_of(filing.compared.begin(), filing.compared.end(), compare) ||

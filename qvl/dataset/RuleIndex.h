@@ -33,11 +33,12 @@ namespace QVL {
 //      a key of it is found, or always.
 //   3. Rules that are asked, and so might throw or be watched, are asked in key order, up to the
 //      first rule in key order that matches. Comparing globs has no effect that could be seen.
-//   4. A rule that was recompiled, by whomever, is filed anew before the next answer.
+//   4. A rule that was recompiled or has another access type, by whomever, is filed anew before the
+//      next answer.
 //   5. A text that is not UTF-8 is not answered here: the walk is.
 //
 // Thread safety: none; the data set's lock guards it.
-class RuleIndex final : public PatternObserver {
+class RuleIndex final : public RuleObserver {
  public:
   // Orders keys as the data set does.
   using KeyOrder = bool (*)(const std::string& a, const std::string& b);
@@ -56,7 +57,7 @@ class RuleIndex final : public PatternObserver {
   // walk has to answer. What an asked rule throws passes through.
   std::optional<bool> anyMatches(LookupData& request, bool checkAccessType);
 
-  void patternChanged(const IAvoidance& rule) noexcept override;
+  void ruleChanged(const IAvoidance& rule) noexcept override;
 
  private:
   struct Rule;
