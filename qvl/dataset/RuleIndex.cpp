@@ -62,18 +62,24 @@ class RuleIndex::Filing {
           const std::size_t costOfB = cost(b);
           return costOfA != costOfB ? costOfA < costOfB : a.length > b.length;
         });
+    makeRoomToCount(keys.size());
     for (const RuleKey& key : keys) {
-      std::uint16_t& rules = popularity(key.key);
-      if (rules < std::numeric_limits<std::uint16_t>::max()) ++rules;
+      for (const std::size_t place : placesOf(key.key)) {
+        std::uint16_t& rules = m_popularity[place];
+        if (rules < std::numeric_limits<std::uint16_t>::max()) ++rules;
+      }
     }
     return *chosen;
   }
 
-  // How many entries are filed under each kind of key, and under prefixes of each depth.
+  // How many entries are filed, under each kind of key, and under prefixes of each depth.
   void use(const RuleKey& key, int change) {
-    adjust(m_kindUse[static_cast<unsigned>(key.kind)], change, m_kinds,
-           static_cast<unsigned>(key.kind));
-    if (key.kind == Kind::Prefix) adjust(m_depthUse[key.depth], change, m_depths, key.depth);
+    adjust(m_use, change);
+    const auto kind = static_cast<unsigned>(key.kind);
+    mark(m_kinds, kind, adjust(m_kindUse[kind], change));
+    if (key.kind == Kind::Prefix) {
+      mark(m_depths, key.depth, adjust(m_depthUse[key.depth], change));
+    }
   }
 
   // Calls `visit(entry)` for the entries under every key of a text until it answers true.
@@ -81,25 +87,49 @@ class RuleIndex::Filing {
   bool find(std::string_view text, Visit visit);
 
  private:
-  // About how many rules have a key: those that share its place in the row count along. Only the
-  // choice of keys depends on it.
-  std::uint16_t& popularity(PathKeys::Key key) {
-    return m_popularity[(key >> 40) % kPopularityRow];
+  // About how many rules have a key. Each is counted at two places of a row, where others are
+  // counted along, and the lesser count is taken. Only the choice of keys depends on it.
+  std::uint16_t popularity(PathKeys::Key key) const {
+    const auto places = placesOf(key);
+    return std::min(m_popularity[places[0]], m_popularity[places[1]]);
+  }
+  std::array<std::size_t, 2> placesOf(PathKeys::Key key) const {
+    const std::size_t mask = m_popularity.size() - 1;
+    return {(key >> 40) & mask, (key >> 14) & mask};
   }
 
-  static void adjust(std::uint32_t& use, int change, std::uint64_t& mask, unsigned bit) {
-    use = static_cast<std::uint32_t>(static_cast<int>(use) + change);
-    mask = use != 0 ? mask | std::uint64_t{1} << bit : mask & ~(std::uint64_t{1} << bit);
+  // The row grows with the rules that are filed; of those that are gone, the count fades.
+  void makeRoomToCount(std::size_t keys) {
+    const std::size_t size = m_popularity.size();
+    if (m_counted + keys > size) {
+      if (kKeysOfARule * m_use > size) {
+        m_popularity.resize(2 * size);
+        std::copy_n(m_popularity.begin(), size, m_popularity.begin() + static_cast<long>(size));
+      } else {
+        for (std::uint16_t& rules : m_popularity) rules /= 2;
+        m_counted /= 2;
+      }
+    }
+    m_counted += keys;
+  }
+
+  static std::uint32_t adjust(std::uint32_t& use, int change) {
+    return use = static_cast<std::uint32_t>(static_cast<int>(use) + change);
+  }
+  static void mark(std::uint64_t& mask, unsigned bit, bool on) {
+    mask = (mask & ~(std::uint64_t{1} << bit)) | std::uint64_t{on} << bit;
   }
   bool uses(Kind kind) const { return m_kinds >> static_cast<unsigned>(kind) & 1; }
 
+  std::uint32_t m_use = 0;
   std::array<std::uint32_t, PathKeys::kKinds> m_kindUse{};
   std::array<std::uint32_t, 64> m_depthUse{};
   std::uint64_t m_kinds = 0;   // in use
   std::uint64_t m_depths = 0;  // in use
 
-  static constexpr std::size_t kPopularityRow = 1 << 16;
-  std::vector<std::uint16_t> m_popularity = std::vector<std::uint16_t>(kPopularityRow);
+  static constexpr std::size_t kKeysOfARule = 8;  // about
+  std::vector<std::uint16_t> m_popularity = std::vector<std::uint16_t>(1 << 16);
+  std::size_t m_counted = 0;
 
   // Scratch of a query.
   PathKeys::Text m_text;
