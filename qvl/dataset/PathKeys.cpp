@@ -11,10 +11,14 @@ namespace {
 // A prefix key of more components than fit the mask of depths is not made.
 constexpr unsigned kDeepest = 63;
 
-std::uint64_t hashOf(std::string_view piece) {
+const Text& textOf(std::string_view piece) {
   thread_local Text text;
   text.assign(piece);
-  return text.hash(0, piece.size());
+  return text;
+}
+
+std::uint64_t hashOf(std::string_view piece) {
+  return textOf(piece).hash(0, piece.size());
 }
 
 // Collects the keys of one run of literal bytes.
@@ -53,7 +57,10 @@ class Chunk {
     m_whole = true;
     if (!whollyStarts || !whollyEnds) {
       m_pairing = false;
-      if (whollyStarts) piece(part, Kind::Head8, [&](std::size_t n) { return part.substr(0, n); });
+      if (whollyStarts) {
+        piece(part, Kind::Head8, [&](std::size_t n) { return part.substr(0, n); });
+        m_keys.headMarks |= textOf(part.substr(0, 4)).headMarks();
+      }
       if (whollyEnds) {
         piece(part, Kind::Tail8, [&](std::size_t n) { return part.substr(part.size() - n); });
       }

@@ -44,10 +44,11 @@ struct RuleKey {
 };
 
 // The keys of one alternative of a rule's expression, and the marks that every text bears which
-// it matches.
+// it matches: of whole components and the extension, and of the first bytes of components.
 struct RuleKeys {
   std::vector<RuleKey> keys;
   std::uint64_t marks = 0;
+  std::uint64_t headMarks = 0;
 };
 
 RuleKeys keysOf(const GlobSteps& steps);
@@ -93,6 +94,18 @@ class Text {
   // Where component `index` starts and how long it is.
   std::size_t start(std::size_t index) const { return index == 0 ? 0 : m_ends[index - 1] + 1u; }
   std::size_t length(std::size_t index) const { return m_ends[index] - start(index); }
+
+  // One bit of 64 for the first four bytes of each component that has so many.
+  std::uint64_t headMarks() const {
+    const char* const first = m_buffer.data() + kMargin;
+    std::uint64_t marks = 0;
+    for (std::size_t i = 0; i < m_components; ++i) {
+      std::uint32_t head;
+      std::memcpy(&head, first + start(i), sizeof head);
+      marks |= std::uint64_t{length(i) >= sizeof head} << (head * 0x9E3779B1u >> 26);
+    }
+    return marks;
+  }
 
   // The hash of a piece of the text, without regard to ASCII case. The lengths that components have
   // take no branch that depends on them.

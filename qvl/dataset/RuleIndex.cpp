@@ -36,7 +36,8 @@ struct RuleIndex::Rule {
 // elsewhere is far away.
 struct RuleIndex::Entry {
   std::uint64_t marks;  // that a text must bear
-  const Glob* glob;     // null for a rule that needs the engine
+  std::uint64_t headMarks;
+  const Glob* glob;  // null for a rule that needs the engine
   Rule* rule;
   AccessTypes accessType;
   bool folded;  // case does not matter
@@ -143,10 +144,14 @@ bool RuleIndex::Filing::find(std::string_view text, Visit visit) {
   std::array<PathKeys::Key, 32> found;
   std::size_t foundCount = 0;
   std::uint64_t marks = 0;
+  std::uint64_t headMarks = 0;
   bool matched = false;
   const auto lookUp = [&](std::uint64_t borne) {
     matched = matched || table.find(found, foundCount, [&](const Entry& entry) {
-      return (entry.marks & ~borne) == 0 && visit(entry);
+      if ((entry.marks & ~borne) != 0) return false;
+      // Found out only for a text that comes so far.
+      if (entry.headMarks != 0 && headMarks == 0) headMarks = m_text.headMarks();
+      return (entry.headMarks & ~headMarks) == 0 && visit(entry);
     });
     foundCount = 0;
   };
@@ -319,8 +324,8 @@ void RuleIndex::file(Rule& rule) {
   if (rule.folded) ++filing->folded;
   const AccessTypes accessType = RuleView::accessTypeOf(*rule.view);
   for (std::size_t i = 0; i < keys.size(); ++i) {
-    const Entry entry{keys[i].marks, needsEngine ? nullptr : globs[i].get(), &rule, accessType,
-                      rule.folded};
+    Entry entry{keys[i].marks, keys[i].headMarks, nullptr, &rule, accessType, rule.folded};
+    if (!needsEngine) entry.glob = globs[i].get();
     if (keys[i].keys.empty()) {
       filing->compared.push_back(entry);
       rule.compared = true;
