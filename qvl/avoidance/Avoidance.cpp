@@ -19,7 +19,7 @@ struct Avoidance::State {
   std::unique_ptr<const CompiledPattern> m_regex;
   unsigned char m_wildCardSearch = 1;
   unsigned char m_caseSensitiveSearch = 1;
-  RuleObserver* observer = nullptr;
+  PatternObserver* observer = nullptr;
 
   // Is this what is compiled already?
   bool holds(const std::string& expression, bool caseSensitive) const {
@@ -145,7 +145,7 @@ AccessTypes Avoidance::accessType() const {
   return m_state->m_accessType;
 }
 
-void Avoidance::observe(RuleObserver* observer) const {
+void Avoidance::observe(PatternObserver* observer) const {
   m_state->observer = observer;
 }
 

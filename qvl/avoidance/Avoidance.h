@@ -14,7 +14,7 @@
 namespace QVL {
 
 class CompiledPattern;
-class RuleObserver;
+class PatternObserver;
 struct ConstructorTexts;
 struct RuleTexts;
 
@@ -86,7 +86,7 @@ class QVL_EXPORT Avoidance : public IAvoidance {
 
   const CompiledPattern& pattern() const;
   AccessTypes accessType() const;
-  void observe(RuleObserver* observer) const;
+  void observe(PatternObserver* observer) const;
 
   void createFrom(std::string text, const ConstructorTexts& texts);
 

@@ -41,7 +41,7 @@ AccessTypes RuleView::accessTypeOf(const Avoidance& rule) {
   return rule.accessType();
 }
 
-void RuleView::observe(const Avoidance& rule, RuleObserver* observer) {
+void RuleView::observe(const Avoidance& rule, PatternObserver* observer) {
   rule.observe(observer);
 }
 

@@ -19,13 +19,14 @@ constexpr std::size_t kRuleInputs = 3;
 
 std::string_view inputOf(const LookupData& request, RuleInput input);
 
-// Told when a rule has another compiled pattern, which replaces the one it had, or access type.
-class RuleObserver {
+// Told when a rule has a new compiled pattern, which replaces the one it had, or another access
+// type.
+class PatternObserver {
  public:
   virtual void ruleChanged(const IAvoidance& rule) = 0;
 
  protected:
-  ~RuleObserver() = default;
+  ~PatternObserver() = default;
 };
 
 // A rule whose answer is known to be "its pattern matches this input, and its access type fits".
@@ -40,7 +41,7 @@ class RuleView {
   static AccessTypes accessTypeOf(const Avoidance& rule);
 
   // From now on `observer` is told; null ends that. A rule has one observer, its data set.
-  static void observe(const Avoidance& rule, RuleObserver* observer);
+  static void observe(const Avoidance& rule, PatternObserver* observer);
 };
 
 }  // namespace QVL

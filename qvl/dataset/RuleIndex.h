@@ -38,7 +38,7 @@ namespace QVL {
 //   5. A text that is not UTF-8 is not answered here: the walk is.
 //
 // Thread safety: none; the data set's lock guards it.
-class RuleIndex final : public RuleObserver {
+class RuleIndex final : public PatternObserver {
  public:
   // Orders keys as the data set does.
   using KeyOrder = bool (*)(const std::string& a, const std::string& b);
