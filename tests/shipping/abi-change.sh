@@ -1,15 +1,35 @@
 # abi-change.sh COMPARE BASELINE LIBRARY SCRATCH: does the comparison notice a change? Against a
-# baseline in which an access type has another value it has to fail.
+# baseline that differs in what a host relies on it has to fail, and say where.
 set -eu
 compare=$1 baseline=$2 library=$3 scratch=$4
-gunzip -c "$baseline" | sed "s/name='AnyAccess' value='3'/name='AnyAccess' value='4'/" |
-  gzip >"$scratch/changed.abi.gz"
-if told=$(BASELINE=$scratch/changed.abi.gz "$compare" "$library"); then
-  echo "expected the comparison to fail for a changed access type, and it passed"
-  exit 1
-fi
-case $told in *AnyAccess*) ;; *)
-  printf 'expected the comparison to tell of AnyAccess, and it told\n%s\n' "$told"
-  exit 1
-  ;;
-esac
+gunzip -c "$baseline" >"$scratch/baseline.abi"
+
+# notices EXPRESSION TEXT: against what sed's EXPRESSION makes of the baseline the comparison fails,
+# and tells of TEXT.
+notices() {
+  sed "$1" "$scratch/baseline.abi" >"$scratch/changed.abi"
+  if cmp -s "$scratch/baseline.abi" "$scratch/changed.abi"; then
+    echo "expected the baseline to hold what '$1' changes"
+    exit 1
+  fi
+  gzip -c "$scratch/changed.abi" >"$scratch/changed.abi.gz"
+  if told=$(BASELINE=$scratch/changed.abi.gz "$compare" "$library" 2>&1); then
+    echo "expected the comparison to fail after '$1', and it passed"
+    exit 1
+  fi
+  case $told in *"$2"*) ;; *)
+    printf "expected the comparison to tell of %s after '%s', and it told\n%s\n" "$2" "$1" "$told"
+    exit 1
+    ;;
+  esac
+}
+
+# in_class CLASS EXPRESSION: the expression, kept to the class.
+in_class() { echo "/<class-decl name='$1'/,/<\/class-decl>/ $2"; }
+
+notices "s/name='AnyAccess' value='3'/name='AnyAccess' value='4'/" AnyAccess
+notices "$(in_class LookupData "s/in-bits='832'/in-bits='896'/")" LookupData
+notices "$(in_class LookupData "s/in-bits='320'/in-bits='328'/")" m_processName
+notices "$(in_class LookupManager "s/vtable-offset='3'/vtable-offset='9'/")" isPresent
+notices "s/<elf-symbol name='\(_ZN3QVL13LookupManager9isPresent\)E/<elf-symbol name='\1X/" \
+  _ZN3QVL13LookupManager9isPresentX
