@@ -12,35 +12,31 @@ scan      /var/log/syslog'
   fi
 }
 
-# bare_flags SCRATCH COMPILER...: the options with which a compiler finds the headers that it always
-# finds, except those of Boost, ICU and libxml2.
-bare_flags() {
-  scratch=$1
+# The options of a compiler that finds headers only where bare_headers says.
+bare='-nostdinc -nostdinc++'
+
+# bare_headers FOLDER COMPILER...: has that compiler find the headers that it always finds, except
+# those of Boost, ICU and libxml2, and makes sure that the three are really out of reach.
+bare_headers() {
+  local folders=$1 number=0 folder header
   shift
-  rm -rf "$scratch"
-  "$@" -E -v -x c++ /dev/null 2>&1 >/dev/null |
+  rm -rf "$folders"
+  # By the environment, where folders may have spaces in their names.
+  CPLUS_INCLUDE_PATH=$("$@" -E -v -x c++ /dev/null 2>&1 >/dev/null |
     sed -n '/^#include <...> search starts here/,/^End of search list/s/^ \(\/.*\)/\1/p' |
     {
-      number=0
-      printf '%s' '-nostdinc -nostdinc++'
       while read -r folder; do
         number=$((number + 1))
-        bare=$scratch/$number
-        mkdir -p "$bare"
+        mkdir -p "$folders/$number"
         find "$folder" -mindepth 1 -maxdepth 1 ! -name boost ! -name unicode ! -name 'libxml*' \
-          -exec ln -s {} "$bare" \;
-        printf ' -isystem %s' "$bare"
+          -exec ln -s {} "$folders/$number" \;
+        printf '%s:' "$folders/$number"
       done
-    }
-}
-
-# expect_bare FLAGS COMPILER...: with these options the three are really out of reach.
-expect_bare() {
-  flags=$1
-  shift
+    })
+  export CPLUS_INCLUDE_PATH=${CPLUS_INCLUDE_PATH%:}
   for header in boost/version.hpp unicode/uversion.h libxml/xmlversion.h libxml2/libxml/tree.h; do
     # shellcheck disable=SC2086
-    if echo "#include <$header>" | "$@" $flags -fsyntax-only -x c++ - 2>/dev/null; then
+    if echo "#include <$header>" | "$@" $bare -fsyntax-only -x c++ - 2>/dev/null; then
       echo "expected <$header> to be hidden from the host, and it was found"
       exit 1
     fi

@@ -9,9 +9,10 @@ if [ "$told" != "$version" ]; then
   echo "expected pkg-config to tell version $version, and it told $told"
   exit 1
 fi
-flags=$(bare_flags "$scratch/bare" "$@")
-expect_bare "$flags" "$@"
-# shellcheck disable=SC2046,SC2086
-"$@" $flags "$host" $(pkg-config --cflags --libs qvlscanavoidance) \
-  "-Wl,-rpath,$(pkg-config --variable=libdir qvlscanavoidance)" -o "$scratch/host"
+bare_headers "$scratch/bare" "$@"
+# What pkg-config tells is quoted for a shell.
+eval "found=($(pkg-config --cflags --libs qvlscanavoidance)
+  -Wl,-rpath,$(pkg-config --variable=libdir qvlscanavoidance))"
+# shellcheck disable=SC2086,SC2154
+"$@" $bare "$host" "${found[@]}" -o "$scratch/host"
 expect_host_answers "$scratch/host"

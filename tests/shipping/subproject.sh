@@ -11,7 +11,11 @@ for way in add_subdirectory FetchContent; do
   "$cmake" --build "$scratch" --parallel 2
   expect_host_answers "$scratch/host"
 
-  if grep -- "-o [^ ]*host.cpp.o" "$scratch/compile_commands.json" | grep -E -- ' -(W|f)'; then
+  flags=$(grep -- '-o [^ ]*host\.cpp\.o' "$scratch/compile_commands.json") || {
+    echo "expected $scratch/compile_commands.json to tell how the host is compiled"
+    exit 1
+  }
+  if grep -E -- ' -(W|f)' <<<"$flags"; then
     echo "expected a host that takes the library in by $way to keep its own flags"
     exit 1
   fi
