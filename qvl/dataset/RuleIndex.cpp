@@ -23,10 +23,13 @@ struct RuleIndex::Rule {
 
   Filing* filing = nullptr;   // of its input; null while it is not filed
   std::vector<RuleKey> keys;  // under which it stands in the filing's table, one per alternative
-  bool compared = false;      // an alternative stands in the filing's row of those without keys
-  bool needsEngine = false;   // it stands there to be asked
-  bool asked = false;         // stands in m_asked
-  bool folded = false;        // case does not matter
+  // Made when it is filed, beside those of other rules: among all that rules are made of, finding
+  // the one that matches takes longer.
+  std::vector<std::unique_ptr<const Glob>> globs;
+  bool compared = false;     // an alternative stands in the filing's row of those without keys
+  bool needsEngine = false;  // it stands there to be asked
+  bool asked = false;        // stands in m_asked
+  bool folded = false;       // case does not matter
 
   bool changed = false;  // stands in the list of m_changed
   Rule* nextChanged = nullptr;
@@ -234,7 +237,7 @@ void RuleIndex::erase(const IAvoidance& rule) noexcept {
 void RuleIndex::ruleChanged(const IAvoidance& rule) noexcept {
   const auto found = m_rules.find(&rule);
   if (found == m_rules.end()) return;
-  // Its entries point into the pattern that is gone.
+  // Its entries are those of the pattern that is gone.
   unfile(*found->second);
   markChanged(*found->second);
 }
@@ -265,6 +268,7 @@ void RuleIndex::unfile(Rule& rule) noexcept {
                           filing.compared.end());
     rule.compared = false;
   }
+  rule.globs.clear();
   if (rule.folded) --filing.folded;
   rule.filing = nullptr;
 }
@@ -307,8 +311,7 @@ void RuleIndex::file(Rule& rule) {
   if (!alternatives) return askAlways(rule);
   std::vector<RuleKeys> keys;
   for (const GlobSteps& steps : *alternatives) keys.push_back(PathKeys::keysOf(steps));
-  const auto& globs = pattern.globs();
-  const bool needsEngine = globs.empty();
+  const bool needsEngine = pattern.globs().empty();
   if (needsEngine &&
       std::any_of(keys.begin(), keys.end(), [](const RuleKeys& k) { return k.keys.empty(); })) {
     return askAlways(rule);
@@ -318,6 +321,7 @@ void RuleIndex::file(Rule& rule) {
   if (!filing) filing = std::make_unique<Filing>();
   if (needsEngine) makeRoom(m_engineEntries + keys.size(), m_asked.size());
   rule.keys.reserve(keys.size());
+  rule.globs.reserve(keys.size());
   rule.filing = filing.get();
   rule.needsEngine = needsEngine;
   rule.folded = !pattern.caseSensitive();
@@ -325,7 +329,10 @@ void RuleIndex::file(Rule& rule) {
   const AccessTypes accessType = RuleView::accessTypeOf(*rule.view);
   for (std::size_t i = 0; i < keys.size(); ++i) {
     Entry entry{keys[i].marks, keys[i].headMarks, nullptr, &rule, accessType, rule.folded};
-    if (!needsEngine) entry.glob = globs[i].get();
+    if (!needsEngine) {
+      rule.globs.push_back(Glob::of((*alternatives)[i]));
+      entry.glob = rule.globs.back().get();
+    }
     if (keys[i].keys.empty()) {
       filing->compared.push_back(entry);
       rule.compared = true;
