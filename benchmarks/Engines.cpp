@@ -31,8 +31,13 @@ std::shared_ptr<IDataSet> emptyDataSet(Kind kind) {
       return std::make_shared<FilePathDataSet>();
     case Kind::Folder:
       return std::make_shared<FolderDataSet>();
-    case Kind::Process:
-      return std::make_shared<ProcessDataSet>();
+    case Kind::Process: {
+      // It starts without wildcards and with one access type for all rules.
+      auto dataSet = std::make_shared<ProcessDataSet>();
+      dataSet->enableWildCardSearch();
+      dataSet->checkAccessTypeAtDataSetLevelOnly(0, AnyAccess);
+      return dataSet;
+    }
     case Kind::Type:
       return std::make_shared<FileTypeDataSet>();
   }
