@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Writes what qvl_benchmarks measured into docs/performance.md and draws docs/performance.svg.
 
     report.py OUTPUT.json... --document docs/performance.md --plot docs/performance.svg
@@ -96,6 +96,14 @@ def queries(results):
                   "plain walk", "expressions", "traced"], rows)
 
 
+def hot(results):
+    rows = []
+    for rules in SIZES:
+        times = [results.time("Hot", rules, engine) for engine in ("Product", "RE2", "Vectorscan")]
+        rows.append([f"{rules:,}", *map(duration, times), ratio(times[0], fastest(*times[1:]))])
+    return table(["rules", "product", "RE2::Set", "Vectorscan", "product / faster peer"], rows)
+
+
 def growth(results):
     rows = []
     for sort, operation in (("15 % hits", "Query"), ("misses", "Miss"), ("hits", "Hit")):
@@ -170,7 +178,7 @@ def machine(results):
 
 
 TABLES = {function.__name__: function for function in
-          (queries, growth, kinds, setup, memory, worst, changes, machine)}
+          (queries, hot, growth, kinds, setup, memory, worst, changes, machine)}
 
 
 def fill(text, results):
