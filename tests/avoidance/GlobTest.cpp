@@ -274,6 +274,40 @@ TEST(Glob, FindsLongSegments) {
   EXPECT_LT(matched, cases / 2);
 }
 
+// Longer ones than are searched for at all places at once. With fewer of the letter in pattern and
+// text, the answer is the same.
+TEST(Glob, FindsSegmentsOfThousandsOfEntries) {
+  std::size_t matched = 0;
+  std::size_t compared = 0;
+  const auto expectAnswer = [&](const std::vector<std::string>& pattern,
+                                const std::vector<std::string>& text) {
+    const auto withLetters = [](const std::vector<std::string>& parts, std::size_t count) {
+      return parts[0] + std::string(count, 'a') + parts[1];
+    };
+    const bool expected = matchesByTable(withLetters(pattern, 8), withLetters(text, 8));
+    const auto glob = Glob::of(stepsOf(withLetters(pattern, 5000)));
+    EXPECT_EQ(glob->matches(withLetters(text, 5000), false), expected)
+        << pattern[0] << " a... " << pattern[1] << " on \"" << text[0] << " a... " << text[1]
+        << '"';
+    ++compared;
+    matched += expected;
+  };
+  for (const char* const before : {"x*", "x=", "x/~"}) {
+    for (const char* const behind : {"?b=c", "_b=c", "?b*c"}) {
+      for (const char* const start : {"x", "x/", "xaaa", "x/aa/", "x/ab", "xé/", "xa/a"}) {
+        for (const char* const end : {"!bc",
+                                      "é"
+                                      "bc",
+                                      "/bc", "!c", "!b", "!b/c", "a!bc", ""}) {
+          expectAnswer({before, behind}, {start, end});
+        }
+      }
+    }
+  }
+  EXPECT_GT(matched, compared / 10);
+  EXPECT_LT(matched, compared / 2);
+}
+
 TEST(Glob, WantsMoreExactlyWhereALongerTextCanMatch) {
   const std::vector<std::string> longer = textsOver("ab/", 5);
   std::size_t wanting = 0;

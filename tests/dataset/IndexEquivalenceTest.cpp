@@ -374,6 +374,44 @@ TEST(IndexEquivalence, OfAlternativesInUnusualPlaces) {
   }
 }
 
+// Rules with keys of every kind, a name of their own among them.
+std::unique_ptr<FilePathAvoidance> numberedRule(int number) {
+  const std::string name = std::to_string(number);
+  return std::make_unique<FilePathAvoidance>(
+      "/data/volume/folder/of" + name + "/many/**/parts" + name + "/*.log", AnyAccess);
+}
+
+LookupData requestOfNumberedRule(int number) {
+  const std::string name = std::to_string(number);
+  return fileRequest("/data/volume/folder/of" + name + "/many/a/parts" + name + "/b.log");
+}
+
+const std::vector<std::string> kPresent = {"present", "present"};
+const std::vector<std::string> kAbsent = {"absent", "absent"};
+
+// More than the index makes room for at first, to count the rules of a key.
+TEST(IndexEquivalence, OfManyThousandRules) {
+  constexpr int kRules = 20000;
+  FilePathDataSet dataSet;
+  for (int i = 0; i < kRules; ++i) ASSERT_TRUE(dataSet.addToDataSet(numberedRule(i)));
+  for (int i = 0; i < kRules; i += 997) {
+    EXPECT_EQ(bothWays(dataSet, requestOfNumberedRule(i)), kPresent) << i;
+    EXPECT_EQ(bothWays(dataSet, requestOfNumberedRule(i + kRules)), kAbsent) << i;
+  }
+}
+
+// Few at a time, but in the end more than the index makes room for.
+TEST(IndexEquivalence, OfRulesThatKeepComingAndGoing) {
+  constexpr int kRules = 500;
+  FilePathDataSet dataSet;
+  for (int first = 0; first < 40 * kRules; first += kRules) {
+    for (int i = first; i < first + kRules; ++i) dataSet.addToDataSet(numberedRule(i));
+    EXPECT_EQ(bothWays(dataSet, requestOfNumberedRule(first)), kPresent) << first;
+    for (int i = first; i < first + kRules; ++i) dataSet.removeFromDataSet(*numberedRule(i));
+    EXPECT_EQ(bothWays(dataSet, requestOfNumberedRule(first)), kAbsent) << first;
+  }
+}
+
 TEST(IndexEquivalence, OfRulesThatRecompileOthersWhileTheyAreAsked) {
   for (const char* const text : {"/a", "(?i)a", "a+b", "[ab]"}) {
     for (const char* const key : {"#", "~"}) {
