@@ -364,11 +364,8 @@ class Glob::Matcher {
   // The first slash at or after `at`, or the end of the text.
   std::size_t componentEnd(std::size_t at) const {
     if (at < m_componentFrom || at > m_componentEnd) {
-      const void* const slash = std::memchr(m_text.data() + at, '/', m_text.size() - at);
       m_componentFrom = at;
-      m_componentEnd =
-          slash ? static_cast<std::size_t>(static_cast<const char*>(slash) - m_text.data())
-                : m_text.size();
+      m_componentEnd = std::min(m_text.find('/', at), m_text.size());
     }
     return m_componentEnd;
   }
