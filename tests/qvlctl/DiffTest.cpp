@@ -145,33 +145,27 @@ TEST_F(Diff, WalksFolders) {
   write("d/b/333", "333");
   write("d/c/4444", "4444");
   const std::string top = path("d");
-  const auto folder = [&](const std::string& name) {
-    return "<data-set number='1' kind='folder'><rule>" + top + name + "</rule></data-set>";
-  };
-  writePolicy("old.xml", "1", folder("/a/"));
-  writePolicy("new.xml", "1", folder("/b/"));
+  // Not with `top` in them: in a rule, some characters of a path are signs of an expression.
+  writePolicy("old.xml", "1",
+              "<data-set number='1' kind='folder'><rule>/**/d/a/</rule></data-set>");
+  writePolicy("new.xml", "1",
+              "<data-set number='1' kind='folder'><rule>/**/d/b/</rule></data-set>");
   EXPECT_EQ(diff({"d"}), (Result{1,
                                  "Newly skipped:\n"
                                  "  " +
                                      top +
                                      "/b/333\n"
-                                     "    now by data set 1, rule 1, new.xml:2: " +
-                                     top +
-                                     "/b/\n"
+                                     "    now by data set 1, rule 1, new.xml:2: /**/d/b/\n"
                                      "\n"
                                      "Newly scanned:\n"
                                      "  " +
                                      top +
                                      "/a/1\n"
-                                     "    no longer by data set 1, rule 1, old.xml:2: " +
-                                     top +
-                                     "/a/\n"
+                                     "    no longer by data set 1, rule 1, old.xml:2: /**/d/a/\n"
                                      "  " +
                                      top +
                                      "/a/n/22\n"
-                                     "    no longer by data set 1, rule 1, old.xml:2: " +
-                                     top +
-                                     "/a/\n"
+                                     "    no longer by data set 1, rule 1, old.xml:2: /**/d/a/\n"
                                      "\n"
                                      "4 paths asked about: 1 newly skipped (3 bytes), "
                                      "2 newly scanned (3 bytes)\n",
@@ -181,9 +175,7 @@ TEST_F(Diff, WalksFolders) {
                     R"({"change":"newly-skipped","path":")" + top +
                         R"(/b/333","size":3,"oldMatched":[],"newMatched":[1],"onlyOld":[],)"
                         R"("onlyNew":[{"dataSet":1,"kind":"folder","decidedBy":"rules","rule":1,)"
-                        R"("line":2,"text":")" +
-                        top +
-                        R"(/b/","access":"any"}]})"
+                        R"("line":2,"text":"/**/d/b/","access":"any"}]})"
                         "\n"
                         R"({"change":"summary","asked":2,"newlySkipped":{"paths":1,"bytes":3},)"
                         R"("newlyScanned":{"paths":0,"bytes":0},"unreadableFolders":0})"
