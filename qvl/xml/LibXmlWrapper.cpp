@@ -2,7 +2,9 @@
 
 #include <fcntl.h>
 #include <libxml/SAX2.h>
+#include <libxml/globals.h>
 #include <libxml/parser.h>
+#include <libxml/threads.h>
 #include <libxml/tree.h>
 #include <libxml/xmlerror.h>
 #include <libxml/xmlwriter.h>
@@ -16,6 +18,7 @@
 #include <cstring>
 #include <exception>
 #include <initializer_list>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -73,30 +76,54 @@ using ErrorPointer = const xmlError*;
 using ErrorPointer = xmlError*;
 #endif
 
-// Keeps libxml2's own messages of this thread off standard error for as long as it lives: what the
-// class tells, it tells itself. Most messages go to the structured handler, and a few, such as that
-// of an unknown XPath function, straight to the generic one.
-class QuietLibrary {
+// What libxml2 keeps for this thread is there, or std::bad_alloc is thrown.
+void prepareThread() {
+#if LIBXML_VERSION >= 21200
+  if (xmlCheckThreadLocalStorage() != 0) throw std::bad_alloc();
+#else
+  // These releases crash when they get no memory for it. What is asked for and given back here is
+  // there for them a moment later.
+  thread_local bool prepared = false;
+  if (prepared || xmlIsMainThread()) return;
+  void* const memory = xmlMalloc(sizeof(xmlGlobalState));
+  if (!memory) throw std::bad_alloc();
+  xmlFree(memory);
+  if (!xmlGetGlobalState()) throw std::bad_alloc();
+  prepared = true;
+#endif
+}
+
+// A call into libxml2. Every operation that makes one holds this: for as long as it lives,
+// libxml2's own messages of this thread are kept off standard error, since what the class tells, it
+// tells itself. Most messages go to the structured handler, and a few, such as that of an unknown
+// XPath function, straight to the generic one.
+class LibraryCall {
  public:
-  QuietLibrary() {
+  LibraryCall() {
+    prepareThread();
+    m_structured = xmlStructuredError;
+    m_structuredContext = xmlStructuredErrorContext;
+    m_generic = xmlGenericError;
+    m_genericContext = xmlGenericErrorContext;
     xmlSetStructuredErrorFunc(nullptr, ignore);
     xmlSetGenericErrorFunc(nullptr, ignoreText);
+    xmlInitParser();
   }
-  ~QuietLibrary() {
+  ~LibraryCall() {
     xmlSetGenericErrorFunc(m_genericContext, m_generic);
     xmlSetStructuredErrorFunc(m_structuredContext, m_structured);
   }
-  QuietLibrary(const QuietLibrary&) = delete;
-  QuietLibrary& operator=(const QuietLibrary&) = delete;
+  LibraryCall(const LibraryCall&) = delete;
+  LibraryCall& operator=(const LibraryCall&) = delete;
 
  private:
   static void ignore(void*, ErrorPointer) {}
   static void ignoreText(void*, const char*, ...) {}
 
-  const xmlStructuredErrorFunc m_structured = xmlStructuredError;
-  void* const m_structuredContext = xmlStructuredErrorContext;
-  const xmlGenericErrorFunc m_generic = xmlGenericError;
-  void* const m_genericContext = xmlGenericErrorContext;
+  xmlStructuredErrorFunc m_structured;
+  void* m_structuredContext;
+  xmlGenericErrorFunc m_generic;
+  void* m_genericContext;
 };
 
 // What an expression comes to; null when it cannot be evaluated.
@@ -375,14 +402,12 @@ struct LibXmlWrapper::State {
 };
 
 LibXmlWrapper::LibXmlWrapper() : m_state(std::make_unique<State>()) {
-  xmlInitParser();
-  const QuietLibrary quiet;
+  const LibraryCall call;
   m_state->document.reset(xmlNewDoc(xml("1.0")));
 }
 
 LibXmlWrapper::LibXmlWrapper(std::string fileName) : m_state(std::make_unique<State>()) {
-  xmlInitParser();
-  const QuietLibrary quiet;
+  const LibraryCall call;
   m_state->fileName = std::move(fileName);
   m_state->document = parseFile(m_state->fileName);
   if (!m_state->document) {
@@ -392,15 +417,14 @@ LibXmlWrapper::LibXmlWrapper(std::string fileName) : m_state(std::make_unique<St
 
 LibXmlWrapper::LibXmlWrapper(char* buffer, unsigned long size)
     : m_state(std::make_unique<State>()) {
-  xmlInitParser();
-  const QuietLibrary quiet;
+  const LibraryCall call;
   m_state->document = parseMemory(buffer, size);
 }
 
 LibXmlWrapper::~LibXmlWrapper() = default;
 
 std::string LibXmlWrapper::getXPathElement(const char* xpath) {
-  const QuietLibrary quiet;
+  const LibraryCall call;
   const NodeSet nodes(m_state->document.get(), xpath);
   if (!nodes.report() || nodes.size() != 1) return std::string();
   return contentOf(nodes[0]);
@@ -428,12 +452,12 @@ unsigned long LibXmlWrapper::getXPathUnsignedLongValue(const char* xpath) {
 }
 
 bool LibXmlWrapper::isXPathElementExists(const char* xpath) {
-  const QuietLibrary quiet;
+  const LibraryCall call;
   return NodeSet(m_state->document.get(), xpath).size() == 1;
 }
 
 std::vector<std::string> LibXmlWrapper::getXPathAllElement(const char* xpath) {
-  const QuietLibrary quiet;
+  const LibraryCall call;
   const NodeSet nodes(m_state->document.get(), xpath);
   nodes.report();
   std::vector<std::string> texts;
@@ -443,7 +467,7 @@ std::vector<std::string> LibXmlWrapper::getXPathAllElement(const char* xpath) {
 
 std::list<std::string> LibXmlWrapper::getXPathElementAttribute(const char* xpath,
                                                                const char* attributeName) {
-  const QuietLibrary quiet;
+  const LibraryCall call;
   const NodeSet nodes(m_state->document.get(), xpath);
   if (!nodes.report()) return {std::string()};
   std::list<std::string> values;
@@ -455,7 +479,7 @@ std::list<std::string> LibXmlWrapper::getXPathElementAttribute(const char* xpath
 
 std::list<std::vector<std::string>> LibXmlWrapper::getXPathAllElementAttribute(
     const char* xpath, const char* childName, const char* attributeName) {
-  const QuietLibrary quiet;
+  const LibraryCall call;
   const NodeSet nodes(m_state->document.get(), xpath);
   nodes.report();
   return rowsOf(nodes, childName, [&](xmlNode* child) {
@@ -466,7 +490,7 @@ std::list<std::vector<std::string>> LibXmlWrapper::getXPathAllElementAttribute(
 std::list<std::vector<std::string>> LibXmlWrapper::getXPathAllElement(const char* xpath,
                                                                       const char* childName,
                                                                       const char* defaultValue) {
-  const QuietLibrary quiet;
+  const LibraryCall call;
   const NodeSet nodes(m_state->document.get(), xpath);
   nodes.report();
   auto rows = rowsOf(nodes, childName, [&](xmlNode* child) {
@@ -490,7 +514,7 @@ void LibXmlWrapper::PrintChildrenName(xmlNode* node) {
 }
 
 bool LibXmlWrapper::setXPathElement(const char* xpath, const char* value) {
-  const QuietLibrary quiet;
+  const LibraryCall call;
   NodeSet nodes(m_state->document.get(), xpath);
   if (!nodes.report() || !has(nodes, Wanted::OnlyNode)) return false;
   if (!QVL::EntityLimits(m_state->document.get()).admit(value)) return false;
@@ -501,7 +525,7 @@ bool LibXmlWrapper::setXPathElement(const char* xpath, const char* value) {
 
 bool LibXmlWrapper::setXPathElementAttribute(const char* xpath, const char* attributeName,
                                              const char* value) {
-  const QuietLibrary quiet;
+  const LibraryCall call;
   const NodeSet nodes(m_state->document.get(), xpath);
   return nodes.report() && has(nodes, Wanted::OnlyNode) &&
          setAttribute(nodes, attributeName, value);
@@ -513,7 +537,7 @@ bool LibXmlWrapper::setXPathElementAttributeEx(const char* xpath, const char* at
     std::fputs("Error: Null query passed\n", stderr);
     return false;
   }
-  const QuietLibrary quiet;
+  const LibraryCall call;
   const NodeSet nodes(m_state->document.get(), xpath);
   if (!nodes.report()) return false;
   if (!has(nodes, Wanted::LastNode)) {
@@ -524,7 +548,7 @@ bool LibXmlWrapper::setXPathElementAttributeEx(const char* xpath, const char* at
 }
 
 bool LibXmlWrapper::AddNewElementNode(const char* xpath, const char* name, const char* content) {
-  const QuietLibrary quiet;
+  const LibraryCall call;
   if (!xpath) {
     replaceRoot(m_state->document.get(), name);
     return false;
@@ -534,7 +558,7 @@ bool LibXmlWrapper::AddNewElementNode(const char* xpath, const char* name, const
 }
 
 bool LibXmlWrapper::AddNewElementNodeEx(const char* xpath, const char* name, const char* content) {
-  const QuietLibrary quiet;
+  const LibraryCall call;
   if (!xpath) {
     replaceRoot(m_state->document.get(), name);
     return false;
@@ -549,7 +573,7 @@ bool LibXmlWrapper::AddNewElementNodeEx(const char* xpath, const char* name, con
 }
 
 int LibXmlWrapper::AddNewNode(char* name, char* content) {
-  const QuietLibrary quiet;
+  const LibraryCall call;
   xmlNode* root = xmlDocGetRootElement(m_state->document.get());
   const bool addable = root && QVL::EntityLimits(m_state->document.get()).admit(content);
   xmlNode* added = addable ? xmlNewChild(root, nullptr, xml(name), xml(content)) : nullptr;
@@ -558,7 +582,7 @@ int LibXmlWrapper::AddNewNode(char* name, char* content) {
 }
 
 void LibXmlWrapper::addXMLHeader(const char* version, const char* encoding) {
-  const QuietLibrary quiet;
+  const LibraryCall call;
   xmlDoc* created = nullptr;
   const std::unique_ptr<xmlTextWriter, FreeWriter> writer(xmlNewTextWriterDoc(&created, 0));
   if (created) m_state->document.reset(created);
@@ -568,13 +592,13 @@ void LibXmlWrapper::addXMLHeader(const char* version, const char* encoding) {
 }
 
 bool LibXmlWrapper::SaveToFile(char* path) {
-  const QuietLibrary quiet;
+  const LibraryCall call;
   if (path) saveTo(path, m_state->document.get());
   return true;
 }
 
 bool LibXmlWrapper::SaveToMemory(std::string& out) {
-  const QuietLibrary quiet;
+  const LibraryCall call;
   int size = 0;
   const Text text = serialise(m_state->document.get(), size);
   out.assign(text ? reinterpret_cast<const char*>(text.get()) : "", static_cast<std::size_t>(size));
