@@ -25,6 +25,19 @@ boost::u32regex engineOf(const std::string& expression,
   return boost::u32regex(characters.data(), length, options);
 }
 
+// ICU sets itself up when it is first used, once for the process. Without memory for that it
+// crashes, waits for itself for ever or stays of no use, so it is done while the library is loaded.
+[[maybe_unused]] const bool engineIsSetUp = [] {
+  try {
+    const boost::u32regex regex =
+        engineOf("(\xC3\xA9|[[:alpha:]\xC3\xA9-\xC3\xAA])", boost::regex_constants::icase);
+    const std::string_view text = "\xC3\x89";
+    return boost::u32regex_match(text.data(), text.data() + text.size(), regex);
+  } catch (...) {
+    return false;
+  }
+}();
+
 }  // namespace
 
 struct CompiledPattern::Engine {

@@ -11,23 +11,14 @@ namespace {
 // A prefix key of more components than fit the mask of depths is not made.
 constexpr unsigned kDeepest = 63;
 
-const Text& textOf(std::string_view piece) {
-  thread_local Text text;
-  text.assign(piece);
-  return text;
-}
-
-std::uint64_t hashOf(std::string_view piece) {
-  return textOf(piece).hash(0, piece.size());
-}
-
 // Collects the keys of one run of literal bytes.
 class Chunk {
  public:
   // `atStart`, `atEnd`: the chunk stands at the start or at the end of every text; `behindSlash`: a
-  // component begins with it.
-  Chunk(std::string_view bytes, bool atStart, bool behindSlash, bool atEnd, RuleKeys& keys)
-      : m_bytes(bytes), m_atStart(atStart), m_atEnd(atEnd), m_keys(keys) {
+  // component begins with it. `text` is for the chunk to use.
+  Chunk(std::string_view bytes, bool atStart, bool behindSlash, bool atEnd, Text& text,
+        RuleKeys& keys)
+      : m_bytes(bytes), m_atStart(atStart), m_atEnd(atEnd), m_text(text), m_keys(keys) {
     m_whole = atStart || behindSlash;
   }
 
@@ -95,6 +86,13 @@ class Chunk {
     }
   }
 
+  const Text& textOf(std::string_view piece) {
+    m_text.assign(piece);
+    return m_text;
+  }
+
+  std::uint64_t hashOf(std::string_view piece) { return textOf(piece).hash(0, piece.size()); }
+
   void add(Kind kind, std::uint64_t hash, std::size_t length, unsigned depth = 0) {
     m_keys.keys.push_back({keyOf(kind, hash), kind, depth, length});
   }
@@ -102,6 +100,7 @@ class Chunk {
   const std::string_view m_bytes;
   const bool m_atStart;
   const bool m_atEnd;
+  Text& m_text;
   RuleKeys& m_keys;
 
   bool m_whole;  // does the next part begin a component?
@@ -117,13 +116,14 @@ class Chunk {
 
 RuleKeys keysOf(const GlobSteps& steps) {
   RuleKeys keys;
+  Text text;
   for (std::size_t i = 0; i < steps.size(); ++i) {
     if (steps[i].kind != GlobStep::Literal) continue;
     // Folders behind a slash lead to the start of a component again.
     const bool behindSlash = i >= 2 && steps[i - 1].kind == GlobStep::Folders &&
                              steps[i - 2].kind == GlobStep::Literal &&
                              steps[i - 2].bytes.back() == '/';
-    Chunk(steps[i].bytes, i == 0, behindSlash, i + 1 == steps.size(), keys).collect();
+    Chunk(steps[i].bytes, i == 0, behindSlash, i + 1 == steps.size(), text, keys).collect();
   }
   return keys;
 }

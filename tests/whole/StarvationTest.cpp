@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <exception>
 #include <functional>
@@ -437,6 +439,58 @@ const std::vector<Operation> kCalls = {
      }},
 };
 INSTANTIATE_TEST_SUITE_P(Of, StarvedCall, testing::ValuesIn(kCalls), nameOf);
+
+// --- First use -----------------------------------------------------------------------------------
+
+// What the libraries beneath make once in a process, they make here: for the engine, for folding
+// case and for UTF-8 in the trace.
+bool useEverything() {
+  Policy policy;
+  for (const auto& dataSet : policy.dataSets) dataSet->disableCaseSensitiveSearch();
+  auto& path = *policy.dataSets[0];
+  path.addToDataSet(std::make_unique<FilePathAvoidance>("/caf\xc3\x89/*", AnyAccess));
+  path.addToDataSet(
+      std::make_unique<FilePathAvoidance>("/[[:alpha:]\xc3\x89-\xc3\x8A]+", AnyAccess));
+  path.addToDataSet(std::make_unique<FilePathAvoidance>(L"/wide/\u00c9", AnyAccess));
+  TraceLogMessage(5, "caf\xc3\xa9");
+  for (const char* const excluded : {"/CAF\xc3\xa9/x", "/\xc3\xa9", "/xyXYZ", "/wide/\xc3\xa9"}) {
+    LookupData request = ask(excluded);
+    if (!policy.manager.isPresent(request)) return false;
+  }
+  return true;
+}
+
+// In a process for each allocation, since there is but one first time in each.
+TEST(StarvedFirstUse, LeavesALibraryThatWorksOnceThereIsMemory) {
+  enum Outcome { Fed, Struck, Broken };
+  constexpr unsigned kMostSeconds = 60;  // of one process, which may hang
+  std::size_t struckAtAll = 0;
+  for (const Hunger hunger : {Hunger::OneRefusal, Hunger::ForGood}) {
+    struckAtAll += untilFed([&](std::size_t spared) {
+      SCOPED_TRACE(testing::Message() << "after " << spared << " allocations, " << hunger);
+      const pid_t process = fork();
+      if (process == 0) {
+        alarm(kMostSeconds);
+        bool struck = false;
+        {
+          const Starvation starvation(spared, hunger);
+          hungrily([&] { useEverything(); });
+          struck = starvation.struck();
+        }
+        bool works = false;
+        hungrily([&] { works = useEverything(); });
+        _exit(!works ? Broken : struck ? Struck : Fed);
+      }
+      int status = 0;
+      EXPECT_EQ(waitpid(process, &status, 0), process);
+      EXPECT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
+      EXPECT_NE(WEXITSTATUS(status), Broken);
+      return WEXITSTATUS(status) == Struck && !HasFailure();
+    });
+  }
+  RecordProperty("starved", std::to_string(struckAtAll));
+  EXPECT_GT(struckAtAll, 0U) << "nothing was allocated";
+}
 
 }  // namespace
 }  // namespace Test
