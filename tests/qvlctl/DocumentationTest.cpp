@@ -40,10 +40,15 @@ class Documentation : public ProgramTest {
     return findAll(help.substr(help.find("Commands:")), "\n  ([a-z][-a-z]*) ");
   }
 
-  // The options that a command, or without one the program, tells in its help.
-  std::vector<std::string> options(std::vector<std::string> arguments) const {
-    arguments.push_back("--help");
-    return findAll(run(arguments).out, "\n  (?:-.,)?--([-a-z]+)");
+  // The options that the program, or a command of it, tells in its help.
+  std::vector<std::string> options() const { return optionsIn(run({"--help"}).out); }
+  std::vector<std::string> options(const std::string& command) const {
+    return optionsIn(run({command, "--help"}).out);
+  }
+
+ private:
+  static std::vector<std::string> optionsIn(const std::string& help) {
+    return findAll(help, "\n  (?:-.,)?--([-a-z]+)");
   }
 };
 
@@ -53,7 +58,7 @@ TEST_F(Documentation, TheManualPageKnowsEveryCommandAndOption) {
   for (const std::string& command : commands()) {
     EXPECT_THAT(page, HasSubstr("\n.It Cm " + command + "\n"));
     EXPECT_THAT(page, HasSubstr(".Nm\n.Cm " + command + "\n"));
-    for (const std::string& option : options({command})) {
+    for (const std::string& option : options(command)) {
       const std::regex item("\n\\.It Fl (. , )?-" + option + "( Ar [a-z]+)?\n");
       EXPECT_TRUE(std::regex_search(page, item)) << command << " --" << option;
     }
@@ -62,9 +67,9 @@ TEST_F(Documentation, TheManualPageKnowsEveryCommandAndOption) {
 
 TEST_F(Documentation, TheManualPageKnowsNoOtherOption) {
   std::set<std::string> known;
-  for (const std::string& option : options({})) known.insert(option);
+  for (const std::string& option : options()) known.insert(option);
   for (const std::string& command : commands()) {
-    for (const std::string& option : options({command})) known.insert(option);
+    for (const std::string& option : options(command)) known.insert(option);
   }
   for (const std::string& option :
        findAll(source("docs/man/qvlctl.1"), "\n\\.It Fl (?:. , )?-([-a-z]+)")) {
@@ -78,7 +83,7 @@ TEST_F(Documentation, TheCompletionForZshKnowsEveryCommandAndOption) {
     EXPECT_THAT(completion, HasSubstr("'" + command + ":"));
     const std::regex place("[ (]" + command + "( \\||\\)\n)");
     EXPECT_TRUE(std::regex_search(completion, place)) << command;
-    for (const std::string& option : options({command})) {
+    for (const std::string& option : options(command)) {
       EXPECT_THAT(completion, HasSubstr("--" + option)) << command;
     }
     const std::vector<std::string> formats =
