@@ -14,6 +14,18 @@
 #endif
 #endif
 
+#if defined(__SANITIZE_ADDRESS__)
+#define QVL_TEST_FINDS_LEAKS 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define QVL_TEST_FINDS_LEAKS 1
+#endif
+#endif
+
+#ifdef QVL_TEST_FINDS_LEAKS
+#include <sanitizer/lsan_interface.h>
+#endif
+
 #if defined(__GLIBC__) && !defined(QVL_TEST_SANITIZED)
 #define QVL_TEST_OWN_MALLOC 1
 #endif
@@ -107,14 +119,23 @@ void* allocate(std::size_t size) {
   return std::malloc(size);
 }
 
+// A starving libxml2 loses blocks: what it gets meanwhile does not count as a leak.
+template <typename T>
+T* notCounted(T* block) {
+#ifdef QVL_TEST_FINDS_LEAKS
+  if (block && pantry.locked && !pantry.newOnly) __lsan_ignore_object(block);
+#endif
+  return block;
+}
+
 void* allocateForXml(std::size_t size) {
-  return refusesOthers() ? nullptr : std::malloc(size);
+  return refusesOthers() ? nullptr : notCounted(std::malloc(size));
 }
 void* reallocateForXml(void* block, std::size_t size) {
-  return refusesOthers() ? nullptr : std::realloc(block, size);
+  return refusesOthers() ? nullptr : notCounted(std::realloc(block, size));
 }
 char* duplicateForXml(const char* text) {
-  return refusesOthers() ? nullptr : ::strdup(text);
+  return refusesOthers() ? nullptr : notCounted(::strdup(text));
 }
 
 const int xmlIsSetUp = xmlMemSetup(std::free, allocateForXml, reallocateForXml, duplicateForXml);

@@ -151,9 +151,10 @@ TEST_F(XmlConstruction, EndsATextAtItsFirstZeroByte) {
     EXPECT_FALSE(refused.isXPathElementExists("//*")) << unparsable;
   }
 
-  // These may still turn out to be the begin of a text in a wider encoding.
+  // These may still turn out to be the begin of a text in an encoding of four bytes a character,
+  // which ends with one that is zero.
   for (const char* ambiguous : {"", "<"}) {
-    char held[4] = {};
+    char held[8] = {};
     std::strcpy(held, ambiguous);
     LibXmlWrapper refused(held, gigabyte);
     EXPECT_FALSE(refused.isXPathElementExists("//*")) << ambiguous;
