@@ -11,11 +11,13 @@ library=$1
 list=$(dirname "${BASH_SOURCE[0]}")/symbols.txt
 
 exported() {
-  # Of the columns address, kind and name the last, without the version; kind A is that of versions.
-  "${NM:-nm}" --dynamic --demangle --defined-only "$library" | grep -v '^[0-9a-f]* A ' |
+  # Of the columns address, kind and name the last, without the version, behind which llvm-nm would
+  # not read a name; kind A is that of versions.
+  "${NM:-nm}" --dynamic --defined-only "$library" | grep -v '^[0-9a-f]* A ' |
     sed -E 's/^[0-9a-f]+ . //
-      s/@@?QVL_[0-9]+$//
-      s/\[abi:cxx11\]//
+      s/@@?QVL_[0-9]+$//' |
+    c++filt |
+    sed -E 's/\[abi:cxx11\]//
       s/std::__cxx11::/std::/g
       s/std::basic_string<(wchar_|cha)([tr]), std::char_traits<\1\2>, std::allocator<\1\2> >/std::basic_string<\1\2>/g
       s/std::basic_string<char>/std::string/g
@@ -23,9 +25,10 @@ exported() {
     LC_ALL=C sort -u
 }
 
+found=$(exported)
 if [[ ${2:-} == --update ]]; then
-  exported >"$list"
-elif ! diff "$list" <(exported); then
+  printf '%s\n' "$found" >"$list"
+elif ! diff "$list" - <<<"$found"; then
   echo "The exported symbols (>) differ from $list (<)." \
     "If that is meant: ${BASH_SOURCE[0]} $library --update" >&2
   exit 1
