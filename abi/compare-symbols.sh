@@ -25,7 +25,10 @@ exported() {
     LC_ALL=C sort -u
 }
 
-found=$(exported)
+found=$(exported) || {
+  echo "expected '${NM:-nm}' and c++filt to list the symbols of $library" >&2
+  exit 1
+}
 if [[ ${2:-} == --update ]]; then
   printf '%s\n' "$found" >"$list"
 elif ! diff "$list" - <<<"$found"; then

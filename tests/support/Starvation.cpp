@@ -6,27 +6,14 @@
 #include <cstdlib>
 #include <cstring>
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define QVL_TEST_SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define QVL_TEST_SANITIZED 1
-#endif
-#endif
+#include "tests/support/Sanitizers.h"
 
-#if defined(__SANITIZE_ADDRESS__)
-#define QVL_TEST_FINDS_LEAKS 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define QVL_TEST_FINDS_LEAKS 1
-#endif
-#endif
-
-#ifdef QVL_TEST_FINDS_LEAKS
+#if QVL_TEST_ADDRESS_SANITIZER
 #include <sanitizer/lsan_interface.h>
 #endif
 
-#if defined(__GLIBC__) && !defined(QVL_TEST_SANITIZED)
+// A sanitizer brings a malloc of its own.
+#if defined(__GLIBC__) && !QVL_TEST_ADDRESS_SANITIZER && !QVL_TEST_THREAD_SANITIZER
 #define QVL_TEST_OWN_MALLOC 1
 #endif
 
@@ -122,7 +109,7 @@ void* allocate(std::size_t size) {
 // A starving libxml2 loses blocks: what it gets meanwhile does not count as a leak.
 template <typename T>
 T* notCounted(T* block) {
-#ifdef QVL_TEST_FINDS_LEAKS
+#if QVL_TEST_ADDRESS_SANITIZER
   if (block && pantry.locked && !pantry.newOnly) __lsan_ignore_object(block);
 #endif
   return block;

@@ -16,6 +16,7 @@
 #include "qvl/qvl.h"
 #include "tests/support/Dice.h"
 #include "tests/support/Requests.h"
+#include "tests/support/Sanitizers.h"
 
 namespace QVL {
 namespace Test {
@@ -24,17 +25,7 @@ namespace {
 constexpr int kThreads = 3;
 
 // Sanitizers hold memory back on purpose.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kMemoryTells = false;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr bool kMemoryTells = false;
-#else
-constexpr bool kMemoryTells = true;
-#endif
-#else
-constexpr bool kMemoryTells = true;
-#endif
+constexpr bool kMemoryTells = !QVL_TEST_ADDRESS_SANITIZER && !QVL_TEST_THREAD_SANITIZER;
 
 // The most memory that the process ever held, in kilobytes: it grows when anything piles up.
 long peakKilobytes() {

@@ -443,7 +443,7 @@ INSTANTIATE_TEST_SUITE_P(Of, StarvedCall, testing::ValuesIn(kCalls), nameOf);
 // --- First use -----------------------------------------------------------------------------------
 
 // What the libraries beneath make once in a process, they make here: for the engine, for folding
-// case and for UTF-8 in the trace.
+// case and for the start of the trace log.
 bool useEverything() {
   Policy policy;
   for (const auto& dataSet : policy.dataSets) dataSet->disableCaseSensitiveSearch();
@@ -452,7 +452,7 @@ bool useEverything() {
   path.addToDataSet(
       std::make_unique<FilePathAvoidance>("/[[:alpha:]\xc3\x89-\xc3\x8A]+", AnyAccess));
   path.addToDataSet(std::make_unique<FilePathAvoidance>(L"/wide/\u00c9", AnyAccess));
-  TraceLogMessage(5, "caf\xc3\xa9");
+  TraceLogMessage(5, "starts the log");
   for (const char* const excluded : {"/CAF\xc3\xa9/x", "/\xc3\xa9", "/xyXYZ", "/wide/\xc3\xa9"}) {
     LookupData request = ask(excluded);
     if (!policy.manager.isPresent(request)) return false;
@@ -460,7 +460,8 @@ bool useEverything() {
   return true;
 }
 
-// In a process for each allocation, since there is but one first time in each.
+// In a process for each allocation, since there is but one first time in each: the first in this
+// one, too, where it is the only case that runs.
 TEST(StarvedFirstUse, LeavesALibraryThatWorksOnceThereIsMemory) {
   enum Outcome { Fed, Struck, Broken };
   constexpr unsigned kMostSeconds = 60;  // of one process, which may hang

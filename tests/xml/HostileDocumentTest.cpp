@@ -7,6 +7,7 @@
 #include <list>
 #include <vector>
 
+#include "tests/support/Sanitizers.h"
 #include "tests/support/ScratchFolder.h"
 #include "tests/xml/LocalListener.h"
 #include "tests/xml/XmlFixture.h"
@@ -15,18 +16,10 @@ namespace QVL {
 namespace Test {
 namespace {
 
-// Sanitizers reserve more address space than any limit that would be worth setting.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define QVL_SANITIZED
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define QVL_SANITIZED
-#endif
-#endif
-
 class HostileDocument : public XmlTest {
  protected:
-#if !defined(QVL_SANITIZED)
+// Sanitizers reserve more address space than any limit that would be worth setting.
+#if !QVL_TEST_ADDRESS_SANITIZER && !QVL_TEST_THREAD_SANITIZER
   // A document that asks for all memory fails its case and not the machine.
   void SetUp() override {
     ASSERT_EQ(getrlimit(RLIMIT_AS, &m_unlimited), 0);
