@@ -3,11 +3,11 @@
 #include <boost/locale/encoding_utf.hpp>
 #include <utility>
 
-#include "qvl/avoidance/CompiledPattern.h"
 #include "qvl/avoidance/RuleTexts.h"
 #include "qvl/avoidance/RuleView.h"
 #include "qvl/core/QVLException.h"
 #include "qvl/core/RequestCast.h"
+#include "qvl/match/CompiledPattern.h"
 #include "qvl/trace/TraceCall.h"
 
 namespace QVL {

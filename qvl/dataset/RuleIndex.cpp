@@ -5,9 +5,9 @@
 #include <limits>
 #include <utility>
 
-#include "qvl/avoidance/CompiledPattern.h"
-#include "qvl/avoidance/Expression.h"
-#include "qvl/avoidance/Subject.h"
+#include "qvl/match/CompiledPattern.h"
+#include "qvl/match/Expression.h"
+#include "qvl/match/Subject.h"
 
 namespace QVL {
 

@@ -15,7 +15,7 @@
 #include "qvl/avoidance/RuleView.h"
 #include "qvl/core/IAvoidance.h"
 #include "qvl/core/LookupData.h"
-#include "qvl/dataset/KeyTable.h"
+#include "qvl/match/KeyTable.h"
 
 namespace QVL {
 

@@ -1,4 +1,4 @@
-#include "qvl/avoidance/Expression.h"
+#include "qvl/match/Expression.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/avoidance/StepNotation.h"
+#include "tests/match/StepNotation.h"
 #include "tests/support/Outcome.h"
 
 namespace QVL {

@@ -1,7 +1,7 @@
 // A text on its way through many patterns. Private to the library.
 
-#ifndef QVL_AVOIDANCE_SUBJECT_H
-#define QVL_AVOIDANCE_SUBJECT_H
+#ifndef QVL_MATCH_SUBJECT_H
+#define QVL_MATCH_SUBJECT_H
 
 #include <cstddef>
 #include <string>
@@ -48,4 +48,4 @@ void foldCase(std::string_view text, std::string& folded);
 
 }  // namespace QVL
 
-#endif  // QVL_AVOIDANCE_SUBJECT_H
+#endif  // QVL_MATCH_SUBJECT_H

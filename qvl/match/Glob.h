@@ -1,7 +1,7 @@
 // A matcher for the simple part of the expression language. Private to the library.
 
-#ifndef QVL_AVOIDANCE_GLOB_H
-#define QVL_AVOIDANCE_GLOB_H
+#ifndef QVL_MATCH_GLOB_H
+#define QVL_MATCH_GLOB_H
 
 #include <cstddef>
 #include <cstdint>
@@ -105,4 +105,4 @@ class Glob {
 
 }  // namespace QVL
 
-#endif  // QVL_AVOIDANCE_GLOB_H
+#endif  // QVL_MATCH_GLOB_H

@@ -1,11 +1,11 @@
 // Step sequences as short texts.
 
-#ifndef QVL_TESTS_AVOIDANCE_STEP_NOTATION_H
-#define QVL_TESTS_AVOIDANCE_STEP_NOTATION_H
+#ifndef QVL_TESTS_MATCH_STEP_NOTATION_H
+#define QVL_TESTS_MATCH_STEP_NOTATION_H
 
 #include <string>
 
-#include "qvl/avoidance/Glob.h"
+#include "qvl/match/Glob.h"
 
 namespace QVL {
 namespace Test {
@@ -57,4 +57,4 @@ inline std::string notationOf(const GlobSteps& steps) {
 }  // namespace Test
 }  // namespace QVL
 
-#endif  // QVL_TESTS_AVOIDANCE_STEP_NOTATION_H
+#endif  // QVL_TESTS_MATCH_STEP_NOTATION_H

@@ -1,4 +1,4 @@
-#include "qvl/avoidance/Expression.h"
+#include "qvl/match/Expression.h"
 
 #include <algorithm>
 #include <cstring>
@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "qvl/avoidance/Subject.h"
+#include "qvl/match/Subject.h"
 
 namespace QVL {
 namespace {

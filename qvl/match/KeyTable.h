@@ -1,7 +1,7 @@
 // Rules filed under keys. Private to the library.
 
-#ifndef QVL_DATASET_KEY_TABLE_H
-#define QVL_DATASET_KEY_TABLE_H
+#ifndef QVL_MATCH_KEY_TABLE_H
+#define QVL_MATCH_KEY_TABLE_H
 
 #include <algorithm>
 #include <array>
@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "qvl/dataset/PathKeys.h"
+#include "qvl/match/PathKeys.h"
 
 namespace QVL {
 
@@ -126,4 +126,4 @@ class KeyTable {
 
 }  // namespace QVL
 
-#endif  // QVL_DATASET_KEY_TABLE_H
+#endif  // QVL_MATCH_KEY_TABLE_H

@@ -1,4 +1,4 @@
-#include "qvl/avoidance/CompiledPattern.h"
+#include "qvl/match/CompiledPattern.h"
 
 #include <algorithm>
 #include <boost/regex/icu.hpp>
@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "qvl/avoidance/Expression.h"
+#include "qvl/match/Expression.h"
 
 namespace QVL {
 namespace {

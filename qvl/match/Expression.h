@@ -1,14 +1,14 @@
 // Reads as much of an expression as can be understood without the regular expression engine.
 // Private to the library.
 
-#ifndef QVL_AVOIDANCE_EXPRESSION_H
-#define QVL_AVOIDANCE_EXPRESSION_H
+#ifndef QVL_MATCH_EXPRESSION_H
+#define QVL_MATCH_EXPRESSION_H
 
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "qvl/avoidance/Glob.h"
+#include "qvl/match/Glob.h"
 
 namespace QVL {
 
@@ -25,4 +25,4 @@ std::optional<std::vector<GlobSteps>> alternativesOf(const std::string& expressi
 
 }  // namespace QVL
 
-#endif  // QVL_AVOIDANCE_EXPRESSION_H
+#endif  // QVL_MATCH_EXPRESSION_H

@@ -1,6 +1,6 @@
 // The library's own reading and matching of expressions, held against the engine that defines them.
 
-#include "qvl/avoidance/CompiledPattern.h"
+#include "qvl/match/CompiledPattern.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "qvl/avoidance/Expression.h"
+#include "qvl/match/Expression.h"
 #include "tests/support/Dice.h"
 #include "tests/support/Outcome.h"
 

@@ -1,14 +1,14 @@
 // A rule's expression, ready to match. Private to the library.
 
-#ifndef QVL_AVOIDANCE_COMPILED_PATTERN_H
-#define QVL_AVOIDANCE_COMPILED_PATTERN_H
+#ifndef QVL_MATCH_COMPILED_PATTERN_H
+#define QVL_MATCH_COMPILED_PATTERN_H
 
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "qvl/avoidance/Glob.h"
-#include "qvl/avoidance/Subject.h"
+#include "qvl/match/Glob.h"
+#include "qvl/match/Subject.h"
 
 namespace QVL {
 
@@ -50,4 +50,4 @@ class CompiledPattern {
 
 }  // namespace QVL
 
-#endif  // QVL_AVOIDANCE_COMPILED_PATTERN_H
+#endif  // QVL_MATCH_COMPILED_PATTERN_H

@@ -1,7 +1,7 @@
 // The keys under which rules are filed and paths are looked up. Private to the library.
 
-#ifndef QVL_DATASET_PATH_KEYS_H
-#define QVL_DATASET_PATH_KEYS_H
+#ifndef QVL_MATCH_PATH_KEYS_H
+#define QVL_MATCH_PATH_KEYS_H
 
 #include <cstddef>
 #include <cstdint>
@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "qvl/avoidance/Glob.h"
+#include "qvl/match/Glob.h"
 
 namespace QVL {
 namespace PathKeys {
@@ -137,4 +137,4 @@ class Text {
 }  // namespace PathKeys
 }  // namespace QVL
 
-#endif  // QVL_DATASET_PATH_KEYS_H
+#endif  // QVL_MATCH_PATH_KEYS_H

@@ -1,4 +1,4 @@
-#include "qvl/avoidance/Glob.h"
+#include "qvl/match/Glob.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "qvl/avoidance/Subject.h"
+#include "qvl/match/Subject.h"
 
 #include <unicode/utf8.h>
 

@@ -1,4 +1,4 @@
-#include "qvl/avoidance/Glob.h"
+#include "qvl/match/Glob.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tests/avoidance/StepNotation.h"
+#include "tests/match/StepNotation.h"
 #include "tests/support/Dice.h"
 
 namespace QVL {

@@ -1,4 +1,4 @@
-#include "qvl/dataset/PathKeys.h"
+#include "qvl/match/PathKeys.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
