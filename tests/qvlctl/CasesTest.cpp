@@ -54,8 +54,20 @@ TEST_F(Cases, PassWhereTheAnswersAreThoseExpected) {
 
 TEST_F(Cases, ExitStatusTellsWhetherAllPass) {
   EXPECT_EQ(test("excluded 1 /srv/a.o\n"), (Result{0, "1 case: 1 passed, 0 failed\n", ""}));
-  EXPECT_EQ(test(""), (Result{0, "0 cases: 0 passed, 0 failed\n", ""}));
   EXPECT_EQ(test("scan 1 /srv/a.o\n").status, 1);
+}
+
+TEST_F(Cases, NoCaseAtAllIsTrouble) {
+  const std::string error = "expected at least one case in cases.txt; found none";
+  for (const char* const text : {"", "\n", "# only a comment\n"}) {
+    EXPECT_EQ(test(text), (Result{2, "", "qvlctl: " + error + "\n"})) << text;
+  }
+  EXPECT_EQ(test("", "tap"),
+            (Result{2, "TAP version 13\nBail out!  " + error + "\n", "qvlctl: " + error + "\n"}));
+  // One file of several may be empty.
+  write("empty.txt", "");
+  write("cases.txt", "excluded 1 /srv/a.o\n");
+  EXPECT_EQ(run({"test", "-p", "policy.xml", "empty.txt", "cases.txt"}).status, 0);
 }
 
 const char* const kMixed =

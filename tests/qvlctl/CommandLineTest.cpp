@@ -1,6 +1,7 @@
 // The command line itself.
 
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -54,6 +55,18 @@ TEST_F(CommandLine, HelpsWithEveryCommand) {
     EXPECT_EQ(help.err, "");
     EXPECT_THAT(help.out, HasSubstr(std::string("Usage: qvlctl ") + command));
     EXPECT_THAT(help.out, HasSubstr("Exit status: 0"));
+  }
+}
+
+TEST_F(CommandLine, HelpThatCannotBeWrittenIsTrouble) {
+  if (::access("/dev/full", W_OK) != 0) GTEST_SKIP() << "this system has no /dev/full";
+  Circumstances circumstances;
+  circumstances.program = "/bin/sh";
+  for (const char* const arguments : {"--help", "--version", "audit --help"}) {
+    const std::string command = std::string("exec \"$0\" ") + arguments + " >/dev/full";
+    EXPECT_EQ(run({"-c", command, QVLCTL}, circumstances),
+              (Result{2, "", "qvlctl: cannot write to standard output: No space left on device\n"}))
+        << arguments;
   }
 }
 

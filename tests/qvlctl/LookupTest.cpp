@@ -154,11 +154,45 @@ TEST_F(Lookup, AFullDiskIsTrouble) {
       (Result{2, "", "qvlctl: cannot write to standard output: No space left on device\n"}));
 }
 
+TEST_F(Lookup, AnotherWayToSeparatePathsIsGuessed) {
+  Circumstances circumstances;
+  circumstances.input = std::string("/skip/a\n/b\n/c\0/d\0", 17);
+  EXPECT_EQ(run({"lookup", "-p", "policy.xml"}, circumstances),
+            (Result{2, "excluded  1        /skip/a\nscan      -        /b\n",
+                    "qvlctl: standard input:3: expected a text that ends in a line break; found a "
+                    "zero byte; did you mean -0?\n"}));
+}
+
+TEST_F(Lookup, LinesLongerThanAnyPathAreRefused) {
+  // The whole line would not fit into the memory that the program is given.
+  Circumstances circumstances;
+  circumstances.program = "/bin/sh";
+  const std::string longLine = "(echo /skip/a; head -c 300000000 /dev/zero | tr '\\0' x)";
+  const std::string limit = "ulimit -v 200000; ";
+  EXPECT_EQ(run({"-c", longLine + " | (" + limit + "\"$0\" lookup -p policy.xml)", QVLCTL},
+                circumstances),
+            (Result{2, "excluded  1        /skip/a\n",
+                    "qvlctl: standard input:2: expected at most 1,048,576 bytes, more than any "
+                    "path has; found more, which begin \"" +
+                        std::string(60, 'x') + "\"\n"}));
+
+  const std::string longest = '/' + std::string((1 << 20) - 1, 'x');
+  circumstances.program = QVLCTL;
+  for (const char* const end : {"\n", ""}) {
+    circumstances.input = longest + end;
+    EXPECT_EQ(run({"lookup", "-p", "policy.xml"}, circumstances).status, 1);
+    circumstances.input = longest + 'x' + end;
+    EXPECT_EQ(run({"lookup", "-p", "policy.xml"}, circumstances).status, 2);
+  }
+  circumstances.input = longest + 'x' + std::string(1, '\0');
+  EXPECT_EQ(run({"lookup", "-p", "policy.xml", "-0"}, circumstances).status, 2);
+}
+
 TEST_F(Lookup, UnreadableStandardInputIsTrouble) {
   Circumstances circumstances;
   circumstances.program = "/bin/sh";
   EXPECT_EQ(run({"-c", "exec \"$0\" lookup -p policy.xml < .", QVLCTL}, circumstances),
-            (Result{2, "", "qvlctl: cannot read the paths: Is a directory\n"}));
+            (Result{2, "", "qvlctl: cannot read standard input: Is a directory\n"}));
 }
 
 }  // namespace

@@ -71,6 +71,20 @@ TEST_F(TraceLevel, AddsOrRepairsTheLevel) {
   EXPECT_EQ(traceLevel({}), (Result{0, "1\n", ""}));
 }
 
+TEST_F(TraceLevel, SaysWhenNoMessageHasTheLevel) {
+  const struct {
+    const char* level;
+    const char* same;  // the level that tells as much; empty: no note
+  } rows[] = {{"0", ""}, {"1", ""}, {"2", "1"}, {"3", "1"}, {"4", ""}, {"5", ""}, {"6", "5"}};
+  for (const auto& row : rows) {
+    write("trace.xml", "<TraceValues/>");
+    const std::string note = std::string("qvlctl: note: no message of the library has the level ") +
+                             row.level + "; it tells what " + row.same + " tells\n";
+    const std::string out = std::string("trace.xml: trace level ") + row.level + ", was none\n";
+    EXPECT_EQ(traceLevel({row.level}), (Result{0, out, *row.same == '\0' ? "" : note}));
+  }
+}
+
 TEST_F(TraceLevel, WritesJson) {
   write("trace.xml", "<TraceValues/>");
   EXPECT_EQ(traceLevel({"--format", "json", "4"}),

@@ -51,7 +51,14 @@ constexpr const char* kExpectedCommand =
 
 // Help and version print themselves; anything else is a mistake on the command line.
 int reportParseResult(const CLI::App& app, const CLI::ParseError& error) {
-  if (error.get_exit_code() == 0) return app.exit(error);
+  if (error.get_exit_code() == 0) {
+    std::ostringstream text;
+    app.exit(error, text);
+    Output output;
+    output.print("{}", text.str());
+    output.flush();
+    return kYes;
+  }
   std::string program = "qvlctl";
   if (app.get_subcommands().empty()) {
     complain(fmt::format("{}. {}\nTry `qvlctl --help`.", kExpectedCommand, error.what()));

@@ -1,8 +1,8 @@
-#include <unistd.h>
-
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "audit/AuditJson.h"
@@ -13,6 +13,7 @@
 #include "fmt/format.h"
 #include "io/Files.h"
 #include "io/Output.h"
+#include "io/StatusLine.h"
 #include "walk/Roots.h"
 #include "walk/TreeWalk.h"
 
@@ -27,35 +28,24 @@ struct AuditOptions {
   std::vector<std::string> folders;
 };
 
-// A line on standard error that is written over and over, if that is a terminal.
+// How far the walk has come, ten times a second at most.
 class Progress {
  public:
   void show(const AuditReport& report) {
-    if (!m_isTerminal) return;
+    if (!m_line.isShown()) return;
     const Clock::time_point now = Clock::now();
     if (now < m_next) return;
     m_next = now + std::chrono::milliseconds(100);
     const std::string speed = progressInWords(report.seen().files, now - m_start, report.done());
-    // Carriage return, then "erase to the end of the line"; a long line is not to wrap.
-    std::string line =
-        fmt::format("{} skipped of {}{}{}  {}", grouped(report.skipped().files),
-                    counted(report.seen().files, "file", "files"), speed.empty() ? "" : ", ", speed,
-                    escaped(report.currentFolder()));
-    constexpr std::size_t kWidth = 78;
-    if (line.size() > kWidth) line = line.substr(0, kWidth - 3) + "...";
-    write("\r\x1b[K" + line);
-  }
-
-  void clear() {
-    if (m_isTerminal) write("\r\x1b[K");
+    m_line.show(fmt::format("{} skipped of {}{}{}  {}", grouped(report.skipped().files),
+                            counted(report.seen().files, "file", "files"),
+                            speed.empty() ? "" : ", ", speed, escaped(report.currentFolder())));
   }
 
  private:
   using Clock = std::chrono::steady_clock;
 
-  static void write(const std::string& text) { (void)writeAll(STDERR_FILENO, text); }
-
-  const bool m_isTerminal = ::isatty(STDERR_FILENO) != 0;
+  StatusLine m_line;
   const Clock::time_point m_start = Clock::now();
   Clock::time_point m_next;
 };
@@ -67,11 +57,11 @@ class Audit {
         m_roots(rootsOf(options.folders)),
         m_question(options.question),
         m_report(m_question.policy, m_question.engine, m_question.request, m_roots.size(),
-                 options.top, [this] { m_progress.show(m_report); }) {}
+                 options.top, [this] { m_progress->show(m_report); }) {}
 
   int run() {
     for (const std::string& root : m_roots) walkTree(root, m_options.walk, m_report);
-    m_progress.clear();
+    m_progress.reset();
     write();
     m_output.flush();
     printUnreadable();
@@ -104,7 +94,7 @@ class Audit {
   const AuditOptions& m_options;
   const std::vector<std::string> m_roots;
   Question m_question;
-  Progress m_progress;
+  std::optional<Progress> m_progress{std::in_place};  // until the walks have ended
   AuditReport m_report;
   Output m_output;
 };

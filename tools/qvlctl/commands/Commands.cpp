@@ -78,7 +78,8 @@ void forEachPath(const PathOptions& options, const std::function<void()>& before
     ask(path);
   };
   const auto askStandardInput = [&] {
-    PathReader reader(STDIN_FILENO, options.zeroSeparated ? '\0' : '\n', beforeWaiting);
+    PathReader reader(STDIN_FILENO, options.zeroSeparated ? '\0' : '\n', beforeWaiting,
+                      "standard input", "; did you mean -0?");
     for (std::string_view path; reader.next(path);) askAbout(path);
   };
   if (options.paths.empty()) askStandardInput();

@@ -40,6 +40,10 @@ class Test {
   int run() {
     try {
       for (const std::string& file : m_options.files) runFile(file);
+      if (!m_hasAny) {
+        throw Trouble(fmt::format("expected at least one case in {}; found none",
+                                  escaped(fmt::format("{}", fmt::join(m_options.files, ", ")))));
+      }
     } catch (const Trouble& trouble) {
       m_report->giveUp(trouble.what());
       m_output.flush();
@@ -80,6 +84,7 @@ class Test {
   }
 
   void runCase(Case expected) {
+    m_hasAny = true;
     QVL::LookupData request = m_question.request;
     request.m_filePath = expected.path;
     if (expected.process) request.m_processName = *expected.process;
@@ -119,6 +124,7 @@ class Test {
   std::optional<Explainer> m_explainer;  // made for the first case that fails
   Output m_output;
   const std::unique_ptr<CaseReport> m_report;
+  bool m_hasAny = false;
   bool m_hasAnyFailed = false;
 };
 
@@ -144,7 +150,8 @@ void addTestCommand(CLI::App& app, Action& action) {
       "Formats: text tells the failures, tap is the Test Anything Protocol, junit is the XML that\n"
       "build servers read, json is a line for each case and a last one that sums up.\n"
       "\n"
-      "Exit status: 0 all cases pass, 1 at least one fails, 2 trouble.\n"
+      "Exit status: 0 all cases pass, 1 at least one fails, 2 trouble, such as files without a\n"
+      "case.\n"
       "\n"
       "  qvlctl test --policy policy.xml --format junit cases.txt >results.xml");
   command.callback([options, &action] { action = [options] { return Test(*options).run(); }; });

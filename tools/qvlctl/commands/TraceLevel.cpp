@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <climits>
 #include <exception>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,6 +20,9 @@ namespace {
 constexpr const char* kRoot = "/TraceValues";
 constexpr const char* kElement = "ScanAvoidanceFlow";
 constexpr const char* kLevel = "/TraceValues/ScanAvoidanceFlow";
+
+// The levels that messages have; 0, which none has, is the first.
+constexpr int kLevels[] = {0, 1, 4, 5};
 
 struct TraceLevelOptions {
   std::string file = QVL_HOME "/config/traceValues.xml";
@@ -85,6 +90,12 @@ class TraceLevel {
     print(
         fmt::format("{}: trace level {}, was {}", escaped(m_options.file), level, inWords(before)),
         json);
+    const int highest = *std::prev(std::upper_bound(std::begin(kLevels), std::end(kLevels), level));
+    if (level != highest) {
+      complain(
+          fmt::format("note: no message of the library has the level {}; it tells what {} tells",
+                      level, highest));
+    }
   }
 
   Json inJson(int level) const {
