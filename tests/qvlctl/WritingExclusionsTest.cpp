@@ -80,6 +80,26 @@ TEST_F(WritingExclusions, EveryRowOfTheTablesIsTrue) {
   }
 }
 
+TEST_F(WritingExclusions, AFileIsMadeOldByTouch) {
+  const auto policy = [&](const std::string& time) {
+    write("policy.xml",
+          "<exclusion-policy version='1'><logic>1</logic><data-set number='1' kind='file-age'>"
+          "<rule of='" +
+              time + "' days='30'/></data-set></exclusion-policy>");
+  };
+  write("x", "");
+  Circumstances circumstances;
+  circumstances.program = "/usr/bin/env";
+  policy("modification");
+  EXPECT_EQ(run({"lookup", "-p", "policy.xml", path("x")}).status, 1);
+  ASSERT_EQ(run({"touch", "-t", "200001010000", "x"}, circumstances).status, 0);
+  EXPECT_EQ(run({"lookup", "-p", "policy.xml", path("x")}).status, 0);
+#ifndef __APPLE__  // which moves the time of creation back with the other one
+  policy("creation");
+  EXPECT_EQ(run({"lookup", "-p", "policy.xml", path("x")}).status, 1);
+#endif
+}
+
 }  // namespace
 }  // namespace Test
 }  // namespace QVL
