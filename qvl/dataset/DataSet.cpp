@@ -36,7 +36,8 @@ struct DataSet::State {
 
   boost::mutex m_mutex;
   std::map<std::string, std::unique_ptr<IAvoidance>, KeyOrder> m_avoidances;  // guarded by m_mutex
-  RuleIndex index;  // of m_avoidances, and guarded with it
+  RuleIndex index;               // of m_avoidances, and guarded with it
+  RuleIndex::Scratch m_scratch;  // of the query that holds m_mutex
 
   bool m_enabled = true;
   bool m_matchAnything = false;
@@ -209,7 +210,8 @@ void DataSet::ruleMatched(AccessCheck /*check*/) const {}
 bool DataSet::anyRuleMatches(LookupData& request, AccessCheck check) {
   // The trace shows every rule being asked, so while it is written the rules are walked.
   if (!traceFileTakes(kTraceLevel)) {
-    const auto answer = m_state->index.anyMatches(request, check == AccessCheck::ByEachRule);
+    const auto answer =
+        m_state->index.anyMatches(request, check == AccessCheck::ByEachRule, m_state->m_scratch);
     if (answer) return *answer;
   }
   for (const auto& [key, rule] : m_state->m_avoidances) {

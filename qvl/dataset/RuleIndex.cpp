@@ -86,9 +86,10 @@ class RuleIndex::Filing {
     }
   }
 
-  // Calls `visit(entry)` for the entries under every key of a text until it answers true.
+  // Calls `visit(entry)` for the entries under every key of a text until it answers true. `scratch`
+  // is written over.
   template <typename Visit>
-  bool find(std::string_view text, Visit visit);
+  bool find(std::string_view text, PathKeys::Text& scratch, Visit visit) const;
 
  private:
   // About how many rules have a key. Each is counted at two places of a row, where others are
@@ -134,14 +135,11 @@ class RuleIndex::Filing {
   static constexpr std::size_t kKeysOfARule = 8;  // about
   std::vector<std::uint16_t> m_popularity = std::vector<std::uint16_t>(1 << 16);
   std::size_t m_counted = 0;
-
-  // Scratch of a query.
-  PathKeys::Text m_text;
 };
 
 template <typename Visit>
-bool RuleIndex::Filing::find(std::string_view text, Visit visit) {
-  m_text.assign(text);
+bool RuleIndex::Filing::find(std::string_view text, PathKeys::Text& scratch, Visit visit) const {
+  scratch.assign(text);
   // Keys that may be there are gathered first: when they are looked up, the marks of the whole text
   // are known. Few are; should there be many, marks that exclude nothing serve as well.
   std::array<PathKeys::Key, 32> found;
@@ -153,7 +151,7 @@ bool RuleIndex::Filing::find(std::string_view text, Visit visit) {
     matched = matched || table.find(found, foundCount, [&](const Entry& entry) {
       if ((entry.marks & ~borne) != 0) return false;
       // Found out only for a text that comes so far.
-      if (entry.headMarks != 0 && headMarks == 0) headMarks = m_text.headMarks();
+      if (entry.headMarks != 0 && headMarks == 0) headMarks = scratch.headMarks();
       return (entry.headMarks & ~headMarks) == 0 && visit(entry);
     });
     foundCount = 0;
@@ -167,7 +165,7 @@ bool RuleIndex::Filing::find(std::string_view text, Visit visit) {
 
   const std::size_t dot = text.rfind('.');
   if (dot != std::string_view::npos) {
-    const std::uint64_t hash = m_text.hash(dot + 1, text.size() - dot - 1);
+    const std::uint64_t hash = scratch.hash(dot + 1, text.size() - dot - 1);
     marks |= PathKeys::markOf(hash);
     if (uses(Kind::Extension)) look(Kind::Extension, hash);
   }
@@ -177,11 +175,11 @@ bool RuleIndex::Filing::find(std::string_view text, Visit visit) {
   const bool pieces = m_kinds >> static_cast<unsigned>(Kind::Head8) != 0;
   std::uint64_t prefix = PathKeys::kNoComponents;
   std::uint64_t previous = 0;
-  const std::size_t count = m_text.components();
+  const std::size_t count = scratch.components();
   for (std::size_t i = 0; i < count && !matched; ++i) {
-    const std::size_t start = m_text.start(i);
-    const std::size_t length = m_text.length(i);
-    const std::uint64_t hash = m_text.hash(start, length);
+    const std::size_t start = scratch.start(i);
+    const std::size_t length = scratch.length(i);
+    const std::uint64_t hash = scratch.hash(start, length);
     marks |= PathKeys::markOf(hash);
     if (components) look(Kind::Component, hash);
     if (pairs && i > 0) look(Kind::Pair, PathKeys::pairOf(previous, hash));
@@ -196,9 +194,9 @@ bool RuleIndex::Filing::find(std::string_view text, Visit visit) {
     unsigned tail = static_cast<unsigned>(Kind::Tail8);
     for (std::size_t size = 8; size >= 2; size /= 2, ++head, ++tail) {
       if (length < size) continue;
-      if (uses(static_cast<Kind>(head))) look(static_cast<Kind>(head), m_text.hash(start, size));
+      if (uses(static_cast<Kind>(head))) look(static_cast<Kind>(head), scratch.hash(start, size));
       if (uses(static_cast<Kind>(tail))) {
-        look(static_cast<Kind>(tail), m_text.hash(start + length - size, size));
+        look(static_cast<Kind>(tail), scratch.hash(start + length - size, size));
       }
     }
   }
@@ -218,6 +216,7 @@ void RuleIndex::insert(const std::string& key, IAvoidance& rule) {
   Rule& inserted = *m_rules.emplace(&rule, std::move(noted)).first->second;
   if (inserted.view) RuleView::observe(*inserted.view, this);
   markChanged(inserted);
+  fileChanged();
 }
 
 void RuleIndex::erase(const IAvoidance& rule) noexcept {
@@ -232,6 +231,7 @@ void RuleIndex::erase(const IAvoidance& rule) noexcept {
   }
   if (erased.view) RuleView::observe(*erased.view, nullptr);
   m_rules.erase(found);
+  fileChanged();
 }
 
 void RuleIndex::ruleChanged(const IAvoidance& rule) noexcept {
@@ -240,6 +240,7 @@ void RuleIndex::ruleChanged(const IAvoidance& rule) noexcept {
   // Its entries are those of the pattern that is gone.
   unfile(*found->second);
   markChanged(*found->second);
+  fileChanged();
 }
 
 void RuleIndex::markChanged(Rule& rule) noexcept {
@@ -273,30 +274,20 @@ void RuleIndex::unfile(Rule& rule) noexcept {
   rule.filing = nullptr;
 }
 
-// Files every changed rule. False when memory ran out: what is not filed stays in the list.
-bool RuleIndex::fileChanged() noexcept {
+// Files every changed rule. Should memory run out, what is not filed stays in the list.
+void RuleIndex::fileChanged() noexcept {
   try {
     while (m_changed) {
       file(*m_changed);
       m_changed->changed = false;
       m_changed = m_changed->nextChanged;
     }
-    return true;
   } catch (...) {
     unfile(*m_changed);
-    return false;
   }
 }
 
-// So that no query has to: for this many candidates and rules that are asked every time.
-void RuleIndex::makeRoom(std::size_t candidates, std::size_t asked) {
-  if (m_candidates.capacity() < candidates) m_candidates.reserve(2 * candidates);
-  m_ordered.clear();
-  if (m_ordered.capacity() < candidates + asked) m_ordered.reserve(2 * (candidates + asked));
-}
-
 void RuleIndex::askAlways(Rule& rule) {
-  makeRoom(m_engineEntries, m_asked.size() + 1);
   const auto place = std::upper_bound(
       m_asked.begin(), m_asked.end(), &rule,
       [this](const Rule* a, const Rule* b) { return m_keyOrder(*a->key, *b->key); });
@@ -319,7 +310,6 @@ void RuleIndex::file(Rule& rule) {
 
   auto& filing = m_filings[static_cast<std::size_t>(RuleView::inputOf(*rule.view))];
   if (!filing) filing = std::make_unique<Filing>();
-  if (needsEngine) makeRoom(m_engineEntries + keys.size(), m_asked.size());
   rule.keys.reserve(keys.size());
   rule.globs.reserve(keys.size());
   rule.filing = filing.get();
@@ -346,11 +336,28 @@ void RuleIndex::file(Rule& rule) {
   }
 }
 
-std::optional<bool> RuleIndex::anyMatches(LookupData& request, bool checkAccessType) {
-  if (m_changed && !fileChanged()) return std::nullopt;
+// So that what follows need not: for all candidates and rules that are asked there can be. False
+// when there is no memory for that.
+bool RuleIndex::makeRoom(Scratch& scratch) const {
+  try {
+    scratch.candidates.clear();
+    scratch.ordered.clear();
+    const std::size_t ordered = m_engineEntries + m_asked.size();
+    if (scratch.candidates.capacity() < m_engineEntries) {
+      scratch.candidates.reserve(2 * m_engineEntries);
+    }
+    if (scratch.ordered.capacity() < ordered) scratch.ordered.reserve(2 * ordered);
+    return true;
+  } catch (...) {
+    return false;
+  }
+}
+
+std::optional<bool> RuleIndex::anyMatches(LookupData& request, bool checkAccessType,
+                                          Scratch& scratch) const {
+  if (m_changed || !makeRoom(scratch)) return std::nullopt;
   const bool anyAsked = !m_asked.empty() || m_engineEntries != 0;
   const std::string* firstMatch = nullptr;
-  m_candidates.clear();
 
   // Which rule throws for a text that is not UTF-8, and whether another matches before it, depends
   // on all inputs; so they are looked at together. One is matched after the other, so that they
@@ -358,13 +365,13 @@ std::optional<bool> RuleIndex::anyMatches(LookupData& request, bool checkAccessT
   std::array<std::optional<Subject>, kRuleInputs> subjects;
   for (std::size_t i = 0; i < kRuleInputs; ++i) {
     if (!m_filings[i]) continue;
-    subjects[i].emplace(inputOf(request, static_cast<RuleInput>(i)), m_foldBuffer);
+    subjects[i].emplace(inputOf(request, static_cast<RuleInput>(i)), scratch.foldBuffer);
     if (!subjects[i]->isUtf8()) return std::nullopt;
   }
 
   for (std::size_t i = 0; i < kRuleInputs; ++i) {
     if (!m_filings[i]) continue;
-    Filing& filing = *m_filings[i];
+    const Filing& filing = *m_filings[i];
     Subject& subject = *subjects[i];
 
     // True when the answer is found. A text with characters beyond ASCII has one set of keys for
@@ -373,7 +380,7 @@ std::optional<bool> RuleIndex::anyMatches(LookupData& request, bool checkAccessT
       const auto compare = [&](const Entry& entry) {
         if (!(entry.folded ? insensitive : sensitive)) return false;
         if (!entry.glob) {
-          m_candidates.push_back(entry.rule);
+          scratch.candidates.push_back(entry.rule);
           return false;
         }
         if (checkAccessType && !accessTypeFits(entry.accessType, request.m_accessType)) {
@@ -386,26 +393,26 @@ std::optional<bool> RuleIndex::anyMatches(LookupData& request, bool checkAccessT
         return false;
       };
       return std::any_of(filing.compared.begin(), filing.compared.end(), compare) ||
-             filing.find(text, compare);
+             filing.find(text, scratch.text, compare);
     };
     const bool oneSet = subject.isAscii() || filing.folded == 0;
     if (lookIn(subject.text(), true, oneSet)) return true;
     if (!oneSet && lookIn(subject.folded(), false, true)) return true;
   }
-  return anyAsked ? askInOrder(request, checkAccessType, firstMatch) : false;
+  return anyAsked ? askInOrder(request, checkAccessType, firstMatch, scratch) : false;
 }
 
 // Asks the rules that have to be asked, in key order, as far as the first match among the others.
-bool RuleIndex::askInOrder(LookupData& request, bool checkAccessType,
-                           const std::string* firstMatch) {
+bool RuleIndex::askInOrder(LookupData& request, bool checkAccessType, const std::string* firstMatch,
+                           Scratch& scratch) const {
   const auto before = [this](const Rule* a, const Rule* b) { return m_keyOrder(*a->key, *b->key); };
-  std::sort(m_candidates.begin(), m_candidates.end(), before);
-  const auto end = std::unique(m_candidates.begin(), m_candidates.end());
+  std::sort(scratch.candidates.begin(), scratch.candidates.end(), before);
+  const auto end = std::unique(scratch.candidates.begin(), scratch.candidates.end());
   // Into a row of its own: a rule that is asked may recompile others, which changes m_asked.
-  m_ordered.clear();
-  std::merge(m_candidates.begin(), end, m_asked.begin(), m_asked.end(),
-             std::back_inserter(m_ordered), before);
-  for (const Rule* const rule : m_ordered) {
+  scratch.ordered.clear();
+  std::merge(scratch.candidates.begin(), end, m_asked.begin(), m_asked.end(),
+             std::back_inserter(scratch.ordered), before);
+  for (const Rule* const rule : scratch.ordered) {
     if (firstMatch && !m_keyOrder(*rule->key, *firstMatch)) break;
     if (checkAccessType ? rule->rule->canAvoidWithAccessType(request, false)
                         : rule->rule->canAvoid(request)) {

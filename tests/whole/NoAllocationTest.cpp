@@ -18,7 +18,7 @@ namespace {
 class NoAllocation : public ::testing::Test {
  protected:
   NoAllocation() {
-    auto paths = std::make_shared<FilePathDataSet>();
+    const auto& paths = m_paths;
     paths->addOrUpdateKeyword("%HOME%", {"/Users/ann", "/Users/bob"});
     for (const char* const text :
          {"/a/b/*.log", "/a/**/c/?d", "**/node_modules/**", "%HOME%/tmp/*", "/x[0-9]+/y", "é/**"}) {
@@ -66,6 +66,7 @@ class NoAllocation : public ::testing::Test {
     return struck;
   }
 
+  const std::shared_ptr<FilePathDataSet> m_paths = std::make_shared<FilePathDataSet>();
   LookupManager m_manager;
 };
 
@@ -87,6 +88,28 @@ TEST_F(NoAllocation, IsNeededForAQueryThatMatchesNothing) {
     EXPECT_FALSE(m_manager.isPresent(request)) << path;
   }
   for (const std::string& path : paths) EXPECT_FALSE(allocates(path)) << path;
+}
+
+// Filing does allocate, so a query that allocates nothing has left none of it to do.
+TEST_F(NoAllocation, IsNeededForTheFirstQueryAfterAChange) {
+  const std::string path = "/new/folder/that/is/quite/long.txt";
+  LookupData request = requestFor(path);
+  EXPECT_FALSE(m_manager.isPresent(request));
+  for (int round = 0; round < 100; ++round) {
+    const std::string text = "/new/" + std::to_string(round) + "/*.log";
+    auto added = std::make_unique<FilePathAvoidance>(text, AnyAccess);
+    FilePathAvoidance& held = *added;
+    ASSERT_TRUE(m_paths->addToDataSet(std::move(added)));
+    EXPECT_FALSE(allocates(path)) << "after adding " << text;
+    ASSERT_TRUE(held.validate(text + "x", WriteAccess));
+    ASSERT_TRUE(held.updateRegex());
+    EXPECT_FALSE(allocates(path)) << "after recompiling " << text;
+    held.validate(text, AnyAccess);
+    if (round % 2 == 0) {
+      ASSERT_TRUE(m_paths->removeFromDataSet(held));
+      EXPECT_FALSE(allocates(path)) << "after removing " << text;
+    }
+  }
 }
 
 TEST_F(NoAllocation, WouldBeNoticed) {
