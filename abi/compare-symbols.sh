@@ -5,10 +5,11 @@
 #   abi/compare-symbols.sh LIBRARY --update    makes the list anew
 #
 # A symbol that goes is a break: the major version moves with it. One that comes is an addition to
-# the interface for as long as the major version lasts.
+# the interface for as long as the major version lasts. The list is that of the engine, symbols.txt
+# beside this script, unless LIST names another one.
 set -euo pipefail
 library=$1
-list=$(dirname "${BASH_SOURCE[0]}")/symbols.txt
+list=${LIST:-$(dirname "${BASH_SOURCE[0]}")/symbols.txt}
 
 exported() {
   # Of the columns address, kind and name the last, without the version, behind which llvm-nm would

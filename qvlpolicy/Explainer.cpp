@@ -1,0 +1,167 @@
+#include "qvlpolicy/Explainer.h"
+
+#include <algorithm>
+#include <exception>
+#include <map>
+#include <utility>
+
+#include "qvlpolicy/Logic.h"
+#include "qvlpolicy/Patterns.h"
+
+namespace qvlpolicy {
+namespace {
+
+bool hasEmptyInput(Kind kind, const QVL::LookupData& request) {
+  switch (kind) {
+    case Kind::FilePath:
+    case Kind::Folder:
+      return request.m_filePath.empty();
+    case Kind::Process:
+      return request.m_processName.empty();
+    case Kind::FileType: {
+      std::string path = request.m_filePath;
+      return QVL::FileTypeAvoidance::findFileExtension(path).empty();
+    }
+    case Kind::FileAge:
+      return false;
+  }
+  return false;
+}
+
+Decider deciderOf(const DataSet& dataSet, const QVL::LookupData& request) {
+  if (!dataSet.enabled || dataSet.isDropped) return Decider::SwitchedOff;
+  const bool isRefused = dataSet.accessCheck == DataSet::AccessCheck::AtDataSet &&
+                         dataSet.access != QVL::AnyAccess && dataSet.access != request.m_accessType;
+  if (isRefused) return Decider::AccessType;
+  if (dataSet.matchAnything) return Decider::MatchAnything;
+  if (dataSet.matchEmptyInput && hasEmptyInput(dataSet.kind, request)) return Decider::EmptyInput;
+  return Decider::Rules;
+}
+
+}  // namespace
+
+const char* deciderName(Decider decider) {
+  switch (decider) {
+    case Decider::SwitchedOff:
+      return "enabled";
+    case Decider::AccessType:
+      return "check-access";
+    case Decider::MatchAnything:
+      return "match-anything";
+    case Decider::EmptyInput:
+      return "match-empty-input";
+    case Decider::Rules:
+      return "rules";
+  }
+  return "";
+}
+
+// One question. Every data set is looked up once.
+class Explainer::Evaluation {
+ public:
+  Evaluation(const Explainer& explainer, const QVL::LookupData& request) {
+    const std::vector<DataSet>& dataSets = explainer.m_description.dataSets;
+    for (std::size_t i = 0; i < dataSets.size(); ++i) {
+      QVL::LookupData asked = request;
+      bool matches = false;
+      try {
+        matches = explainer.m_engine.dataSets()[i]->isPresentInDataSet(asked);
+      } catch (const std::exception&) {
+        // As the manager counts it.
+      }
+      m_byIndex.push_back(matches);
+      m_answers[dataSets[i].number] = {matches, false};
+    }
+    // A number without a data set does not match.
+    for (const unsigned int number : dataSetsIn(explainer.m_logic)) m_answers[number];
+  }
+
+  // The value of a part, for which no more data sets are asked than needed.
+  bool evaluate(const LogicPart& part) {
+    if (part.dataSet) {
+      Asked& asked = m_answers[*part.dataSet];
+      if (!asked.wasAsked && asked.matches) m_matched.push_back(*part.dataSet);
+      asked.wasAsked = true;
+      return asked.matches;
+    }
+    if (part.parts.size() == 1) return !evaluate(part.parts[0]);
+    const bool left = evaluate(part.parts[0]);
+    if (isOr(part) == left) return left;
+    return evaluate(part.parts[1]);
+  }
+
+  // The values of a part and of what it combines; true when anything of it was asked.
+  bool tell(const LogicPart& part, std::size_t depth, std::vector<PartAnswer>& answers) const {
+    const std::size_t place = answers.size();
+    answers.push_back({&part, depth, part.dataSet && m_answers.at(*part.dataSet).wasAsked, false});
+    if (part.dataSet) {
+      answers[place].value = m_answers.at(*part.dataSet).matches;
+      return answers[place].wasAsked;
+    }
+    bool wasAsked = false;
+    std::vector<std::size_t> places;
+    for (const LogicPart& inner : part.parts) {
+      places.push_back(answers.size());
+      wasAsked |= tell(inner, depth + 1, answers);
+    }
+    const bool left = answers[places.front()].value;
+    const bool right = answers[places.back()].value;
+    answers[place].wasAsked = wasAsked;
+    answers[place].value = places.size() == 1 ? !left : isOr(part) ? left || right : left && right;
+    return wasAsked;
+  }
+
+  bool matches(std::size_t dataSet) const { return m_byIndex[dataSet]; }
+  bool wasAsked(unsigned int number) const { return m_answers.at(number).wasAsked; }
+  std::vector<unsigned int>& matched() { return m_matched; }
+
+ private:
+  struct Asked {
+    bool matches = false;
+    bool wasAsked = false;
+  };
+
+  static bool isOr(const LogicPart& part) { return part.postfix[part.postfix.size() - 2] == '|'; }
+
+  std::vector<bool> m_byIndex;
+  std::map<unsigned int, Asked> m_answers;  // of all data sets, and of all numbers in the logic
+  std::vector<unsigned int> m_matched;
+};
+
+Explainer::Explainer(const Description& description, const Engine& engine, const LogicPart& logic)
+    : m_description(description), m_engine(engine), m_logic(logic) {
+  for (std::size_t i = 0; i < description.dataSets.size(); ++i) {
+    m_searches.emplace_back(description.dataSets[i], *engine.dataSets()[i], engine.rules(i));
+  }
+}
+
+std::vector<MatchingRule> Explainer::matchingRules(std::size_t dataSet,
+                                                   const QVL::LookupData& request) const {
+  const DataSet& description = m_description.dataSets[dataSet];
+  std::vector<MatchingRule> rules;
+  for (const std::size_t rule : m_searches[dataSet].matching(request)) {
+    rules.push_back(
+        {dataSet, rule, fitsAccess(description, description.rules[rule], request.m_accessType)});
+  }
+  return rules;
+}
+
+Explanation Explainer::explain(const QVL::LookupData& request) const {
+  Explanation explanation;
+  Evaluation evaluation(*this, request);
+  explanation.isExcluded = evaluation.evaluate(m_logic);
+  explanation.matched = std::move(evaluation.matched());
+  evaluation.tell(m_logic, 0, explanation.parts);
+
+  const std::vector<unsigned int> inLogic = dataSetsIn(m_logic);
+  for (std::size_t i = 0; i < m_description.dataSets.size(); ++i) {
+    const DataSet& dataSet = m_description.dataSets[i];
+    const bool isInLogic = std::binary_search(inLogic.begin(), inLogic.end(), dataSet.number);
+    explanation.dataSets.push_back({isInLogic, isInLogic && evaluation.wasAsked(dataSet.number),
+                                    evaluation.matches(i), deciderOf(dataSet, request),
+                                    matchingRules(i, request)});
+  }
+  return explanation;
+}
+
+}  // namespace qvlpolicy

@@ -1,0 +1,40 @@
+// What the rules of a policy mean, one by one: for tools that examine policies.
+
+#ifndef QVLPOLICY_PATTERNS_H
+#define QVLPOLICY_PATTERNS_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "qvl/core/IAvoidance.h"
+#include "qvlpolicy/Description.h"
+#include "qvlpolicy/Export.h"
+
+namespace qvlpolicy {
+
+// A rule by itself, with the switches and keywords of its data set, as the engine makes it. Throws
+// QVL::QVLException when the engine refuses it.
+QVLPOLICY_EXPORT std::unique_ptr<QVL::IAvoidance> makeRule(const DataSet& dataSet,
+                                                           const Rule& rule);
+
+// Would a data set of that kind refuse the second of two rules because it holds the first?
+QVLPOLICY_EXPORT bool haveSameKey(Kind kind, const Rule& a, const Rule& b);
+
+// Would it lose nothing by that?
+QVLPOLICY_EXPORT bool haveTheSameEffect(const DataSet& dataSet, const Rule& a, const Rule& b);
+
+// Does the kind of access that is asked for fit the rule, as its data set compares them?
+QVLPOLICY_EXPORT bool fitsAccess(const DataSet& dataSet, const Rule& rule, QVL::AccessTypes access);
+
+// The expression that the engine compiles a rule to, with the switches and keywords of its data
+// set; a rule matches what the whole expression matches. Empty for file-age rules, which match no
+// text.
+QVLPOLICY_EXPORT std::string expressionOf(const DataSet& dataSet, const Rule& rule);
+
+// The keywords of the data set that stand in the rule, in the order in which they are put in.
+QVLPOLICY_EXPORT std::vector<const Keyword*> keywordsIn(const DataSet& dataSet, const Rule& rule);
+
+}  // namespace qvlpolicy
+
+#endif  // QVLPOLICY_PATTERNS_H

@@ -1,0 +1,141 @@
+#include "qvlpolicy/Policy.h"
+
+#include <qvl/qvl.h>
+
+#include <algorithm>
+#include <tuple>
+#include <utility>
+
+#include "fmt/format.h"
+#include "qvlpolicy/Engine.h"
+#include "qvlpolicy/Explainer.h"
+#include "qvlpolicy/Logic.h"
+#include "qvlpolicy/NearRules.h"
+#include "qvlpolicy/Reader.h"
+#include "qvlpolicy/Values.h"
+
+namespace qvlpolicy {
+namespace {
+
+// The engine's record of a question; one a thread, so that its texts keep their memory.
+QVL::LookupData& requestFor(const Question& question) {
+  thread_local QVL::LookupData request;
+  request.m_filePath.assign(question.path);
+  request.m_processName.assign(question.process);
+  request.m_accessType = question.access;
+  request.m_matchIdentifiers.clear();
+  return request;
+}
+
+// In the order of the files and of what is in them.
+void sort(std::vector<Problem>& problems, const Description& description) {
+  const auto rank = [&](const Problem& problem) {
+    const auto& files = description.files;
+    return std::make_tuple(std::find(files.begin(), files.end(), problem.file) - files.begin(),
+                           problem.line, problem.column);
+  };
+  std::stable_sort(problems.begin(), problems.end(),
+                   [&](const Problem& a, const Problem& b) { return rank(a) < rank(b); });
+}
+
+}  // namespace
+
+struct Policy::State {
+  // The description has to stay where it is from here on.
+  State(Description read, std::vector<Problem>& errors, std::vector<Problem>& warnings)
+      : description(std::move(read)),
+        logic(readLogic(description.logic).logic),
+        engine(description, errors, warnings),
+        explainer(description, engine, logic),
+        nearRules(description) {}
+
+  const Description description;
+  const LogicPart logic;
+  const Engine engine;
+  const Explainer explainer;
+  const NearRules nearRules;
+
+  static Loaded made(Reading reading);
+};
+
+Loaded Policy::State::made(Reading reading) {
+  Loaded loaded;
+  loaded.errors = std::move(reading.errors);
+  const bool isRead = loaded.errors.empty();
+  auto state =
+      std::make_unique<State>(std::move(reading.description), loaded.errors, loaded.warnings);
+  const Description& description = state->description;
+  if (isRead) {
+    std::vector<unsigned int> numbers;
+    for (const DataSet& dataSet : description.dataSets) numbers.push_back(dataSet.number);
+    std::sort(numbers.begin(), numbers.end());
+    for (const unsigned int number : dataSetsIn(state->logic)) {
+      if (std::binary_search(numbers.begin(), numbers.end(), number)) continue;
+      loaded.warnings.push_back(
+          problemAt(description, description.logicPlace, "logic",
+                    fmt::format("there is no data set {}; it counts as not matching", number)));
+    }
+  }
+  sort(loaded.errors, description);
+  sort(loaded.warnings, description);
+  if (loaded.errors.empty()) loaded.policy.reset(new Policy(std::move(state)));
+  return loaded;
+}
+
+Policy::Policy(std::unique_ptr<State> state) : m_state(std::move(state)) {}
+Policy::~Policy() = default;
+
+Loaded Policy::load(const std::string& file, const LoadOptions& options) {
+  return State::made(readPolicyFile(file, options.today.empty() ? todayText() : options.today));
+}
+
+Loaded Policy::parse(std::string_view text, const std::string& file, const LoadOptions& options) {
+  return State::made(
+      readPolicyText(text, file, options.today.empty() ? todayText() : options.today));
+}
+
+bool Policy::isExcluded(const Question& question) const {
+  return m_state->engine.manager().isPresent(requestFor(question));
+}
+
+Answer Policy::ask(const Question& question) const {
+  Answer answer;
+  ask(question, answer);
+  return answer;
+}
+
+void Policy::ask(const Question& question, Answer& answer) const {
+  QVL::LookupData& request = requestFor(question);
+  answer.isExcluded = m_state->engine.manager().isPresent(request);
+  answer.dataSets.assign(request.m_matchIdentifiers.begin(), request.m_matchIdentifiers.end());
+}
+
+std::vector<MatchingRule> Policy::matchingRules(const Question& question) const {
+  const QVL::LookupData& request = requestFor(question);
+  std::vector<MatchingRule> rules;
+  for (std::size_t i = 0; i < m_state->description.dataSets.size(); ++i) {
+    const std::vector<MatchingRule> found = m_state->explainer.matchingRules(i, request);
+    rules.insert(rules.end(), found.begin(), found.end());
+  }
+  return rules;
+}
+
+Explanation Policy::explain(const Question& question) const {
+  return m_state->explainer.explain(requestFor(question));
+}
+
+std::vector<NearRule> Policy::nearRules(const Question& question,
+                                        const Explanation& explanation) const {
+  if (!explanation.matched.empty()) return {};
+  return m_state->nearRules.find(requestFor(question), explanation);
+}
+
+const Description& Policy::description() const {
+  return m_state->description;
+}
+
+const LogicPart& Policy::logic() const {
+  return m_state->logic;
+}
+
+}  // namespace qvlpolicy

@@ -1,0 +1,106 @@
+// From a policy file to answers: which accesses are excluded from scanning?
+//
+//   const qvlpolicy::Loaded loaded = qvlpolicy::Policy::load("/etc/scanner/policy.xml");
+//   if (!loaded.policy) return complain(loaded.errors);
+//   if (loaded.policy->isExcluded({path, program, QVL::ReadAccess})) return letPass();
+
+#ifndef QVLPOLICY_POLICY_H
+#define QVLPOLICY_POLICY_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "qvl/core/AccessTypes.h"
+#include "qvlpolicy/Description.h"
+#include "qvlpolicy/Explanation.h"
+#include "qvlpolicy/Export.h"
+#include "qvlpolicy/Problem.h"
+
+namespace qvlpolicy {
+
+class Policy;
+
+// One file access. The texts are borrowed for the call. They may be any bytes; a text that is not
+// UTF-8 is matched by no rule that reads it.
+struct Question {
+  std::string_view path;     // full path of the file
+  std::string_view process;  // full path or name of the program; may be empty
+  QVL::AccessTypes access = QVL::ReadAccess;
+};
+
+struct Answer {
+  bool isExcluded = false;
+  // The numbers of the data sets that were asked and matched, in the order in which the logic came
+  // to them. Data sets that did not matter any more are not asked.
+  std::vector<unsigned int> dataSets;
+};
+
+// What became of a file: a policy, or errors. Warnings may stand beside either.
+struct Loaded {
+  std::shared_ptr<const Policy> policy;  // null when there is any error
+  std::vector<Problem> errors;           // all that were found, in the order of the file
+  std::vector<Problem> warnings;         // likewise
+};
+
+// What may differ from one load to the next.
+struct LoadOptions {
+  std::string today;  // a date, YYYY-MM-DD, against which expiry is held; empty: today in UTC
+};
+
+// A policy that is ready to answer. Immutable: everything is built when it is loaded, and nothing
+// by the first question.
+//
+// Thread safety: any number of threads may ask at once. Questions do not wait for each other.
+class QVLPOLICY_EXPORT Policy {
+ public:
+  // Reads a policy file, and what it includes. Never throws for what is in a file or for a file
+  // that cannot be read: that is an error in the result. std::bad_alloc passes.
+  static Loaded load(const std::string& file, const LoadOptions& options = {});
+
+  // The same from a text in memory; `file` is its name in errors, and names of included files are
+  // relative to its folder.
+  static Loaded parse(std::string_view text, const std::string& file,
+                      const LoadOptions& options = {});
+
+  ~Policy();
+  Policy(const Policy&) = delete;
+  Policy& operator=(const Policy&) = delete;
+
+  // Is the access excluded from scanning? Looks at the file itself where a rule by age is asked.
+  bool isExcluded(const Question& question) const;
+
+  // The same, with the data sets that matched. The second form reuses what `answer` has allocated.
+  Answer ask(const Question& question) const;
+  void ask(const Question& question, Answer& answer) const;
+
+  // Every rule that matches the question, in the order of the files: in a data set that is not
+  // asked or switched off, too. Costs as much as it finds and more than `ask`; see
+  // docs/policy-library.md.
+  std::vector<MatchingRule> matchingRules(const Question& question) const;
+
+  // The whole way to the answer: parts of the logic, data sets, matching rules.
+  Explanation explain(const Question& question) const;
+
+  // When no data set matched: at most five rules that miss the question by least, best first.
+  std::vector<NearRule> nearRules(const Question& question, const Explanation& explanation) const;
+
+  // What the files say: data sets and rules with their places and metadata.
+  const Description& description() const;
+
+  // The logic taken apart.
+  const LogicPart& logic() const;
+
+ private:
+  struct State;
+  explicit Policy(std::unique_ptr<State> state);
+
+  const std::unique_ptr<State> m_state;
+};
+
+}  // namespace qvlpolicy
+
+#endif  // QVLPOLICY_POLICY_H

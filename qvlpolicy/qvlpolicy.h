@@ -1,0 +1,298 @@
+/* Policies in C: from a policy file to answers. C99; usable from C++.
+ *
+ *   qvlpolicy_report *report = NULL;
+ *   qvlpolicy_policy *policy = qvlpolicy_load("/etc/scanner/policy.xml", 23, &report);
+ *   if (policy == NULL) { ... qvlpolicy_report_get(report, 0, &problem) ... }
+ *   qvlpolicy_question question = {{path, strlen(path)}, {NULL, 0}, QVLPOLICY_READ};
+ *   if (qvlpolicy_is_excluded(policy, &question) == 1) { ... }
+ *
+ * Texts go in as bytes with their length and need no zero byte at their end; a text of length 0 may
+ * be NULL. Texts that come out belong to the handle that they were asked of, have a zero byte
+ * behind them, and stay valid until that handle is freed. They are UTF-8.
+ *
+ * A function that can fail returns a negative qvlpolicy_status. Nothing is thrown across this
+ * interface, and nothing is written to standard output or standard error. A NULL handle, where a
+ * function does not say that it takes one, is QVLPOLICY_BAD_ARGUMENT.
+ *
+ * Thread safety: any number of threads may use one handle at once, except to free it. */
+
+#ifndef QVLPOLICY_QVLPOLICY_H
+#define QVLPOLICY_QVLPOLICY_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include "qvlpolicy/Export.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The version of this header; qvlpolicy_version tells that of the library. */
+#define QVLPOLICY_VERSION_MAJOR 0
+#define QVLPOLICY_VERSION_MINOR 1
+#define QVLPOLICY_VERSION_PATCH 0
+
+/* What a function that can fail returns. */
+typedef enum qvlpolicy_status {
+  QVLPOLICY_OK = 0,
+  QVLPOLICY_BAD_ARGUMENT = -1, /* a NULL handle, an index beyond the end, offsets that decrease */
+  QVLPOLICY_NO_MEMORY = -2,
+  QVLPOLICY_REFUSED = -3, /* of a reload: the file has errors; the policy in force stays */
+  QVLPOLICY_FAILED = -4   /* anything else */
+} qvlpolicy_status;
+
+/* Kinds of access. Any other number of 32 bits is legal, too. */
+enum { QVLPOLICY_READ = 1, QVLPOLICY_WRITE = 2, QVLPOLICY_ANY = 3 };
+
+typedef struct qvlpolicy_bytes {
+  const char* data;
+  size_t length;
+} qvlpolicy_bytes;
+
+/* One file access. */
+typedef struct qvlpolicy_question {
+  qvlpolicy_bytes path;    /* full path of the file */
+  qvlpolicy_bytes process; /* full path or name of the program; may be empty */
+  uint32_t access;
+} qvlpolicy_question;
+
+/* An immutable policy that is ready to answer. */
+typedef struct qvlpolicy_policy qvlpolicy_policy;
+
+/* What was found while reading a policy: errors and warnings. */
+typedef struct qvlpolicy_report qvlpolicy_report;
+
+/* ---- The library ---- */
+
+/* The version of the library, such as "0.1.0". Never fails; the text is static. */
+QVLPOLICY_EXPORT const char* qvlpolicy_version(void);
+
+/* A status in words. Never fails; the text is static. */
+QVLPOLICY_EXPORT const char* qvlpolicy_status_text(int status);
+
+/* ---- Loading ---- */
+
+/* Reads a policy file, and what it includes. Returns a policy that the caller frees, or NULL when
+ * it cannot be used. Unless `report` is NULL, *report becomes what was found, also when a policy is
+ * returned: the caller frees it; NULL when there is no memory for it. */
+QVLPOLICY_EXPORT qvlpolicy_policy* qvlpolicy_load(const char* file, size_t file_length,
+                                                  qvlpolicy_report** report);
+
+/* The same from a text in memory. `file` is its name in the report; names of included files are
+ * relative to its folder. */
+QVLPOLICY_EXPORT qvlpolicy_policy* qvlpolicy_parse(const char* text, size_t text_length,
+                                                   const char* file, size_t file_length,
+                                                   qvlpolicy_report** report);
+
+/* Gives up a policy. NULL is fine. */
+QVLPOLICY_EXPORT void qvlpolicy_free(qvlpolicy_policy* policy);
+
+/* An error or a warning. Texts that are not there are empty. */
+typedef struct qvlpolicy_problem {
+  int is_error;            /* 1: the policy is refused for it; 0: a warning */
+  uint64_t line;           /* 1 is the first; 0: not known, or the whole file */
+  uint64_t column;         /* in characters, 1 is the first; 0: not known */
+  qvlpolicy_bytes file;    /* as it was named */
+  qvlpolicy_bytes element; /* in words, such as "data set 2 (number 7), rule 5" */
+  qvlpolicy_bytes what;    /* what is wrong; may be empty when the next two say all */
+  qvlpolicy_bytes expected;
+  qvlpolicy_bytes came;
+  qvlpolicy_bytes message; /* all of it: "FILE:LINE:COLUMN: ELEMENT: reason" */
+} qvlpolicy_problem;
+
+/* How many problems a report holds, errors first; 0 for NULL. */
+QVLPOLICY_EXPORT size_t qvlpolicy_report_count(const qvlpolicy_report* report);
+
+/* Fills in *problem, whose texts belong to the report. */
+QVLPOLICY_EXPORT int qvlpolicy_report_get(const qvlpolicy_report* report, size_t index,
+                                          qvlpolicy_problem* problem);
+
+/* Gives up a report. NULL is fine. */
+QVLPOLICY_EXPORT void qvlpolicy_report_free(qvlpolicy_report* report);
+
+/* ---- Asking ---- */
+
+/* 1: excluded from scanning; 0: to be scanned; negative: a status. */
+QVLPOLICY_EXPORT int qvlpolicy_is_excluded(const qvlpolicy_policy* policy,
+                                           const qvlpolicy_question* question);
+
+/* The same, with the numbers of the data sets that were asked and matched, in the order in which
+ * the logic came to them. The first `capacity` of them go to `data_sets`, and how many there are to
+ * *count, unless that is NULL. There are never more than the policy has data sets. */
+QVLPOLICY_EXPORT int qvlpolicy_ask(const qvlpolicy_policy* policy,
+                                   const qvlpolicy_question* question, uint32_t* data_sets,
+                                   size_t capacity, size_t* count);
+
+/* Many questions that have process and access in common. */
+typedef struct qvlpolicy_batch {
+  /* Path i stands in bytes[offsets[i]] up to and without bytes[offsets[i + 1]]: `offsets` holds
+   * count + 1 numbers, none smaller than the one before it, the first not negative. */
+  const char* bytes;
+  const int64_t* offsets;
+  size_t count;
+  qvlpolicy_bytes process;
+  uint32_t access;
+
+  /* Verdicts: `count` bytes, each of which becomes 1 (excluded) or 0. */
+  uint8_t* excluded;
+
+  /* Data sets of path i: data_sets[data_set_offsets[i]] up to and without
+   * data_sets[data_set_offsets[i + 1]]. `data_set_offsets` takes count + 1 numbers, the first of
+   * which becomes 0. NULL, both: not wanted. */
+  uint32_t* data_sets;
+  size_t data_sets_capacity;
+  int64_t* data_set_offsets;
+} qvlpolicy_batch;
+
+/* Answers a batch. Returns how many paths were answered: all of them, or fewer when the data sets
+ * of the next one have no room in `data_sets`; go on from there then. Room for as many as the
+ * policy has data sets is enough for one path at least. Negative: a status; what was filled in does
+ * not count then. Allocates next to nothing, and may run in many threads on parts of one buffer. */
+QVLPOLICY_EXPORT int64_t qvlpolicy_ask_many(const qvlpolicy_policy* policy,
+                                            const qvlpolicy_batch* batch);
+
+/* A rule that matches, or nearly does; the indices are those of qvlpolicy_rule_at. */
+typedef struct qvlpolicy_match {
+  size_t data_set;
+  size_t rule;
+  int fits_access;        /* 0: matches but for the kind of access */
+  const char* difference; /* of a near rule, why it does not match ("case", "subfolders"), static;
+                             NULL of a rule that matches */
+} qvlpolicy_match;
+
+/* Every rule that matches by itself, whatever its data set's switches and the logic make of it. The
+ * first `capacity` go to `matches`; how many there are goes to *count, unless that is NULL. */
+QVLPOLICY_EXPORT int qvlpolicy_matching_rules(const qvlpolicy_policy* policy,
+                                              const qvlpolicy_question* question,
+                                              qvlpolicy_match* matches, size_t capacity,
+                                              size_t* count);
+
+/* When no data set matches: at most five rules that miss the question by least, best first. */
+QVLPOLICY_EXPORT int qvlpolicy_near_rules(const qvlpolicy_policy* policy,
+                                          const qvlpolicy_question* question,
+                                          qvlpolicy_match* matches, size_t capacity, size_t* count);
+
+/* ---- What a policy says ---- */
+
+/* What people note beside a rule or a data set. */
+typedef struct qvlpolicy_metadata {
+  qvlpolicy_bytes comment;
+  qvlpolicy_bytes owner;
+  qvlpolicy_bytes reason;
+  qvlpolicy_bytes ticket;
+  qvlpolicy_bytes added;   /* YYYY-MM-DD */
+  qvlpolicy_bytes expires; /* likewise; the last day on which it holds */
+} qvlpolicy_metadata;
+
+typedef struct qvlpolicy_data_set {
+  uint32_t number;
+  const char* kind; /* "file-path", "folder", "process", "file-type" or "file-age"; static */
+  qvlpolicy_bytes name;
+  int enabled;
+  int is_dropped; /* has expired, and the policy drops what has */
+  size_t rule_count;
+  qvlpolicy_bytes file;
+  uint64_t line;
+  uint64_t column;
+  qvlpolicy_metadata metadata;
+} qvlpolicy_data_set;
+
+typedef struct qvlpolicy_rule {
+  qvlpolicy_bytes text; /* of an age the engine's age text */
+  uint32_t access;
+  int is_dropped;
+  qvlpolicy_bytes file;
+  uint64_t line;
+  uint64_t column;
+  qvlpolicy_metadata metadata;
+} qvlpolicy_rule;
+
+/* The policy's logic, as written. */
+QVLPOLICY_EXPORT int qvlpolicy_logic(const qvlpolicy_policy* policy, qvlpolicy_bytes* logic);
+
+/* How many data sets there are; 0 for NULL. */
+QVLPOLICY_EXPORT size_t qvlpolicy_data_set_count(const qvlpolicy_policy* policy);
+
+/* Fills in *data_set or *rule. Data sets come in the order of the files, rules in that of their
+ * data set. */
+QVLPOLICY_EXPORT int qvlpolicy_data_set_at(const qvlpolicy_policy* policy, size_t index,
+                                           qvlpolicy_data_set* data_set);
+QVLPOLICY_EXPORT int qvlpolicy_rule_at(const qvlpolicy_policy* policy, size_t data_set,
+                                       size_t index, qvlpolicy_rule* rule);
+
+/* ---- The policy in force ---- */
+
+/* Answers from the policy in force, which can be replaced at any time. No question waits for a
+ * reload; each is answered by one policy from its beginning to its end. */
+typedef struct qvlpolicy_live qvlpolicy_live;
+
+/* What is counted. */
+typedef enum qvlpolicy_counting {
+  QVLPOLICY_COUNT_NOTHING = 0,
+  QVLPOLICY_COUNT_DATA_SETS = 1, /* questions, excluded ones, and matches per data set */
+  QVLPOLICY_COUNT_RULES = 2      /* and per rule, for which excluded questions are asked again */
+} qvlpolicy_counting;
+
+/* Puts a policy in force. The handle of the policy stays the caller's, who may free it at once.
+ * Returns a holder that the caller frees; NULL when there is no memory or an argument is wrong. */
+QVLPOLICY_EXPORT qvlpolicy_live* qvlpolicy_live_new(const qvlpolicy_policy* policy,
+                                                    qvlpolicy_counting counting);
+
+/* Gives up a holder. NULL is fine. */
+QVLPOLICY_EXPORT void qvlpolicy_live_free(qvlpolicy_live* live);
+
+/* As qvlpolicy_ask and qvlpolicy_ask_many, and counted. Each path of a batch is answered by the
+ * policy that is in force when its turn comes. */
+QVLPOLICY_EXPORT int qvlpolicy_live_ask(qvlpolicy_live* live, const qvlpolicy_question* question,
+                                        uint32_t* data_sets, size_t capacity, size_t* count);
+QVLPOLICY_EXPORT int64_t qvlpolicy_live_ask_many(qvlpolicy_live* live,
+                                                 const qvlpolicy_batch* batch);
+
+/* Reads the policy's file again and puts it in force: QVLPOLICY_OK, or QVLPOLICY_REFUSED when it
+ * has errors. *report is as that of qvlpolicy_load. */
+QVLPOLICY_EXPORT int qvlpolicy_live_reload(qvlpolicy_live* live, qvlpolicy_report** report);
+
+/* Puts another policy in force; the handle stays the caller's. */
+QVLPOLICY_EXPORT int qvlpolicy_live_replace(qvlpolicy_live* live, const qvlpolicy_policy* policy);
+
+/* A handle of the policy in force that the caller frees; NULL when there is no memory. */
+QVLPOLICY_EXPORT qvlpolicy_policy* qvlpolicy_live_policy(qvlpolicy_live* live);
+
+/* What a holder counted until one moment. */
+typedef struct qvlpolicy_counters qvlpolicy_counters;
+
+typedef struct qvlpolicy_totals {
+  uint64_t questions; /* since the holder was made */
+  uint64_t excluded;  /* likewise */
+  uint64_t reloads;   /* policies put in force by reload or replace */
+  uint64_t refused;   /* reloads that left the old policy in force */
+  int64_t since;      /* when the policy in force was put there, in seconds since 1970 */
+} qvlpolicy_totals;
+
+typedef struct qvlpolicy_hits {
+  uint64_t count;
+  int64_t last; /* in seconds since 1970; 0: never */
+} qvlpolicy_hits;
+
+/* Counters that the caller frees; NULL when there is no memory or `live` is NULL. */
+QVLPOLICY_EXPORT qvlpolicy_counters* qvlpolicy_live_counters(qvlpolicy_live* live);
+QVLPOLICY_EXPORT void qvlpolicy_counters_free(qvlpolicy_counters* counters);
+QVLPOLICY_EXPORT int qvlpolicy_counters_totals(const qvlpolicy_counters* counters,
+                                               qvlpolicy_totals* totals);
+
+/* A handle of the policy that the next two are about; the caller frees it. */
+QVLPOLICY_EXPORT qvlpolicy_policy* qvlpolicy_counters_policy(const qvlpolicy_counters* counters);
+
+/* Matches since the policy was put in force, by indices in it. QVLPOLICY_BAD_ARGUMENT when they are
+ * not counted. */
+QVLPOLICY_EXPORT int qvlpolicy_counters_data_set(const qvlpolicy_counters* counters, size_t index,
+                                                 qvlpolicy_hits* hits);
+QVLPOLICY_EXPORT int qvlpolicy_counters_rule(const qvlpolicy_counters* counters, size_t data_set,
+                                             size_t index, qvlpolicy_hits* hits);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* QVLPOLICY_QVLPOLICY_H */
