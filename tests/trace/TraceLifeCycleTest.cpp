@@ -215,6 +215,40 @@ TEST_F(TraceLifeCycle, StreamsAreClosedOnceInAnyOrderOfOperations) {
   EXPECT_EQ(openStreams(), open);
 }
 
+// The C library gives a stream that is opened the memory of the one closed before.
+TEST_F(TraceLifeCycle, StreamOfTheHostAfterACloseIsWrittenToAndClosedOnce) {
+  start("5");
+  const std::string name = std::string(kVar) + "/host.log";
+  for (int i = 0; i < 10; ++i) {
+    closeTraceLogger();
+    const int open = openStreams();
+    logFilePtr = std::fopen(name.c_str(), "w");
+    traceInited = 1;
+    log(5, "to the host's file");
+    EXPECT_EQ(readFile(name), "to the host's file\n");
+    closeTraceLogger();
+    EXPECT_EQ(openStreams(), open);
+    closeTraceLogger();
+    InitTraceLogger();
+  }
+}
+
+TEST_F(TraceLifeCycle, StreamThatTheHostHasClosedItselfIsLeftAlone) {
+  start("5");
+  closeTraceLogger();
+  const FILE* const closed = logFilePtr;
+  logFilePtr = std::fopen((std::string(kVar) + "/host.log").c_str(), "w");
+  traceInited = 1;
+  log(5, "to the host's file");
+  std::fclose(logFilePtr);
+  traceInited = 0;
+  if (logFilePtr != closed) logFilePtr = nullptr;
+  log(5, "lost");
+  reloadHandler(1);
+  log(5, "after");
+  EXPECT_EQ(traceFile(), "after\n");
+}
+
 // --- Reload
 // ----------------------------------------------------------------------------------------
 

@@ -96,6 +96,65 @@ TEST_F(TraceThreads, FileMayBeReloadedAndClosedMeanwhile) {
   EXPECT_EQ(openStreams(), open);
 }
 
+// Everything at once: reloads and closes by several threads, a configuration that changes or is cut
+// off, rotations, errors for the system log.
+TEST_F(TraceThreads, EveryLineIsWholeWhateverHappensMeanwhile) {
+  configure("5");
+  const int open = openStreams();
+  std::atomic<bool> done{false};
+  std::vector<std::thread> others;
+  others.emplace_back([&done] {
+    while (!done) reloadHandler(1);
+  });
+  others.emplace_back([&done] {
+    while (!done) {
+      closeTraceLogger();
+      InitTraceLogger();
+      InitProdLogger();
+    }
+  });
+  others.emplace_back([&done] {
+    while (!done) {
+      log(1, "an error");
+      log(3, "neither");
+    }
+  });
+  int round = 0;
+  std::vector<std::string> files = {kTraceFile};
+  logFromManyThreads(5, [&] {
+    const char* const levels[] = {"5", "5", "4", "5", "none", "5"};
+    configure(levels[++round % 6]);
+    if (round % 100 == 0) {
+      const std::string rotated = std::string(kVar) + "/rotated." + std::to_string(round);
+      std::error_code error;
+      std::filesystem::rename(kTraceFile, rotated, error);
+      if (!error) files.push_back(rotated);
+    }
+    std::this_thread::yield();
+  });
+  done = true;
+  for (std::thread& thread : others) thread.join();
+  standardError();  // a configuration may be read while it is written
+  closeTraceLogger();
+  EXPECT_EQ(openStreams(), open);
+
+  std::set<std::string> lines = allLines();
+  lines.insert({"an error", "neither"});
+  std::size_t found = 0;
+  for (const std::string& file : files) {
+    if (!std::filesystem::exists(file)) continue;
+    std::istringstream text(readFile(file));
+    for (std::string line; std::getline(text, line); ++found) {
+      EXPECT_EQ(lines.count(line), 1U) << "torn: " << line;
+    }
+  }
+  EXPECT_GT(found, 0U);
+  for (const SystemLogEntry& entry : systemLog().entries) {
+    EXPECT_EQ(entry, (SystemLogEntry{1, "ERROR : ScanAvoidance : an error", "an error"}));
+  }
+  EXPECT_FALSE(systemLog().entries.empty());
+}
+
 TEST_F(TraceThreads, NothingIsWrittenAtLevelZero) {
   logFromManyThreads(5, [] { std::this_thread::yield(); });
   EXPECT_EQ(traceFile(), "");
