@@ -16,8 +16,9 @@ namespace QVL {
 // The age text: character 0 selects the timestamp, "0" creation, "1" last modification, anything
 // else an age of 0; characters 1 to 3 are not read; from character 4 on, 23 characters of whole
 // numbers of days separated by commas. A number of days is multiplied by 86400 in 32 bits, so a
-// count above 24855 wraps around. A file that cannot be examined, or whose creation time is asked
-// for and not known to the file system, is not excluded.
+// count above 24855 wraps around; 9223372036854775807 or more counts as -1, which excludes every
+// file. A file that cannot be examined, or whose creation time is asked for and not known to the
+// file system, is not excluded; a creation time of 0, as some tools leave it, is not known either.
 //
 // The text is compiled like any pattern, and refused when that fails, but no lookup uses the
 // expression.

@@ -9,7 +9,8 @@
 namespace QVL {
 
 struct FileTimes {
-  std::optional<std::time_t> creation;  // absent where the file system does not know it
+  // Absent where the file system does not know it; 0 is no time of creation either.
+  std::optional<std::time_t> creation;
   std::time_t modification;
 };
 
