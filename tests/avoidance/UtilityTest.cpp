@@ -52,6 +52,16 @@ TEST(ReplaceAll, ReplacesFromLeftToRightWithoutOverlap) {
   }
 }
 
+// Many megabytes with a replacement at every byte: moving the rest each time would take hours.
+TEST(ReplaceAll, ReplacesEachByteOfALongText) {
+  constexpr std::size_t kSize = 32 << 20;
+  const std::string replaced = Utility::replaceAll(std::string(kSize, '.'), ".", "\\.");
+  ASSERT_EQ(replaced.size(), 2 * kSize);
+  for (std::size_t at = 0; at < 2 * kSize; at += 2) {
+    ASSERT_TRUE(replaced[at] == '\\' && replaced[at + 1] == '.') << at;
+  }
+}
+
 TEST(ReplaceAll, WorksOnACopyOfItsText) {
   const std::string text = "aaa";
   EXPECT_EQ(Utility::replaceAll(text, "a", "b"), "bbb");
