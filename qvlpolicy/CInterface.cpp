@@ -1,7 +1,9 @@
 #include <cstdint>
 #include <cstring>
+#include <ctime>
 #include <memory>
 #include <new>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -136,24 +138,68 @@ bool isUsable(const qvlpolicy_batch* batch) {
   return batch != nullptr && batch->offsets != nullptr && batch->excluded != nullptr &&
          batch->offsets[0] >= 0 && (batch->bytes != nullptr || batch->offsets[batch->count] == 0) &&
          isText(batch->process.data, batch->process.length) &&
-         (batch->data_sets == nullptr) == (batch->data_set_offsets == nullptr);
+         (batch->data_sets == nullptr) == (batch->data_set_offsets == nullptr) &&
+         (batch->hits == nullptr) == (batch->hit_offsets == nullptr);
 }
 
+// The times of a batch's path i.
+qvlpolicy::GivenTimes timesOf(const qvlpolicy_batch& batch, std::size_t i) {
+  const auto known = [i](const std::int64_t* times) -> std::optional<std::time_t> {
+    if (times == nullptr || times[i] == QVLPOLICY_NO_TIME) return std::nullopt;
+    return static_cast<std::time_t>(times[i]);
+  };
+  return {known(batch.created), known(batch.modified), static_cast<std::time_t>(batch.now)};
+}
+
+// Takes down which rules hit the paths of a batch. A policy in force tells none.
+class HitList {
+ public:
+  HitList(const Policy* policy, const qvlpolicy_batch& batch) : m_policy(policy), m_batch(batch) {
+    if (batch.hit_offsets != nullptr) batch.hit_offsets[0] = 0;
+  }
+
+  // False: there is no room for those of path i.
+  bool add(std::size_t i, const qvlpolicy::Question& question, const Answer& answer) {
+    if (m_batch.hit_offsets == nullptr) return true;
+    m_policy->rulesThatHit(question, answer, m_rules);
+    if (m_rules.size() > m_batch.hits_capacity - m_used) return false;
+    for (const qvlpolicy::MatchingRule& match : m_rules) {
+      m_batch.hits[m_used++] = {static_cast<std::uint32_t>(match.dataSet),
+                                static_cast<std::uint32_t>(match.rule)};
+    }
+    m_batch.hit_offsets[i + 1] = static_cast<std::int64_t>(m_used);
+    return true;
+  }
+
+ private:
+  const Policy* const m_policy;
+  const qvlpolicy_batch& m_batch;
+  std::vector<qvlpolicy::MatchingRule> m_rules;
+  std::size_t m_used = 0;
+};
+
 template <typename Asked>
-std::int64_t askMany(Asked& asked, const qvlpolicy_batch* batch) {
+std::int64_t askMany(Asked& asked, const Policy* policy, const qvlpolicy_batch* batch) {
   if (!isUsable(batch)) return QVLPOLICY_BAD_ARGUMENT;
+  if (policy == nullptr && batch->hits != nullptr) return QVLPOLICY_BAD_ARGUMENT;
   return guarded([&]() -> std::int64_t {
     qvlpolicy::Question question = {
         {}, viewOf(batch->process), static_cast<QVL::AccessTypes>(batch->access)};
     Answer answer;
     std::size_t used = 0;
+    const bool areTimesGiven = batch->created != nullptr || batch->modified != nullptr;
+    qvlpolicy::GivenTimes times;
+    if (areTimesGiven) question.times = &times;
+    HitList hits(policy, *batch);
     if (batch->data_set_offsets != nullptr) batch->data_set_offsets[0] = 0;
     for (std::size_t i = 0; i < batch->count; ++i) {
       const std::int64_t begin = batch->offsets[i];
       const std::int64_t end = batch->offsets[i + 1];
       if (end < begin) return QVLPOLICY_BAD_ARGUMENT;
       question.path = viewOf(batch->bytes + begin, static_cast<std::size_t>(end - begin));
+      if (areTimesGiven) times = timesOf(*batch, i);
       asked.ask(question, answer);
+      if (!hits.add(i, question, answer)) return static_cast<std::int64_t>(i);
       if (batch->data_set_offsets != nullptr) {
         if (answer.dataSets.size() > batch->data_sets_capacity - used) {
           return static_cast<std::int64_t>(i);
@@ -216,6 +262,22 @@ qvlpolicy_policy* qvlpolicy_parse(const char* text, size_t text_length, const ch
   });
 }
 
+qvlpolicy_policy* qvlpolicy_parse_with(const char* text, size_t text_length, const char* file,
+                                       size_t file_length, const qvlpolicy_load_options* options,
+                                       qvlpolicy_report** report) {
+  if (report != nullptr) *report = nullptr;
+  if (!isText(text, text_length) || !isText(file, file_length) || options == nullptr ||
+      !isText(options->today.data, options->today.length)) {
+    return nullptr;
+  }
+  return loadWith(report, [&] {
+    qvlpolicy::LoadOptions with;
+    with.today = viewOf(options->today);
+    with.timesAreGiven = options->times_are_given != 0;
+    return Policy::parse(viewOf(text, text_length), std::string(viewOf(file, file_length)), with);
+  });
+}
+
 void qvlpolicy_free(qvlpolicy_policy* policy) {
   delete policy;
 }
@@ -259,7 +321,7 @@ int qvlpolicy_ask(const qvlpolicy_policy* policy, const qvlpolicy_question* ques
 
 int64_t qvlpolicy_ask_many(const qvlpolicy_policy* policy, const qvlpolicy_batch* batch) {
   if (policy == nullptr) return QVLPOLICY_BAD_ARGUMENT;
-  return askMany(*policy->policy, batch);
+  return askMany(*policy->policy, policy->policy.get(), batch);
 }
 
 int qvlpolicy_matching_rules(const qvlpolicy_policy* policy, const qvlpolicy_question* question,
@@ -367,7 +429,7 @@ int qvlpolicy_live_ask(qvlpolicy_live* live, const qvlpolicy_question* question,
 
 int64_t qvlpolicy_live_ask_many(qvlpolicy_live* live, const qvlpolicy_batch* batch) {
   if (live == nullptr) return QVLPOLICY_BAD_ARGUMENT;
-  return askMany(live->live, batch);
+  return askMany(live->live, nullptr, batch);
 }
 
 int qvlpolicy_live_reload(qvlpolicy_live* live, qvlpolicy_report** report) {

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "fmt/format.h"
+#include "qvlpolicy/GivenAge.h"
 #include "qvlpolicy/Logic.h"
 #include "qvlpolicy/Patterns.h"
 #include "qvlpolicy/Reader.h"
@@ -103,10 +104,11 @@ std::string refusalOf(Kind kind, const std::string& text) {
 // Adds the rules of one data set.
 class RuleAdder {
  public:
-  RuleAdder(const Description& description, const DataSet& dataSet, QVL::IDataSet& target,
-            std::vector<Problem>& errors, std::vector<Problem>& warnings)
+  RuleAdder(const Description& description, const DataSet& dataSet, bool timesAreGiven,
+            QVL::IDataSet& target, std::vector<Problem>& errors, std::vector<Problem>& warnings)
       : m_description(description),
         m_dataSet(dataSet),
+        m_timesAreGiven(timesAreGiven),
         m_target(target),
         m_errors(errors),
         m_warnings(warnings) {}
@@ -117,7 +119,7 @@ class RuleAdder {
     if (rule.isDropped) return nullptr;
     std::unique_ptr<QVL::IAvoidance> made;
     try {
-      made = makeRule(m_dataSet, rule);
+      made = make(rule);
     } catch (const QVL::QVLException& exception) {
       tell(m_errors, index,
            fmt::format("{} ({})", refusalOf(m_dataSet.kind, rule.text), exception.m_message),
@@ -135,6 +137,14 @@ class RuleAdder {
   }
 
  private:
+  // Age rules have neither switches nor keywords.
+  std::unique_ptr<QVL::IAvoidance> make(const Rule& rule) const {
+    if (m_timesAreGiven && m_dataSet.kind == Kind::FileAge) {
+      return std::make_unique<GivenAgeAvoidance>(rule.text, rule.access);
+    }
+    return makeRule(m_dataSet, rule);
+  }
+
   void tell(std::vector<Problem>& problems, std::size_t rule, std::string what,
             std::string expected = {}, std::string came = {}) const {
     problems.push_back(problemAt(m_description, m_dataSet.rules[rule].place,
@@ -175,6 +185,7 @@ class RuleAdder {
 
   const Description& m_description;
   const DataSet& m_dataSet;
+  const bool m_timesAreGiven;
   QVL::IDataSet& m_target;
   std::vector<Problem>& m_errors;
   std::vector<Problem>& m_warnings;
@@ -184,12 +195,12 @@ class RuleAdder {
 
 }  // namespace
 
-Engine::Engine(const Description& description, std::vector<Problem>& errors,
+Engine::Engine(const Description& description, bool timesAreGiven, std::vector<Problem>& errors,
                std::vector<Problem>& warnings) {
   const bool isSound = errors.empty();
   for (const DataSet& dataSet : description.dataSets) {
     const std::shared_ptr<QVL::IDataSet> target = makeDataSet(dataSet);
-    RuleAdder adder(description, dataSet, *target, errors, warnings);
+    RuleAdder adder(description, dataSet, timesAreGiven, *target, errors, warnings);
     std::vector<QVL::IAvoidance*> rules;
     rules.reserve(dataSet.rules.size());
     for (std::size_t i = 0; i < dataSet.rules.size(); ++i) rules.push_back(adder.add(i));

@@ -20,8 +20,9 @@ class Engine {
  public:
   // What the engine refuses goes to `errors`, with the engine's own words, and what an author
   // should know although it can be used to `warnings`. The description's logic is known to be
-  // sound, unless there are errors already; the engine cannot be asked then.
-  Engine(const Description& description, std::vector<Problem>& errors,
+  // sound, unless there are errors already; the engine cannot be asked then. `timesAreGiven` is
+  // that of LoadOptions.
+  Engine(const Description& description, bool timesAreGiven, std::vector<Problem>& errors,
          std::vector<Problem>& warnings);
 
   QVL::LookupManager& manager() const { return m_manager; }

@@ -9,6 +9,7 @@
 #include "fmt/format.h"
 #include "qvlpolicy/Engine.h"
 #include "qvlpolicy/Explainer.h"
+#include "qvlpolicy/GivenAge.h"
 #include "qvlpolicy/Logic.h"
 #include "qvlpolicy/NearRules.h"
 #include "qvlpolicy/Reader.h"
@@ -42,10 +43,11 @@ void sort(std::vector<Problem>& problems, const Description& description) {
 
 struct Policy::State {
   // The description has to stay where it is from here on.
-  State(Description read, std::vector<Problem>& errors, std::vector<Problem>& warnings)
+  State(Description read, const LoadOptions& options, std::vector<Problem>& errors,
+        std::vector<Problem>& warnings)
       : description(std::move(read)),
         logic(readLogic(description.logic).logic),
-        engine(description, errors, warnings),
+        engine(description, options.timesAreGiven, errors, warnings),
         explainer(description, engine, logic),
         nearRules(description) {}
 
@@ -55,15 +57,15 @@ struct Policy::State {
   const Explainer explainer;
   const NearRules nearRules;
 
-  static Loaded made(Reading reading);
+  static Loaded made(Reading reading, const LoadOptions& options);
 };
 
-Loaded Policy::State::made(Reading reading) {
+Loaded Policy::State::made(Reading reading, const LoadOptions& options) {
   Loaded loaded;
   loaded.errors = std::move(reading.errors);
   const bool isRead = loaded.errors.empty();
-  auto state =
-      std::make_unique<State>(std::move(reading.description), loaded.errors, loaded.warnings);
+  auto state = std::make_unique<State>(std::move(reading.description), options, loaded.errors,
+                                       loaded.warnings);
   const Description& description = state->description;
   if (isRead) {
     std::vector<unsigned int> numbers;
@@ -86,15 +88,17 @@ Policy::Policy(std::unique_ptr<State> state) : m_state(std::move(state)) {}
 Policy::~Policy() = default;
 
 Loaded Policy::load(const std::string& file, const LoadOptions& options) {
-  return State::made(readPolicyFile(file, options.today.empty() ? todayText() : options.today));
+  return State::made(readPolicyFile(file, options.today.empty() ? todayText() : options.today),
+                     options);
 }
 
 Loaded Policy::parse(std::string_view text, const std::string& file, const LoadOptions& options) {
   return State::made(
-      readPolicyText(text, file, options.today.empty() ? todayText() : options.today));
+      readPolicyText(text, file, options.today.empty() ? todayText() : options.today), options);
 }
 
 bool Policy::isExcluded(const Question& question) const {
+  const TimesOfQuestion times(question.times);
   return m_state->engine.manager().isPresent(requestFor(question));
 }
 
@@ -105,12 +109,14 @@ Answer Policy::ask(const Question& question) const {
 }
 
 void Policy::ask(const Question& question, Answer& answer) const {
+  const TimesOfQuestion times(question.times);
   QVL::LookupData& request = requestFor(question);
   answer.isExcluded = m_state->engine.manager().isPresent(request);
   answer.dataSets.assign(request.m_matchIdentifiers.begin(), request.m_matchIdentifiers.end());
 }
 
 std::vector<MatchingRule> Policy::matchingRules(const Question& question) const {
+  const TimesOfQuestion times(question.times);
   const QVL::LookupData& request = requestFor(question);
   std::vector<MatchingRule> rules;
   for (std::size_t i = 0; i < m_state->description.dataSets.size(); ++i) {
@@ -120,7 +126,27 @@ std::vector<MatchingRule> Policy::matchingRules(const Question& question) const 
   return rules;
 }
 
+void Policy::rulesThatHit(const Question& question, const Answer& answer,
+                          std::vector<MatchingRule>& rules) const {
+  rules.clear();
+  if (answer.dataSets.empty()) return;
+  const TimesOfQuestion times(question.times);
+  const QVL::LookupData& request = requestFor(question);
+  const std::vector<DataSet>& dataSets = m_state->description.dataSets;
+  for (const unsigned int number : answer.dataSets) {
+    const auto found = std::find_if(dataSets.begin(), dataSets.end(), [&](const DataSet& dataSet) {
+      return dataSet.number == number;
+    });
+    if (found == dataSets.end() || found->matchAnything) continue;
+    for (const MatchingRule& match : m_state->explainer.matchingRules(
+             static_cast<std::size_t>(found - dataSets.begin()), request)) {
+      if (match.fitsAccess) rules.push_back(match);
+    }
+  }
+}
+
 Explanation Policy::explain(const Question& question) const {
+  const TimesOfQuestion times(question.times);
   return m_state->explainer.explain(requestFor(question));
 }
 

@@ -9,7 +9,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,12 +26,20 @@ namespace qvlpolicy {
 
 class Policy;
 
+// Times of a file that is not at hand, as an inventory tells them, in seconds since 1970.
+struct GivenTimes {
+  std::optional<std::time_t> creation;      // nothing: not known
+  std::optional<std::time_t> modification;  // likewise
+  std::time_t now = 0;                      // against which ages are held
+};
+
 // One file access. The texts are borrowed for the call. They may be any bytes; a text that is not
 // UTF-8 is matched by no rule that reads it.
 struct Question {
   std::string_view path;     // full path of the file
   std::string_view process;  // full path or name of the program; may be empty
   QVL::AccessTypes access = QVL::ReadAccess;
+  const GivenTimes* times = nullptr;  // borrowed; of a policy with LoadOptions::timesAreGiven
 };
 
 struct Answer {
@@ -49,6 +59,10 @@ struct Loaded {
 // What may differ from one load to the next.
 struct LoadOptions {
   std::string today;  // a date, YYYY-MM-DD, against which expiry is held; empty: today in UTC
+
+  // Rules by age go by the times of the question and look at no file; where those are not given or
+  // not known, the rule does not match. Questions then take turns where a rule by age is asked.
+  bool timesAreGiven = false;
 };
 
 // A policy that is ready to answer. Immutable: everything is built when it is loaded, and nothing
@@ -81,6 +95,12 @@ class QVLPOLICY_EXPORT Policy {
   // asked or switched off, too. Costs as much as it finds and more than `ask`; see
   // docs/policy-library.md.
   std::vector<MatchingRule> matchingRules(const Question& question) const;
+
+  // The rules that hit: those that match the question, its kind of access included, in the data
+  // sets of `answer`, which is the answer to it. None of a data set that matches anything, whose
+  // rules are never asked. Replaces what is in `rules`.
+  void rulesThatHit(const Question& question, const Answer& answer,
+                    std::vector<MatchingRule>& rules) const;
 
   // The whole way to the answer: parts of the logic, data sets, matching rules.
   Explanation explain(const Question& question) const;

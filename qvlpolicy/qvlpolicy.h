@@ -85,6 +85,22 @@ QVLPOLICY_EXPORT qvlpolicy_policy* qvlpolicy_parse(const char* text, size_t text
                                                    const char* file, size_t file_length,
                                                    qvlpolicy_report** report);
 
+/* What may differ from one load to the next. */
+typedef struct qvlpolicy_load_options {
+  qvlpolicy_bytes today; /* YYYY-MM-DD, against which expiry is held; empty: today in UTC */
+
+  /* 1: rules by age go by the times that a batch gives, and look at no file; where a time is not
+   * given or not known, the rule does not match. For files of other machines. 0: they look at the
+   * file itself. */
+  int times_are_given;
+} qvlpolicy_load_options;
+
+/* As qvlpolicy_parse, with options. */
+QVLPOLICY_EXPORT qvlpolicy_policy* qvlpolicy_parse_with(const char* text, size_t text_length,
+                                                        const char* file, size_t file_length,
+                                                        const qvlpolicy_load_options* options,
+                                                        qvlpolicy_report** report);
+
 /* Gives up a policy. NULL is fine. */
 QVLPOLICY_EXPORT void qvlpolicy_free(qvlpolicy_policy* policy);
 
@@ -124,6 +140,15 @@ QVLPOLICY_EXPORT int qvlpolicy_ask(const qvlpolicy_policy* policy,
                                    const qvlpolicy_question* question, uint32_t* data_sets,
                                    size_t capacity, size_t* count);
 
+/* A time that is not known. */
+#define QVLPOLICY_NO_TIME INT64_MIN
+
+/* A rule that hits; the indices are those of qvlpolicy_rule_at. */
+typedef struct qvlpolicy_hit {
+  uint32_t data_set;
+  uint32_t rule;
+} qvlpolicy_hit;
+
 /* Many questions that have process and access in common. */
 typedef struct qvlpolicy_batch {
   /* Path i stands in bytes[offsets[i]] up to and without bytes[offsets[i + 1]]: `offsets` holds
@@ -143,11 +168,25 @@ typedef struct qvlpolicy_batch {
   uint32_t* data_sets;
   size_t data_sets_capacity;
   int64_t* data_set_offsets;
+
+  /* Times of the files, for a policy that was loaded with times_are_given: `count` numbers each, in
+   * seconds since 1970, QVLPOLICY_NO_TIME where one is not known. NULL: none is known. */
+  const int64_t* created;
+  const int64_t* modified;
+  int64_t now; /* against which ages are held */
+
+  /* Rules that hit path i: hits[hit_offsets[i]] up to and without hits[hit_offsets[i + 1]]. Those
+   * are the rules that match it, the kind of access included, in the data sets that were asked and
+   * matched, except data sets that match anything. `hit_offsets` takes count + 1 numbers, the first
+   * of which becomes 0. NULL, both: not wanted. */
+  qvlpolicy_hit* hits;
+  size_t hits_capacity;
+  int64_t* hit_offsets;
 } qvlpolicy_batch;
 
 /* Answers a batch. Returns how many paths were answered: all of them, or fewer when the data sets
- * of the next one have no room in `data_sets`; go on from there then. Room for as many as the
- * policy has data sets is enough for one path at least. Negative: a status; what was filled in does
+ * of the next one have no room in `data_sets`, or its rules none in `hits`; go on from there then.
+ * Room for as many as the policy has data sets, or rules, is enough for one path at least. Negative: a status; what was filled in does
  * not count then. Allocates next to nothing, and may run in many threads on parts of one buffer. */
 QVLPOLICY_EXPORT int64_t qvlpolicy_ask_many(const qvlpolicy_policy* policy,
                                             const qvlpolicy_batch* batch);
@@ -243,7 +282,7 @@ QVLPOLICY_EXPORT qvlpolicy_live* qvlpolicy_live_new(const qvlpolicy_policy* poli
 QVLPOLICY_EXPORT void qvlpolicy_live_free(qvlpolicy_live* live);
 
 /* As qvlpolicy_ask and qvlpolicy_ask_many, and counted. Each path of a batch is answered by the
- * policy that is in force when its turn comes. */
+ * policy that is in force when its turn comes. `hits` is to be NULL. */
 QVLPOLICY_EXPORT int qvlpolicy_live_ask(qvlpolicy_live* live, const qvlpolicy_question* question,
                                         uint32_t* data_sets, size_t capacity, size_t* count);
 QVLPOLICY_EXPORT int64_t qvlpolicy_live_ask_many(qvlpolicy_live* live,
