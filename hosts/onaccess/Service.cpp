@@ -164,11 +164,11 @@ void Service::run() {
 }
 
 void Service::start() {
-  startTraceLog(m_options.isTracing);
-  m_policy = std::make_unique<PolicyInForce>(m_options.policy, countingOf(m_options.count));
   if (m_options.control == kDefaultControl) ::mkdir("/run/qvl-onaccess", 0755);
   checkThatNothingIsWritten(m_options, m_gateOptions.mounts);
   allowOpenFiles(Gate::descriptorsFor(m_gateOptions));
+  startTraceLog(m_options.isTracing);
+  m_policy = std::make_unique<PolicyInForce>(m_options.policy, countingOf(m_options.count));
   m_scanner = std::make_unique<ClamdClient>(m_options.scanner);
   m_control = std::make_unique<ControlServer>(m_options.control);
   m_kernel = std::make_unique<Fanotify>();

@@ -37,11 +37,11 @@ int run(int argc, char** argv) {
   app.set_version_flag("--version", "qvl-onaccess " QVL_ONACCESS_VERSION);
   Options options;
   addOptions(app, options);
+  app.fallthrough();  // so that --control may stand behind a command
   app.add_subcommand("status", "Tell what the host that runs has done");
   app.add_subcommand("metrics", "The same as Prometheus's text");
   app.add_subcommand("reload", "Have the host that runs load its policy again");
   app.require_subcommand(0, 1);
-  app.fallthrough();
   app.footer(
       "`status`, `metrics` and `reload` take --control when the host was given one.\n"
       "Exit status: 0 done, 1 the host refused, 2 trouble, 70 an open was unanswered for too "
