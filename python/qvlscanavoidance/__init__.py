@@ -1,0 +1,49 @@
+"""Exclusion policies of an on-access file scanner: which accesses go unscanned?
+
+    from qvlscanavoidance import Policy, PolicyError
+
+    policy = Policy.load("policy.xml")
+    policy.ask("/srv/build/a.o", access="read")      # Answer(excluded=True, data_sets=(1,))
+    policy.ask_frame(frame["path"])                  # a column of pandas in, a frame out
+    policy.ask_many(paths).excluded                  # a list or a numpy array in, a numpy array out
+
+A thin layer over the C interface of libqvlpolicy: no policy is read and no rule is matched in Python.
+"""
+
+from ._native import NO_TIME, library as _library
+from ._paths import Paths
+from ._policy import (
+    Answer,
+    Answers,
+    DataSet,
+    Explanation,
+    MatchingRule,
+    NearRule,
+    Policy,
+    PolicyError,
+    Problem,
+    Rule,
+    access_name,
+    access_number,
+    check,
+)
+
+__all__ = [
+    "NO_TIME",
+    "Answer",
+    "Answers",
+    "DataSet",
+    "Explanation",
+    "MatchingRule",
+    "NearRule",
+    "Paths",
+    "Policy",
+    "PolicyError",
+    "Problem",
+    "Rule",
+    "access_name",
+    "access_number",
+    "check",
+]
+
+__version__ = _library.qvlpolicy_version().decode()
