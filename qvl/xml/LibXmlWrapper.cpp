@@ -2,14 +2,11 @@
 
 #include <fcntl.h>
 #include <libxml/SAX2.h>
-#include <libxml/globals.h>
 #include <libxml/parser.h>
-#include <libxml/threads.h>
 #include <libxml/tree.h>
 #include <libxml/xmlerror.h>
 #include <libxml/xmlwriter.h>
 #include <libxml/xpath.h>
-#include <libxml/xpathInternals.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -22,7 +19,8 @@
 #include <optional>
 #include <utility>
 
-#include "qvl/xml/EntityLimits.h"
+#include "qvl/xml/DocumentLimits.h"
+#include "qvl/xml/OldLibXml.h"
 
 namespace {
 
@@ -34,11 +32,6 @@ struct FreeDocument {
 };
 struct FreeContext {
   void operator()(xmlXPathContext* context) const { xmlXPathFreeContext(context); }
-};
-struct FreeEvaluation {
-  void operator()(xmlXPathParserContext* evaluation) const {
-    xmlXPathFreeParserContext(evaluation);
-  }
 };
 struct FreeResult {
   void operator()(xmlXPathObject* result) const { xmlXPathFreeObject(result); }
@@ -70,29 +63,6 @@ std::string toString(const xmlChar* text) {
   return text ? std::string(reinterpret_cast<const char*>(text)) : std::string();
 }
 
-#if LIBXML_VERSION >= 21200
-using ErrorPointer = const xmlError*;
-#else
-using ErrorPointer = xmlError*;
-#endif
-
-// What libxml2 keeps for this thread is there, or std::bad_alloc is thrown.
-void prepareThread() {
-#if LIBXML_VERSION >= 21200
-  if (xmlCheckThreadLocalStorage() != 0) throw std::bad_alloc();
-#else
-  // These releases crash when they get no memory for it. What is asked for and given back here is
-  // there for them a moment later.
-  thread_local bool prepared = false;
-  if (prepared || xmlIsMainThread()) return;
-  void* const memory = xmlMalloc(sizeof(xmlGlobalState));
-  if (!memory) throw std::bad_alloc();
-  xmlFree(memory);
-  if (!xmlGetGlobalState()) throw std::bad_alloc();
-  prepared = true;
-#endif
-}
-
 // A call into libxml2. Every operation that makes one holds this: for as long as it lives,
 // libxml2's own messages of this thread are kept off standard error, since what the class tells, it
 // tells itself. Most messages go to the structured handler, and a few, such as that of an unknown
@@ -100,7 +70,7 @@ void prepareThread() {
 class LibraryCall {
  public:
   LibraryCall() {
-    prepareThread();
+    QVL::prepareThread();
     m_structured = xmlStructuredError;
     m_structuredContext = xmlStructuredErrorContext;
     m_generic = xmlGenericError;
@@ -117,7 +87,7 @@ class LibraryCall {
   LibraryCall& operator=(const LibraryCall&) = delete;
 
  private:
-  static void ignore(void*, ErrorPointer) {}
+  static void ignore(void*, QVL::ErrorPointer) {}
   static void ignoreText(void*, const char*, ...) {}
 
   xmlStructuredErrorFunc m_structured;
@@ -125,26 +95,6 @@ class LibraryCall {
   xmlGenericErrorFunc m_generic;
   void* m_genericContext;
 };
-
-// What an expression comes to; null when it cannot be evaluated.
-xmlXPathObject* evaluate(const char* xpath, xmlXPathContext* context) {
-#if LIBXML_VERSION >= 21200
-  return xmlXPathEvalExpression(xml(xpath), context);
-#else
-  // The same with the stack of values made ahead: without memory for it, these releases free the
-  // evaluation twice.
-  constexpr int kValues = 16;
-  const std::unique_ptr<xmlXPathParserContext, FreeEvaluation> evaluation(
-      xmlXPathNewParserContext(xml(xpath), context));
-  if (!evaluation) return nullptr;
-  evaluation->valueTab =
-      static_cast<xmlXPathObject**>(xmlMalloc(kValues * sizeof(xmlXPathObject*)));
-  if (!evaluation->valueTab) return nullptr;
-  evaluation->valueMax = kValues;
-  xmlXPathEvalExpr(evaluation.get());
-  return evaluation->error == XPATH_EXPRESSION_OK ? valuePop(evaluation.get()) : nullptr;
-#endif
-}
 
 // The first steps of every query: context, evaluation and the test for a node set. Holds what they
 // make until the operation is done with the nodes.
@@ -164,7 +114,7 @@ class NodeSet {
       m_failure = Failure::NoContext;
       return;
     }
-    if (xpath) m_result.reset(evaluate(xpath, m_context.get()));
+    if (xpath) m_result.reset(QVL::evaluate(xml(xpath), m_context.get()));
     if (!m_result) {
       m_failure = Failure::NoResult;
     } else if (m_result->type != XPATH_NODESET) {
@@ -279,12 +229,19 @@ xmlNode* targetOf(const NodeSet& nodes) {
 
 bool setAttribute(const NodeSet& nodes, const char* name, const char* value) {
   xmlNode* node = targetOf(nodes);
-  return isElement(node) && name && xmlSetProp(node, xml(name), xml(value));
+  if (!isElement(node) || !name || !QVL::admitsName(name) || !QVL::admitsText(value)) return false;
+  return QVL::admitsAttribute(node, name) && xmlSetProp(node, xml(name), xml(value));
+}
+
+// Can a child be added to an element without the document growing too large?
+bool admitsChild(xmlNode* node, const char* name, const char* content) {
+  return QVL::admitsChild(node) && QVL::admitsName(name) && QVL::admitsText(content) &&
+         QVL::EntityLimits(node->doc).admit(content, nullptr);
 }
 
 bool addChild(const NodeSet& nodes, const char* name, const char* content) {
   xmlNode* node = targetOf(nodes);
-  if (!isElement(node) || !QVL::EntityLimits(node->doc).admit(content)) return false;
+  if (!isElement(node) || !admitsChild(node, name, content)) return false;
   xmlNewChild(node, nullptr, xml(name), xml(content));
   return true;
 }
@@ -293,23 +250,40 @@ bool addChild(const NodeSet& nodes, const char* name, const char* content) {
 void replaceRoot(xmlDoc* document, const char* name) {
   OwnedNode root(xmlNewNode(nullptr, xml(name)));
   // Without memory libxml2 makes an element without its name.
-  if (!document || !root || !root->name) return;
+  if (!document || !root || !root->name || !QVL::admitsName(name)) return;
   const OwnedNode former(xmlDocSetRootElement(document, root.get()));
   root.release();
 }
 
+xmlParserCtxt* parserOf(void* context) {
+  return static_cast<xmlParserCtxt*>(context);
+}
+
 // libxml2 asks for a parameter entity wherever one is referred to, and can be kept busy with that
 // for ever. Counts the references and ends the parsing when there are too many.
-xmlEntity* parameterEntity(void* parser, const xmlChar* name) {
+xmlEntity* parameterEntity(void* context, const xmlChar* name) {
   constexpr int kMostReferences = 1000;
-  int& references = *static_cast<int*>(static_cast<xmlParserCtxt*>(parser)->_private);
-  if (++references <= kMostReferences) return xmlSAX2GetParameterEntity(parser, name);
-  xmlStopParser(static_cast<xmlParserCtxt*>(parser));
+  int& references = *static_cast<int*>(parserOf(context)->_private);
+  if (++references <= kMostReferences) return xmlSAX2GetParameterEntity(context, name);
+  xmlStopParser(parserOf(context));
   return nullptr;
 }
 
-// What `read` makes of a new parser; null when that fails, and when the entities of the document
-// stand for more than they may.
+// Ends the parsing at an element with too many attributes, however it was written.
+void startElement(void* context, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri,
+                  int spaceCount, const xmlChar** spaces, int count, int defaulted,
+                  const xmlChar** attributes) {
+  if (spaceCount + count > QVL::kMostAttributes) {
+    parserOf(context)->wellFormed = 0;
+    xmlStopParser(parserOf(context));
+    return;
+  }
+  xmlSAX2StartElementNs(context, name, prefix, uri, spaceCount, spaces, count, defaulted,
+                        attributes);
+}
+
+// What `read` makes of a new parser; null when that fails, and when the document is larger than it
+// may be.
 template <typename Read>
 OwnedDocument parse(Read read) {
   const std::unique_ptr<xmlParserCtxt, FreeParser> parser(xmlNewParserCtxt());
@@ -317,20 +291,35 @@ OwnedDocument parse(Read read) {
   int references = 0;
   parser->_private = &references;
   parser->sax->getParameterEntity = parameterEntity;
+  parser->sax->startElementNs = startElement;
   OwnedDocument document(read(parser.get()));
   if (document && !QVL::EntityLimits(document.get()).admitDocument()) document.reset();
   return document;
 }
 
+// A file on its way to the parser.
+struct FileReader {
+  int descriptor;
+  QVL::AttributeCount attributes;
+
+  static int read(void* reader, char* buffer, int size) {
+    auto& self = *static_cast<FileReader*>(reader);
+    const ssize_t length = ::read(self.descriptor, buffer, static_cast<std::size_t>(size));
+    if (length < 0 || !self.attributes.admits(buffer, static_cast<std::size_t>(length))) return -1;
+    return static_cast<int>(length);
+  }
+};
+
 OwnedDocument parseFile(const std::string& name) {
   // Opened here, and not by libxml2, so that a name is a file's name and nothing else: no standard
   // input, no address, nothing to be unpacked. Not waiting keeps a named pipe from blocking.
-  const int descriptor = open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (descriptor < 0) return nullptr;
+  FileReader file{open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK), {}};
+  if (file.descriptor < 0) return nullptr;
   OwnedDocument document = parse([&](xmlParserCtxt* parser) {
-    return xmlCtxtReadFd(parser, descriptor, name.c_str(), nullptr, XML_PARSE_NONET);
+    return xmlCtxtReadIO(parser, FileReader::read, nullptr, &file, name.c_str(), nullptr,
+                         XML_PARSE_NONET);
   });
-  close(descriptor);
+  close(file.descriptor);
   return document;
 }
 
@@ -366,6 +355,7 @@ OwnedDocument parseMemory(const char* buffer, unsigned long size) {
   const int wanted = static_cast<int>(size);
   if (!buffer || wanted <= 0) return nullptr;
   const int length = static_cast<int>(lengthOf(buffer, static_cast<unsigned long>(wanted)));
+  if (!QVL::AttributeCount().admits(buffer, static_cast<std::size_t>(length))) return nullptr;
   return parse([&](xmlParserCtxt* parser) {
     return xmlCtxtReadMemory(parser, buffer, length, nullptr, nullptr, XML_PARSE_NONET);
   });
@@ -517,7 +507,8 @@ bool LibXmlWrapper::setXPathElement(const char* xpath, const char* value) {
   const LibraryCall call;
   NodeSet nodes(m_state->document.get(), xpath);
   if (!nodes.report() || !has(nodes, Wanted::OnlyNode)) return false;
-  if (!QVL::EntityLimits(m_state->document.get()).admit(value)) return false;
+  if (!QVL::admitsText(value)) return false;
+  if (!QVL::EntityLimits(m_state->document.get()).admit(value, nodes[0])) return false;
   xmlNodeSetContent(nodes[0], xml(value));
   nodes.forget(0);
   return true;
@@ -575,7 +566,7 @@ bool LibXmlWrapper::AddNewElementNodeEx(const char* xpath, const char* name, con
 int LibXmlWrapper::AddNewNode(char* name, char* content) {
   const LibraryCall call;
   xmlNode* root = xmlDocGetRootElement(m_state->document.get());
-  const bool addable = root && QVL::EntityLimits(m_state->document.get()).admit(content);
+  const bool addable = root && admitsChild(root, name, content);
   xmlNode* added = addable ? xmlNewChild(root, nullptr, xml(name), xml(content)) : nullptr;
   if (added) xmlSetProp(added, xml("uri"), xml(kAddedNodeUri));
   return saveTo(m_state->fileName.c_str(), m_state->document.get());

@@ -24,12 +24,21 @@ typedef struct _xmlDoc xmlDoc;
 // itself writes nothing there. A document that could not be parsed leaves an object on which every
 // query finds nothing. Unless an operation says so, nothing is thrown but std::bad_alloc.
 //
-// Parsing reads no other file and no network. Entities are resolved up to ten million bytes of text
-// in one document and forty levels of entities within entities: a document that asks for more
-// counts as one that could not be parsed, and an edit that does changes nothing.
+// Parsing reads no other file and no network. A document that goes beyond one of these limits
+// counts as one that could not be parsed, and an edit that would lead beyond them changes nothing
+// and answers false:
+//   - 10,000,000 bytes of text for which the entity references of the document stand, and forty
+//     levels of entities within entities
+//   - 1,000 attributes of one element, declarations of name spaces included
+//   - elements within elements: 256 levels by edits, and what libxml2 parses (257 in 2.9.14)
+//   - 9,990,000 bytes of a text or a value in an edit, as they are saved ("&" is saved as "&amp;"),
+//     and 50,000 of a name; what libxml2 parses is a little more
+// So a document that was parsed and edited can be saved and read again. That is not looked at
+// closer: a name or a character that XML does not have is taken as it is, and cannot be read again.
 //
 // "The content of a node" below is the text of its first child: an element's leading text, or an
-// attribute's value. A node without such a text reads as the empty string.
+// attribute's value up to a reference to an entity, or that entity's text when the value begins
+// with one. A node without such a text reads as the empty string.
 //
 // Thread safety: one object is used by one thread at a time; different objects are independent.
 class QVL_EXPORT LibXmlWrapper {
@@ -96,7 +105,8 @@ class QVL_EXPORT LibXmlWrapper {
   // use the last. Texts are XML: an ampersand that is meant literally must be escaped. All return
   // whether the document was changed, except where they say otherwise.
 
-  // Replaces the content of the one matching node.
+  // Replaces the content of the one matching node. True as well for a node that has no content of
+  // its own to replace, such as "/", and stays as it is.
   bool setXPathElement(const char* xpath, const char* value);
 
   // Sets or replaces an attribute of the matching element.
@@ -112,8 +122,9 @@ class QVL_EXPORT LibXmlWrapper {
   // that it was parsed from. The number of bytes written, or -1.
   int AddNewNode(char* name, char* content);
 
-  // Replaces the document by a new, empty one with this XML version and encoding. When libxml2
-  // refuses them, writes "Error at xmlTextWriterStartDocument\n" to standard error.
+  // Replaces the document by a new, empty one and hands this XML version and encoding to libxml2.
+  // When that does not know the encoding, writes "Error at xmlTextWriterStartDocument\n" to
+  // standard error. Whatever was given, the document is saved as XML 1.0 in UTF-8.
   void addXMLHeader(const char* version, const char* encoding);
 
   // --- Saving ------------------------------------------------------------------------------------

@@ -221,6 +221,159 @@ TEST_F(HostileDocument, SelfContainingEntityIsNotFollowedWhenAnEditNamesIt) {
   EXPECT_LT(everythingIn(document).size(), kReasonable);
 }
 
+// --- Limits of what is read and what an edit makes
+// -----------------------------------------------------------------------------------------------
+
+// The document as it comes back from a file.
+bool canBeReadAgain(LibXmlWrapper& document) {
+  const ScratchFolder folder;
+  std::string name = folder / "saved.xml";
+  document.SaveToFile(name.data());
+  LibXmlWrapper again(name);
+  std::string before;
+  std::string after;
+  document.SaveToMemory(before);
+  again.SaveToMemory(after);
+  return !before.empty() && before == after;
+}
+
+std::string withAttributes(int count, const char* name = "a") {
+  std::string text = "<r";
+  for (int i = 0; i < count; ++i) text += std::string(" ") + name + std::to_string(i) + "='v'";
+  return text + "/>";
+}
+
+std::string inUtf16(const std::string& text) {
+  std::string wide = "\xFF\xFE";
+  for (const char byte : text) (wide += byte) += '\0';
+  return wide;
+}
+
+TEST_F(HostileDocument, AThousandAttributesAreReadAndNoMore) {
+  const ScratchFolder folder;
+  const std::string name = folder / "attributes.xml";
+  for (const auto& [count, taken] : {std::pair(1000, true), std::pair(1001, false)}) {
+    for (const std::string& text :
+         {withAttributes(count), inUtf16(withAttributes(count)), withAttributes(count, "xmlns:a"),
+          "<q><p/>" + withAttributes(count) + "</q>",
+          // Not seen before libxml2 has met them.
+          "<!DOCTYPE q [<!ENTITY e \"&#60;" + withAttributes(count).substr(1) +
+              "\">]><q>&e;</q>"}) {
+      SCOPED_TRACE(std::to_string(count) + ": " + text.substr(0, 40));
+      TextDocument document(text);
+      EXPECT_EQ(document.isXPathElementExists("/*"), taken);
+      writeFile(name, text);
+      LibXmlWrapper file(name);
+      EXPECT_EQ(file.isXPathElementExists("/*"), taken);
+      if (!taken) {
+        EXPECT_EQ(standardError(), "Error: unable to parse file \"" + name + "\"\n");
+      }
+    }
+  }
+}
+
+// libxml2 compares each attribute with every other: this one would take it minutes.
+TEST_F(HostileDocument, HundredsOfThousandsOfAttributesAreRefusedBeforeTheyAreParsed) {
+  const ScratchFolder folder;
+  const std::string name = folder / "attributes.xml";
+  const std::string text = withAttributes(1000000);
+  TextDocument document(text);
+  EXPECT_FALSE(document.isXPathElementExists("/*"));
+  writeFile(name, text);
+  LibXmlWrapper file(name);
+  EXPECT_FALSE(file.isXPathElementExists("/*"));
+  standardError();
+}
+
+TEST_F(HostileDocument, ManyEqualSignsInTextAreNoAttributes) {
+  const std::string equals = repeated("a=\"b\" ", 5000);
+  for (const std::string& text :
+       {"<r>" + equals + "</r>", "<r a='" + repeated("=\"", 5000) + "'/>",
+        "<r><!--" + equals + "--><?p " + equals + "?><![CDATA[" + equals + "]]></r>",
+        "<r>" + repeated("<c a='1' b='2'/>", 2000) + "</r>"}) {
+    TextDocument document(text);
+    EXPECT_TRUE(document.isXPathElementExists("/r")) << text.substr(0, 40);
+  }
+}
+
+TEST_F(HostileDocument, EditAddsNoMoreThanAThousandAttributes) {
+  TextDocument document(withAttributes(999));
+  EXPECT_TRUE(document.setXPathElementAttribute("/r", "last", "1"));
+  EXPECT_FALSE(document.setXPathElementAttribute("/r", "more", "1"));
+  EXPECT_FALSE(document.setXPathElementAttributeEx("/r", "more", "1"));
+  EXPECT_TRUE(document.setXPathElementAttribute("/r", "last", "2"));
+  EXPECT_EQ(document.getXPathAllElement("/r/@*").size(), 1000U);
+  EXPECT_TRUE(canBeReadAgain(document));
+}
+
+TEST_F(HostileDocument, EntitiesOfTheWholeDocumentAreLimitedWhateverEditsBringThem) {
+  constexpr std::size_t kHalf = 5000000 - 10;  // beside the text of the reference itself
+  TextDocument document("<!DOCTYPE r [<!ENTITY e '" + std::string(kHalf, 'x') +
+                        "'>]><r a='1'><c/><d/></r>");
+  EXPECT_TRUE(document.setXPathElement("/r/c", "&e;"));
+  EXPECT_TRUE(document.setXPathElement("/r/c", "&e;")) << "in the place of the first";
+  EXPECT_TRUE(document.setXPathElement("/r/@a", "&e;"));
+  const std::string before = bodyOf(document);
+  EXPECT_FALSE(document.setXPathElement("/r/d", "&e;"));
+  EXPECT_FALSE(document.AddNewElementNode("/r", "f", "&e;"));
+  EXPECT_FALSE(document.AddNewElementNodeEx("/r", "f", "&e;"));
+  EXPECT_EQ(document.AddNewNode(MutableText("f"), MutableText("&e;")), -1);
+  EXPECT_EQ(bodyOf(document), before);
+  EXPECT_TRUE(canBeReadAgain(document));
+  EXPECT_EQ(document.getXPathAllElement("/r", "c", nullptr).front().front().size(), kHalf);
+
+  EXPECT_TRUE(document.setXPathElement("/r/@a", "short"));
+  EXPECT_TRUE(document.AddNewElementNode("/r", "f", "&e;"));
+  EXPECT_TRUE(canBeReadAgain(document));
+}
+
+TEST_F(HostileDocument, EditNestsNoDeeperThanCanBeReadAgain) {
+  TextDocument document(nested(254));
+  EXPECT_TRUE(document.AddNewElementNodeEx("//a", "a", nullptr));
+  EXPECT_TRUE(document.AddNewElementNodeEx("//a", "a", "the last of 256"));
+  EXPECT_FALSE(document.AddNewElementNodeEx("//a", "a", nullptr));
+  EXPECT_FALSE(document.AddNewElementNode("//a[not(a)]", "a", nullptr));
+  EXPECT_EQ(document.getXPathAllElement("//a").size(), 256U);
+  EXPECT_TRUE(canBeReadAgain(document));
+}
+
+TEST_F(HostileDocument, EditTakesNoLongerTextThanCanBeReadAgain) {
+  constexpr std::size_t kLongest = 9990000;
+  const struct {
+    char byte;
+    std::size_t saved;  // takes so many
+  } rows[] = {{'x', 1}, {'"', 6}};
+  for (const auto& row : rows) {
+    const std::string longest(kLongest / row.saved, row.byte);
+    const std::string longer = longest + row.byte;
+    TextDocument document("<r><c/></r>");
+    EXPECT_TRUE(document.setXPathElement("/r/c", longest.c_str()));
+    EXPECT_FALSE(document.setXPathElement("/r/c", longer.c_str()));
+    EXPECT_TRUE(document.setXPathElementAttribute("/r", "a", longest.c_str()));
+    EXPECT_FALSE(document.setXPathElementAttribute("/r", "a", longer.c_str()));
+    EXPECT_FALSE(document.setXPathElementAttributeEx("/r", "a", longer.c_str()));
+    EXPECT_TRUE(document.AddNewElementNode("/r", "d", longest.c_str()));
+    EXPECT_FALSE(document.AddNewElementNode("/r", "e", longer.c_str()));
+    EXPECT_FALSE(document.AddNewElementNodeEx("/r", "e", longer.c_str()));
+    EXPECT_TRUE(canBeReadAgain(document)) << row.byte;
+    EXPECT_EQ(document.getXPathElement("/r/@a"), longest);
+  }
+}
+
+TEST_F(HostileDocument, EditTakesNoLongerNameThanCanBeReadAgain) {
+  const std::string longest(50000, 'n');
+  const std::string longer(50001, 'n');
+  TextDocument document("<r/>");
+  EXPECT_TRUE(document.AddNewElementNode("/r", longest.c_str(), nullptr));
+  EXPECT_TRUE(document.setXPathElementAttribute("/r", longest.c_str(), "v"));
+  const std::string before = bodyOf(document);
+  EXPECT_FALSE(document.AddNewElementNode("/r", longer.c_str(), nullptr));
+  EXPECT_FALSE(document.setXPathElementAttribute("/r", longer.c_str(), "v"));
+  EXPECT_FALSE(document.AddNewElementNode(nullptr, longer.c_str(), nullptr));
+  EXPECT_EQ(bodyOf(document), before);
+  EXPECT_TRUE(canBeReadAgain(document));
+}
+
 // --- What lies outside the document
 // ----------------------------------------------------------------
 

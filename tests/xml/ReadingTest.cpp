@@ -336,6 +336,33 @@ TEST_F(XmlReading, ResultsAreCopies) {
   EXPECT_EQ(document.getXPathElement("/r"), "new");
 }
 
+// An attribute's first child alone is read, as an element's is; its whole value is read by name.
+TEST_F(XmlReading, AttributeWithEntitiesReadsUpToTheFirst) {
+  const struct {
+    const char* value;
+    const char* content;
+    const char* whole;
+  } rows[] = {
+      {"plain", "plain", "plain"},
+      {"a &amp; b &#65;", "a & b A", "a & b A"},
+      {"before &e; after", "before ", "before entity after"},
+      {"&e; after", "entity", "entity after"},
+      {"&e;", "entity", "entity"},
+      {"&e;&e;", "entity", "entityentity"},
+      {"&f;", "an &e;", "an entity"},
+      {"", "", ""},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.value);
+    TextDocument document(
+        std::string("<!DOCTYPE r [<!ENTITY e 'entity'><!ENTITY f 'an &e;'>]><r a='") + row.value +
+        "'/>");
+    EXPECT_EQ(document.getXPathElement("/r/@a"), row.content);
+    EXPECT_EQ(document.getXPathAllElement("/r/@a"), std::vector<std::string>{row.content});
+    EXPECT_EQ(document.getXPathElementAttribute("/r", "a"), std::list<std::string>{row.whole});
+  }
+}
+
 }  // namespace
 }  // namespace Test
 }  // namespace QVL
