@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
 #include <nlohmann/json.hpp>
@@ -76,6 +77,11 @@ TEST_F(Audit, CountsWhatIsSkippedByDataSetAndByFolder) {
           "the bytes\n"
           "  scanned               3 files    105 bytes\n"
           "\n"
+          "Skipped, by what was asked (above: for at least one of these)\n"
+          "                        6 files      2.0 MiB   read, no process\n"
+          "                        4 files      2.0 MiB   write, no process\n"
+          "                        4 files      2.0 MiB   for all of them\n"
+          "\n"
           "Skipped, by the data sets that matched (a file may count for several)\n"
           "  1                     4 files      2.0 MiB   folder: caches\n"
           "  2                     2 files      2.0 KiB   file-type\n"
@@ -92,7 +98,7 @@ TEST_F(Audit, CountsWhatIsSkippedByDataSetAndByFolder) {
           "    512 bytes              1 file  TREE/src/lib\n"
           "     10 bytes              1 file  TREE/mixed/cache *\n"
           "\n"
-          "9 queries in T seconds, R a second\n",
+          "18 queries in T seconds, R a second\n",
           ""}));
 }
 
@@ -103,7 +109,7 @@ TEST_F(Audit, ListsNoMoreFoldersThanAskedFor) {
   EXPECT_NE(few.find("in it)\n"
                      "     30 bytes              1 file  TREE/d30\n"
                      "     29 bytes              1 file  TREE/d29\n"
-                     "\n31 queries"),
+                     "\n62 queries"),
             std::string::npos)
       << few;
   EXPECT_EQ(audit({"--top", "0", "."}).out.find("Largest"), std::string::npos);
@@ -132,7 +138,7 @@ TEST_F(Audit, TellsWhichRulesMatchAndWhichNever) {
   writeSized("x.exe", 1);
   writeSized("x.o", 1);
   writeSized("y.o", 1);
-  const std::string out = audit({"--process", "/bin/ps", "."}).out;
+  const std::string out = audit({"--process", "/bin/ps", "--access", "read", "."}).out;
   EXPECT_NE(
       out.find(
           "Rules by hits, where their data set was asked: 5 of 12 rules\n"
@@ -142,18 +148,22 @@ TEST_F(Audit, TellsWhichRulesMatchAndWhichNever) {
           "            1 skipped             0 scanned  data set 1, rule 2, line 5: /**/a.log\n"
           "            0 skipped             1 scanned  data set 3, rule 1, line 10: exe\n"
           "\n"
-          "Rules that never hit: 7\n"
-          "  data set 1, rule 3, line 6: /**/b.log\n"
+          "Rules that never hit: 4\n"
           "  data set 1, rule 4, line 7: /nowhere\n"
           "  data set 2, rule 1, line 8: /**/\n"
           "  data set 3, rule 2, line 10: dll\n"
           "  data set 4, rule 1, line 11: modification more than 1,000 days ago\n"
+          "\n"
+          "Rules that only another process or access type can hit: 3\n"
+          "  data set 1, rule 3, line 6: /**/b.log\n"
           "  data set 5, rule 1, line 12: /**/\n"
           "  data set 6, rule 2, line 13: /bin/q\n"),
       std::string::npos)
       << out;
   const std::string few = audit({"--top", "1", "."}).out;
-  EXPECT_NE(few.find("  data set 1, rule 3, line 6: /**/b.log\n  and 8 more\n"), std::string::npos)
+  EXPECT_NE(few.find("Rules that never hit: 4\n  data set 1, rule 4, line 7: /nowhere\n"
+                     "  and 3 more\n"),
+            std::string::npos)
       << few;
 }
 
@@ -168,9 +178,11 @@ TEST_F(Audit, AsksForAProcessAndAnAccessType) {
   const auto skipped = [&](const std::vector<std::string>& arguments) {
     return audit(arguments).out.find("skipped                1 file") != std::string::npos;
   };
-  EXPECT_FALSE(skipped({"."}));
-  EXPECT_FALSE(skipped({"--access", "write", "."}));
-  EXPECT_FALSE(skipped({"--process", "/usr/bin/make", "."}));
+  EXPECT_TRUE(skipped({"."}));
+  EXPECT_FALSE(skipped({"--process", "", "."}));
+  EXPECT_FALSE(skipped({"--access", "read", "."}));
+  EXPECT_FALSE(skipped({"--process", "", "--access", "write", "."}));
+  EXPECT_FALSE(skipped({"--process", "/usr/bin/make", "--access", "read", "."}));
   EXPECT_TRUE(skipped({"--process", "/usr/bin/make", "--access", "write", "."}));
 }
 
@@ -273,6 +285,119 @@ TEST_F(Audit, TellsFoldersThatCannotBeRead) {
             (Result{2, "", "qvlctl: cannot read the folder TREE/cache/shut: Permission denied\n"}));
 }
 
+TEST_F(Audit, OneRootThatCannotBeReadDoesNotEndTheOthers) {
+  writeSized("cache/a", 1);
+  write("file", "");
+  const Result result = audit({"none", "cache", "file"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_NE(result.out.find("found                  1 file"), std::string::npos) << result.out;
+  EXPECT_EQ(result.err,
+            "qvlctl: warning: 2 folders could not be read and are missing above\n"
+            "qvlctl:   none: No such file or directory\n"
+            "qvlctl:   TREE/file: Not a directory\n");
+}
+
+TEST_F(Audit, LeavesPseudoFileSystemsOutAndNamesThem) {
+  struct stat devices, terminals;
+  if (::stat("/dev", &devices) != 0 || ::stat("/dev/pts", &terminals) != 0 ||
+      devices.st_dev == terminals.st_dev) {
+    GTEST_SKIP() << "no file system is mounted on /dev/pts";
+  }
+  const Result result = audit({"/dev"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_NE(result.err.find("left out; --pseudo-file-systems walks them, too\n"), std::string::npos)
+      << result.err;
+  EXPECT_NE(result.err.find("qvlctl:   /dev/pts: devpts\n"), std::string::npos) << result.err;
+  EXPECT_EQ(audit({"--pseudo-file-systems", "/dev"}).err.find("/dev/pts: devpts"),
+            std::string::npos);
+  EXPECT_EQ(audit({"/dev/pts"}).err, "");  // asked for by name
+  const auto json = nlohmann::json::parse(audit({"--format", "json", "/dev"}).out);
+  const nlohmann::json terminalsOut = {{"path", "/dev/pts"}, {"fileSystem", "devpts"}};
+  const auto& folders = json["leftOut"]["folders"];
+  EXPECT_NE(std::find(folders.begin(), folders.end(), terminalsOut), folders.end()) << folders;
+}
+
+// What only a process may do was counted as what nobody does.
+TEST_F(Audit, CountsWhatIsSkippedForProcessesAndAccessTypes) {
+  write("../policy.xml",
+        "<exclusion-policy version='1'>\n"
+        "<logic>(1&amp;2)|3</logic>\n"
+        "<data-set number='1' kind='process'><rule>/usr/sbin/mysqld</rule><rule>/bin/cp</rule>"
+        "</data-set>\n"
+        "<data-set number='2' kind='folder'><rule>/**/db/</rule></data-set>\n"
+        "<data-set number='3' kind='file-type'><rule>o</rule><rule access='write'>log</rule>"
+        "</data-set>\n"
+        "</exclusion-policy>\n");
+  writeSized("db/a", 10);
+  writeSized("db/b.o", 100);
+  writeSized("x.log", 1000);
+  writeSized("x", 10000);
+  const Result result = audit({"."});
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(result.out.substr(0, result.out.find("Largest")),
+            "Audit of TREE under ../policy.xml\n"
+            "  found                 4 files     10.8 KiB\n"
+            "  skipped               3 files      1.1 KiB   75.0 % of the files, 10.0 % of the "
+            "bytes\n"
+            "  scanned                1 file      9.8 KiB\n"
+            "\n"
+            "Skipped, by what was asked (above: for at least one of these)\n"
+            "                         1 file    100 bytes   read, no process\n"
+            "                        2 files    110 bytes   read, /usr/sbin/mysqld (and 1 process "
+            "alike)\n"
+            "                        2 files      1.1 KiB   write, no process\n"
+            "                        3 files      1.1 KiB   write, /usr/sbin/mysqld (and 1 process "
+            "alike)\n"
+            "                         1 file    100 bytes   for all of them\n"
+            "\n"
+            "Skipped, by the data sets that matched (a file may count for several)\n"
+            "  1                     3 files      1.1 KiB   process\n"
+            "  2                     2 files    110 bytes   folder\n"
+            "  3                     2 files      1.1 KiB   file-type\n"
+            "\n"
+            "Rules by hits, where their data set was asked: 5 of 5 rules\n"
+            "            3 skipped             1 scanned  data set 1, rule 1, line 3: "
+            "/usr/sbin/mysqld\n"
+            "            3 skipped             1 scanned  data set 1, rule 2, line 3: /bin/cp\n"
+            "            2 skipped             0 scanned  data set 2, rule 1, line 4: /**/db/\n"
+            "            1 skipped             0 scanned  data set 3, rule 1, line 5: o\n"
+            "            1 skipped             0 scanned  data set 3, rule 2, line 5: log\n"
+            "\n");
+  // Asked for no process, the guarded folder is not said to be of no use.
+  const std::string none = audit({"--process", "", "."}).out;
+  EXPECT_NE(none.find("Rules that only another process or access type can hit: 3\n"
+                      "  data set 1, rule 1, line 3: /usr/sbin/mysqld\n"
+                      "  data set 1, rule 2, line 3: /bin/cp\n"
+                      "  data set 2, rule 1, line 4: /**/db/\n"),
+            std::string::npos)
+      << none;
+  EXPECT_EQ(none.find("never hit"), std::string::npos) << none;
+}
+
+// Nested objects were too deep for jq at 130 folders, and for Python at 3,000.
+TEST_F(Audit, JsonOfDeepFoldersIsFlat) {
+  std::string deep = "d";
+  for (int i = 0; i < 140; ++i) deep += "/d";
+  writeSized(deep + "/cache/x", 5);
+  const std::string out = audit({"--format", "json", "."}).out;
+  int depth = 0, deepest = 0;
+  for (const char c : out) {
+    if (c == '{' || c == '[') deepest = std::max(deepest, ++depth);
+    if (c == '}' || c == ']') --depth;
+  }
+  EXPECT_LE(deepest, 6);
+  const auto json = nlohmann::json::parse(out);
+  ASSERT_EQ(json["folders"].size(), 143u);
+  std::string path;
+  for (std::size_t at = 142;;) {
+    path = json["folders"][at]["name"].get<std::string>() + (path.empty() ? "" : "/" + path);
+    if (json["folders"][at]["parent"].is_null()) break;
+    ASSERT_LT(json["folders"][at]["parent"].get<std::size_t>(), at);
+    at = json["folders"][at]["parent"];
+  }
+  EXPECT_EQ(path, "TREE/" + deep + "/cache");
+}
+
 TEST_F(Audit, SurvivesRunningOutOfDescriptors) {
   std::string deep = "deep";
   for (int i = 0; i < 40; ++i) deep += "/d";
@@ -344,7 +469,7 @@ TEST_F(Audit, SurvivesATreeThatChangesUnderIt) {
 TEST_F(Audit, RootsMustBeFolders) {
   write("file", "");
   EXPECT_EQ(audit({"none"}),
-            (Result{2, "", "qvlctl: cannot read none: No such file or directory\n"}));
+            (Result{2, "", "qvlctl: cannot read the folder none: No such file or directory\n"}));
   EXPECT_EQ(audit({"file"}),
             (Result{2, "", "qvlctl: cannot read the folder TREE/file: Not a directory\n"}));
 }
@@ -368,7 +493,7 @@ TEST_F(Audit, WritesBytesThatAreNoUtf8AsJson) {
   writeSized("odd \xff/x.o", 1);
   writeSized("scanned", 1);
   const std::string out = audit({"--format", "json", "."}).out;
-  EXPECT_NE(out.find("\"name\": \"odd \\\\xFF\",\n          \"nameHex\": \"6f646420ff\""),
+  EXPECT_NE(out.find("\"name\": \"odd \\\\xFF\",\n      \"nameHex\": \"6f646420ff\""),
             std::string::npos)
       << out;
 }

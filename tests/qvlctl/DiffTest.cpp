@@ -55,42 +55,60 @@ class DiffOfPaths : public Diff {
       "/srv/c/deep/x\n/x\n";
 };
 
-TEST_F(DiffOfPaths, TellsNewlySkippedOnesFirstAndTheRulesResponsible) {
-  EXPECT_EQ(diff({}, m_paths), (Result{1,
-                                       R"(Newly skipped:
-  /srv/b/x.exe
-    no longer by data set 2, rule 1, old.xml:6: exe
-  /srv/c/x
-    now by data set 1, rule 2, new.xml:4: /srv/c/
-  /srv/c/deep/x
-    now by data set 1, rule 2, new.xml:4: /srv/c/
-    now by data set 1, rule 3, new.xml:5: /srv/*/deep/
+TEST_F(DiffOfPaths, TellsNewlySkippedOnesFirstByTheRulesResponsible) {
+  EXPECT_EQ(diff({"--access", "read"}, m_paths), (Result{1,
+                                                         R"(Newly skipped: 3
+  no longer by data set 2, rule 1, old.xml:6: exe
+  asked: read, no process
+             1 path  /srv/b/x.exe
+  now by data set 1, rule 2, new.xml:4: /srv/c/
+  asked: read, no process
+             1 path  /srv/c/x
+  now by data set 1, rule 2, new.xml:4: /srv/c/
+  now by data set 1, rule 3, new.xml:5: /srv/*/deep/
+  asked: read, no process
+             1 path  /srv/c/deep/x
 
-Newly scanned:
-  /srv/a/x
-    no longer by data set 1, rule 1, old.xml:3: /srv/a/
-  /srv/b/x.com
-    now by data set 2, rule 1, new.xml:7: com
+Newly scanned: 2
+  no longer by data set 1, rule 1, old.xml:3: /srv/a/
+  asked: read, no process
+             1 path  /srv/a/x
+  now by data set 2, rule 1, new.xml:7: com
+  asked: read, no process
+             1 path  /srv/b/x.com
 
 8 paths asked about: 3 newly skipped, 2 newly scanned
+  read, no process: 3 newly skipped, 2 newly scanned
 )",
-                                       ""}));
+                                                         ""}));
 }
 
 TEST_F(DiffOfPaths, WritesALineOfJsonForEachChangeAndASummary) {
   EXPECT_EQ(
       diff({"--format", "json", "-"}, "/srv/a/x\n/srv/b/x\n/srv/c/x\n"),
       (Result{1,
-              R"({"change":"newly-scanned","path":"/srv/a/x","oldMatched":[1],"newMatched":[],)"
+              R"({"change":"newly-scanned","path":"/srv/a/x","process":"","access":"read",)"
+              R"("oldMatched":[1],"newMatched":[],)"
               R"("onlyOld":[{"dataSet":1,"kind":"folder","decidedBy":"rules","rule":1,"line":3,)"
               R"("text":"/srv/a/","access":"any"}],"onlyNew":[]})"
               "\n"
-              R"({"change":"newly-skipped","path":"/srv/c/x","oldMatched":[],"newMatched":[1],)"
+              R"({"change":"newly-scanned","path":"/srv/a/x","process":"","access":"write",)"
+              R"("oldMatched":[1],"newMatched":[],)"
+              R"("onlyOld":[{"dataSet":1,"kind":"folder","decidedBy":"rules","rule":1,"line":3,)"
+              R"("text":"/srv/a/","access":"any"}],"onlyNew":[]})"
+              "\n"
+              R"({"change":"newly-skipped","path":"/srv/c/x","process":"","access":"read",)"
+              R"("oldMatched":[],"newMatched":[1],)"
               R"("onlyOld":[],"onlyNew":[{"dataSet":1,"kind":"folder","decidedBy":"rules",)"
               R"("rule":2,"line":4,"text":"/srv/c/","access":"read"}]})"
               "\n"
               R"({"change":"summary","asked":3,"newlySkipped":{"paths":1},)"
-              R"("newlyScanned":{"paths":1},"unreadableFolders":0})"
+              R"("newlyScanned":{"paths":1},"queries":[)"
+              R"({"process":"","access":"read","otherAccess":false,"alikeProcesses":[],)"
+              R"("newlySkipped":{"paths":1},"newlyScanned":{"paths":1}},)"
+              R"({"process":"","access":"write","otherAccess":true,"alikeProcesses":[],)"
+              R"("newlySkipped":{"paths":0},"newlyScanned":{"paths":1}}],)"
+              R"("unreadableFolders":0,"leftOutFolders":0})"
               "\n",
               ""}));
 }
@@ -102,7 +120,8 @@ TEST_F(DiffOfPaths, AsksForTheAccessThatIsGiven) {
                     "\n"
                     "Newly scanned: nothing\n"
                     "\n"
-                    "1 path asked about: 0 newly skipped, 0 newly scanned\n",
+                    "1 path asked about: 0 newly skipped, 0 newly scanned\n"
+                    "  write, no process: 0 newly skipped, 0 newly scanned\n",
                     ""}));
 }
 
@@ -111,26 +130,84 @@ TEST_F(DiffOfPaths, ReadsZeroSeparatedPaths) {
             (Result{1,
                     "Newly skipped: nothing\n"
                     "\n"
-                    "Newly scanned:\n"
-                    "  /srv/a/x\\ny\n"
-                    "    no longer by data set 1, rule 1, old.xml:3: /srv/a/\n"
+                    "Newly scanned: 1\n"
+                    "  no longer by data set 1, rule 1, old.xml:3: /srv/a/\n"
+                    "  asked: read, no process\n"
+                    "  asked: write, no process\n"
+                    "             1 path  /srv/a/x\\ny\n"
                     "\n"
-                    "1 path asked about: 0 newly skipped, 1 newly scanned\n",
+                    "1 path asked about: 0 newly skipped, 1 newly scanned\n"
+                    "  read, no process: 0 newly skipped, 1 newly scanned\n"
+                    "  write, no process: 0 newly skipped, 1 newly scanned\n",
                     ""}));
 }
 
-TEST_F(DiffOfPaths, KeepsMoreChangesThanFitIntoMemoryInOrder) {
-  std::string input, expected = "Newly skipped:\n";
-  std::string scanned;
+TEST_F(DiffOfPaths, ManyChangesAreFewLines) {
+  std::string input;
   for (int i = 0; i < 30000; ++i) {
     const std::string number = std::to_string(i);
     input += "/srv/a/" + number + "\n/srv/c/" + number + "\n";
-    expected += "  /srv/c/" + number + "\n    now by data set 1, rule 2, new.xml:4: /srv/c/\n";
-    scanned += "  /srv/a/" + number + "\n    no longer by data set 1, rule 1, old.xml:3: /srv/a/\n";
   }
-  expected += "\nNewly scanned:\n" + scanned +
-              "\n60,000 paths asked about: 30,000 newly skipped, 30,000 newly scanned\n";
-  EXPECT_TRUE(diff({}, input) == (Result{1, expected, ""}));
+  EXPECT_EQ(diff({"--access", "read"}, input),
+            (Result{1,
+                    "Newly skipped: 30,000\n"
+                    "  now by data set 1, rule 2, new.xml:4: /srv/c/\n"
+                    "  asked: read, no process\n"
+                    "       30,000 paths  /srv/c/\n"
+                    "\n"
+                    "Newly scanned: 30,000\n"
+                    "  no longer by data set 1, rule 1, old.xml:3: /srv/a/\n"
+                    "  asked: read, no process\n"
+                    "       30,000 paths  /srv/a/\n"
+                    "\n"
+                    "60,000 paths asked about: 30,000 newly skipped, 30,000 newly scanned\n"
+                    "  read, no process: 30,000 newly skipped, 30,000 newly scanned\n",
+                    ""}));
+}
+
+TEST_F(DiffOfPaths, ListsAsMuchAsAskedFor) {
+  std::string input = "/srv/a/x\n/srv/b/x.com\n/srv/b/y.com\n";
+  for (const char* const folder : {"1", "2", "3"}) {
+    for (int i = 0; i < 5; ++i) {
+      input += std::string("/srv/c/") + folder + "/" + std::to_string(i) + "\n";
+    }
+  }
+  EXPECT_EQ(diff({"--access", "read", "--top", "1"}, input).out,
+            "Newly skipped: 15\n"
+            "  now by data set 1, rule 2, new.xml:4: /srv/c/\n"
+            "  asked: read, no process\n"
+            "            5 paths  /srv/c/1/\n"
+            "           10 paths  in 2 other places\n"
+            "\n"
+            "Newly scanned: 3\n"
+            "  now by data set 2, rule 1, new.xml:7: com\n"
+            "  asked: read, no process\n"
+            "            2 paths  /srv/b/\n"
+            "  and 1 group for other reasons\n"
+            "\n"
+            "18 paths asked about: 15 newly skipped, 3 newly scanned\n"
+            "  read, no process: 15 newly skipped, 3 newly scanned\n");
+}
+
+TEST_F(DiffOfPaths, FailsOnWhatIsGiven) {
+  const struct {
+    const char* failOn;
+    const char* path;
+    int status;
+  } rows[] = {{"any", "/srv/a/x", 1},
+              {"any", "/srv/c/x", 1},
+              {"any", "/x", 0},
+              {"newly-skipped", "/srv/a/x", 0},
+              {"newly-skipped", "/srv/c/x", 1},
+              {"newly-scanned", "/srv/a/x", 1},
+              {"newly-scanned", "/srv/c/x", 0}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(diff({"--fail-on", row.failOn}, std::string(row.path) + '\n').status, row.status)
+        << row.failOn << ' ' << row.path;
+  }
+  EXPECT_EQ(diff({"--fail-on", "all"}).err,
+            "qvlctl: --fail-on: expected newly-skipped, newly-scanned or any; found \"all\"\n"
+            "Try `qvlctl diff --help`.\n");
 }
 
 TEST_F(DiffOfPaths, FoldersAndStandardInputDoNotMix) {
@@ -150,37 +227,42 @@ TEST_F(Diff, WalksFolders) {
               "<data-set number='1' kind='folder'><rule>/**/d/a/</rule></data-set>");
   writePolicy("new.xml", "1",
               "<data-set number='1' kind='folder'><rule>/**/d/b/</rule></data-set>");
-  EXPECT_EQ(diff({"d"}), (Result{1,
-                                 "Newly skipped:\n"
-                                 "  " +
-                                     top +
-                                     "/b/333\n"
-                                     "    now by data set 1, rule 1, new.xml:2: /**/d/b/\n"
-                                     "\n"
-                                     "Newly scanned:\n"
-                                     "  " +
-                                     top +
-                                     "/a/1\n"
-                                     "    no longer by data set 1, rule 1, old.xml:2: /**/d/a/\n"
-                                     "  " +
-                                     top +
-                                     "/a/n/22\n"
-                                     "    no longer by data set 1, rule 1, old.xml:2: /**/d/a/\n"
-                                     "\n"
-                                     "4 paths asked about: 1 newly skipped (3 bytes), "
-                                     "2 newly scanned (3 bytes)\n",
-                                 ""}));
-  EXPECT_EQ(diff({"--format", "json", "d/b", "d/c"}),
-            (Result{1,
-                    R"({"change":"newly-skipped","path":")" + top +
-                        R"(/b/333","size":3,"oldMatched":[],"newMatched":[1],"onlyOld":[],)"
-                        R"("onlyNew":[{"dataSet":1,"kind":"folder","decidedBy":"rules","rule":1,)"
-                        R"("line":2,"text":"/**/d/b/","access":"any"}]})"
-                        "\n"
-                        R"({"change":"summary","asked":2,"newlySkipped":{"paths":1,"bytes":3},)"
-                        R"("newlyScanned":{"paths":0,"bytes":0},"unreadableFolders":0})"
-                        "\n",
-                    ""}));
+  EXPECT_EQ(
+      diff({"d"}),
+      (Result{1,
+              "Newly skipped: 1 (3 bytes)\n"
+              "  now by data set 1, rule 1, new.xml:2: /**/d/b/\n"
+              "  asked: read, no process\n"
+              "             1 file      3 bytes  " +
+                  top +
+                  "/b/333\n"
+                  "\n"
+                  "Newly scanned: 2 (3 bytes)\n"
+                  "  no longer by data set 1, rule 1, old.xml:2: /**/d/a/\n"
+                  "  asked: read, no process\n"
+                  "             1 file      2 bytes  " +
+                  top + "/a/n/22\n             1 file       1 byte  " + top +
+                  "/a/1\n"
+                  "\n"
+                  "4 paths asked about: 1 (3 bytes) newly skipped, 2 (3 bytes) newly scanned\n"
+                  "  read, no process: 1 (3 bytes) newly skipped, 2 (3 bytes) newly scanned\n",
+              ""}));
+  EXPECT_EQ(
+      diff({"--format", "json", "d/b", "d/c"}),
+      (Result{
+          1,
+          R"({"change":"newly-skipped","path":")" + top +
+              R"(/b/333","size":3,"process":"","access":"read","oldMatched":[],"newMatched":[1],"onlyOld":[],)"
+              R"("onlyNew":[{"dataSet":1,"kind":"folder","decidedBy":"rules","rule":1,)"
+              R"("line":2,"text":"/**/d/b/","access":"any"}]})"
+              "\n"
+              R"({"change":"summary","asked":2,"newlySkipped":{"paths":1,"bytes":3},)"
+              R"("newlyScanned":{"paths":0,"bytes":0},"queries":[{"process":"","access":"read",)"
+              R"("otherAccess":true,"alikeProcesses":[],"newlySkipped":{"paths":1,)"
+              R"("bytes":3},"newlyScanned":{"paths":0,"bytes":0}}],)"
+              R"("unreadableFolders":0,"leftOutFolders":0})"
+              "\n",
+          ""}));
 }
 
 TEST_F(Diff, TellsWhatIsNotARule) {
@@ -212,9 +294,10 @@ TEST_F(Diff, TellsWhatIsNotARule) {
     writePolicy("old.xml", row.oldLogic, policy(row.oldDataSet));
     writePolicy("new.xml", row.newLogic, policy(row.newDataSet));
     EXPECT_EQ(diff({}, std::string(row.path) + '\n').out,
-              std::string("Newly skipped:\n  ") + row.path + "\n    " + row.cause +
+              std::string("Newly skipped: 1\n  ") + row.cause +
+                  "\n  asked: read, no process\n             1 path  " + row.path +
                   "\n\nNewly scanned: nothing\n\n1 path asked about: 1 newly skipped, 0 newly "
-                  "scanned\n");
+                  "scanned\n  read, no process: 1 newly skipped, 0 newly scanned\n");
   }
 }
 
@@ -232,11 +315,81 @@ TEST_F(Diff, FoldersThatCannotBeReadAreTold) {
                     "\n"
                     "Newly scanned: nothing\n"
                     "\n"
-                    "1 path asked about: 0 newly skipped (0 bytes), 0 newly scanned (0 bytes)\n",
+                    "1 path asked about: 0 (0 bytes) newly skipped, 0 (0 bytes) newly scanned\n"
+                    "  read, no process: 0 (0 bytes) newly skipped, 0 (0 bytes) newly scanned\n",
                     "qvlctl: warning: 1 folder could not be read and is missing above\n"
                     "qvlctl:   " +
                         path("d/closed") + ": Permission denied\n"}));
   ASSERT_EQ(::chmod(path("d/closed").c_str(), 0700), 0);
+}
+
+// What asking as one process that reads would call all clear.
+TEST_F(Diff, AsksForEveryProcessAndAccessThatMakesADifference) {
+  const std::string processes =
+      "<data-set number='2' "
+      "kind='process'><rule>/usr/sbin/mysqld</rule><rule>/opt/*/bin/tool</rule>"
+      "</data-set>\n";
+  const auto folders = [](const std::string& rules) {
+    return "<data-set number='1' kind='folder'>" + rules + "</data-set>\n";
+  };
+  writePolicy(
+      "old.xml", "(1&amp;2)|3",
+      folders("<rule>/var/lib/mysql/</rule>") + processes + "<data-set number='3' kind='folder'/>");
+  writePolicy("new.xml", "(1&amp;2)|3",
+              folders("<rule>/usr/</rule>") + processes +
+                  "<data-set number='3' kind='folder'><rule access='write'>/usr/bin/</rule>"
+                  "</data-set>");
+  EXPECT_EQ(
+      diff({"--fail-on", "newly-skipped"}, "/usr/bin/ls\n/usr/lib/x\n/var/lib/mysql/x\n"),
+      (Result{1,
+              "Newly skipped: 2\n"
+              "  now by data set 1, rule 1, new.xml:2: /usr/\n"
+              "  asked: read, /usr/sbin/mysqld (and 1 process alike)\n"
+              "             1 path  /usr/bin/ls\n"
+              "  now by data set 1, rule 1, new.xml:2: /usr/\n"
+              "  asked: read, /usr/sbin/mysqld (and 1 process alike)\n"
+              "  asked: write, /usr/sbin/mysqld (and 1 process alike)\n"
+              "             1 path  /usr/lib/x\n"
+              "  now by data set 1, rule 1, new.xml:2: /usr/\n"
+              "  now by data set 3, rule 1, new.xml:4: /usr/bin/\n"
+              "  asked: write, no process\n"
+              "  asked: write, /usr/sbin/mysqld (and 1 process alike)\n"
+              "             1 path  /usr/bin/ls\n"
+              "\n"
+              "Newly scanned: 1\n"
+              "  no longer by data set 1, rule 1, old.xml:2: /var/lib/mysql/\n"
+              "  asked: read, /usr/sbin/mysqld (and 1 process alike)\n"
+              "  asked: write, /usr/sbin/mysqld (and 1 process alike)\n"
+              "             1 path  /var/lib/mysql/x\n"
+              "\n"
+              "3 paths asked about: 2 newly skipped, 1 newly scanned\n"
+              "  read, no process: 0 newly skipped, 0 newly scanned\n"
+              "  read, /usr/sbin/mysqld (and 1 process alike): 2 newly skipped, 1 newly scanned\n"
+              "  write, no process: 1 newly skipped, 0 newly scanned\n"
+              "  write, /usr/sbin/mysqld (and 1 process alike): 2 newly skipped, 1 newly scanned\n",
+              ""}));
+  EXPECT_EQ(diff({"--process", "", "--access", "read"}, "/usr/bin/ls\n").status, 0);
+  EXPECT_EQ(diff({"--process", "", "--access", "write"}, "/usr/bin/ls\n").status, 1);
+  EXPECT_EQ(diff({"--process", "/opt/1/bin/tool", "--process", "/bin/cp", "--access", "read"},
+                 "/usr/bin/ls\n")
+                .out.substr(0, 94),
+            "Newly skipped: 1\n"
+            "  now by data set 1, rule 1, new.xml:2: /usr/\n"
+            "  asked: read, /opt/1/bin/tool\n");
+}
+
+TEST_F(Diff, ProcessRulesWithoutANameAreTold) {
+  writePolicy(
+      "old.xml", "1",
+      "<data-set number='1' kind='process' wildcards='no'><rule>/bin/[a-f]x</rule></data-set>");
+  writePolicy(
+      "new.xml", "1",
+      "<data-set number='1' kind='process' wildcards='no'><rule>/bin/[a-f]x</rule></data-set>");
+  EXPECT_EQ(diff({}, "/a\n").err,
+            "qvlctl: note: 1 process rule is not asked for: no name of a process was found that it "
+            "matches; give one with --process\n"
+            "qvlctl:   data set 1, rule 1, old.xml:2: /bin/[a-f]x\n");
+  EXPECT_EQ(diff({"--process", "/bin/ax"}, "/a\n").err, "");
 }
 
 TEST_F(Diff, MistakesInEitherPolicyAreTrouble) {

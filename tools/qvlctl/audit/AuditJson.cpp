@@ -1,5 +1,7 @@
 #include "audit/AuditJson.h"
 
+#include <utility>
+
 #include "io/Files.h"
 #include "policy/RuleText.h"
 
@@ -7,7 +9,7 @@ namespace qvlctl {
 namespace {
 
 // Raised when a member changes its meaning or goes; new members may come without.
-constexpr int kVersion = 1;
+constexpr int kVersion = 2;
 
 Json inJson(const Tally& tally) {
   return {{"files", tally.files}, {"bytes", tally.bytes}};
@@ -21,15 +23,33 @@ Json inJson(const TalliesByReason& tallies) {
   return list;
 }
 
-Json inJson(const FolderNode& node) {
-  Json json;
-  addText(json, "name", node.name);
-  json["files"] = inJson(node.files);
-  json["folders"] = Json::array();
-  for (const FolderNode& folder : node.folders) json["folders"].push_back(inJson(folder));
-  json["restFolders"] = node.restFolders;
-  json["rest"] = inJson(node.rest);
-  return json;
+// Appends the folder and those in it, each behind the one that it is in.
+void addFolder(Json& list, const FolderNode& node, const Json& parent) {
+  const std::size_t place = list.size();
+  Json one;
+  addText(one, "name", node.name);
+  one["parent"] = parent;
+  one["files"] = inJson(node.files);
+  one["restFolders"] = node.restFolders;
+  one["rest"] = inJson(node.rest);
+  list.push_back(std::move(one));
+  for (const FolderNode& folder : node.folders) addFolder(list, folder, place);
+}
+
+Json foldersInJson(const std::vector<FolderNode>& roots) {
+  Json list = Json::array();
+  for (const FolderNode& root : roots) addFolder(list, root, nullptr);
+  return list;
+}
+
+Json queriesInJson(const std::vector<Query>& queries, const AuditReport& report) {
+  Json list = Json::array();
+  for (std::size_t i = 0; i < queries.size(); ++i) {
+    Json one = queryInJson(queries[i]);
+    one["skipped"] = inJson(report.skippedFor(i));
+    list.push_back(std::move(one));
+  }
+  return list;
 }
 
 Json rootsInJson(const std::vector<std::string>& roots) {
@@ -56,8 +76,9 @@ Json dataSetsInJson(const Policy& policy, const AuditReport& report) {
 Json reasonsInJson(const std::vector<Reason>& reasons) {
   Json list = Json::array();
   for (const Reason& reason : reasons) {
-    list.push_back(
-        {{"verdict", reason.isSkipped ? "excluded" : "scan"}, {"dataSets", reason.dataSets}});
+    list.push_back({{"verdict", reason.isSkipped ? "excluded" : "scan"},
+                    {"query", reason.query},
+                    {"dataSets", reason.dataSets}});
   }
   return list;
 }
@@ -73,6 +94,7 @@ Json rulesInJson(const Policy& policy, const RuleHits& hits) {
       one.update(ruleInJson(dataSet, j));
       one["skipped"] = inJson(hit.skipped);
       one["scanned"] = inJson(hit.scanned);
+      one["leftOut"] = hit.isLeftOut;
       list.push_back(one);
     }
   }
@@ -91,15 +113,26 @@ Json skippedFoldersInJson(const std::vector<SkippedFolder>& folders) {
   return list;
 }
 
-Json unreadableInJson(const AuditReport& report) {
+Json unreadableInJson(const Missing& missing) {
   Json list = Json::array();
-  for (const UnreadableFolder& folder : report.unreadableFolders()) {
+  for (const UnreadableFolder& folder : missing.unreadableFolders()) {
     Json one;
     addText(one, "path", folder.path);
     one["error"] = errorText(folder.error);
     list.push_back(one);
   }
-  return {{"count", report.unreadableCount()}, {"folders", list}};
+  return {{"count", missing.unreadableCount()}, {"folders", list}};
+}
+
+Json leftOutInJson(const Missing& missing) {
+  Json list = Json::array();
+  for (const LeftOutFolder& folder : missing.leftOutFolders()) {
+    Json one;
+    addText(one, "path", folder.path);
+    one["fileSystem"] = folder.fileSystem;
+    list.push_back(one);
+  }
+  return {{"count", missing.leftOutCount()}, {"folders", list}};
 }
 
 }  // namespace
@@ -112,19 +145,19 @@ Json auditInJson(const AuditSubject& subject, AuditReport& report) {
   addText(json, "policy", policy.file);
   json["logic"] = policy.logic;
   json["roots"] = rootsInJson(subject.roots);
-  addText(json, "process", subject.request.m_processName);
-  json["access"] = accessName(subject.request.m_accessType);
+  json["queries"] = queriesInJson(subject.queries, report);
   json["found"] = inJson(report.seen());
   json["skipped"] = inJson(report.skipped());
+  json["skippedAlways"] = inJson(report.skippedAlways());
   json["scanned"] = inJson(report.scanned());
   json["dataSets"] = dataSetsInJson(policy, report);
   json["skippedByNone"] = inJson(report.skippedByNone());
   json["rules"] = rulesInJson(policy, report.ruleHits());
   json["skippedFolders"] = skippedFoldersInJson(report.skippedFolders());
-  json["unreadable"] = unreadableInJson(report);
+  json["unreadable"] = unreadableInJson(report.missing());
+  json["leftOut"] = leftOutInJson(report.missing());
   json["reasons"] = reasonsInJson(report.reasons());
-  json["tree"] = Json::array();
-  for (const FolderNode& root : report.folderTree()) json["tree"].push_back(inJson(root));
+  json["folders"] = foldersInJson(report.folderTree());
   json["querySeconds"] = report.questionTime().count();
   return json;
 }

@@ -14,16 +14,18 @@ bool isLarger(const SkippedFolder& a, const SkippedFolder& b) {
 
 }  // namespace
 
-AuditReport::AuditReport(const Policy& policy, Engine& engine, const QVL::LookupData& request,
-                         std::size_t rootCount, std::size_t folderCount,
+AuditReport::AuditReport(const PolicyInUse& inUse, const std::vector<Query>& queries,
+                         Missing& missing, std::size_t rootCount, std::size_t folderCount,
                          std::function<void()> mayShowProgress)
-    : m_engine(engine),
-      m_request(request),
+    : m_engine(inUse.engine),
+      m_missing(missing),
       m_folderCount(folderCount),
       m_mayShowProgress(std::move(mayShowProgress)),
       m_tree(kTreeFolders),
-      m_ruleHits(policy),
-      m_progress(rootCount) {}
+      m_ruleHits(inUse.policy, inUse.engine.logic(), queries),
+      m_progress(rootCount) {
+  for (const Query& query : queries) m_queries.push_back({requestFor(query), false, {}});
+}
 
 void AuditReport::folderBegins(const std::string& path) {
   m_openFolders.emplace_back();
@@ -38,27 +40,56 @@ void AuditReport::folderRead(std::size_t subfolderCount) {
 }
 
 void AuditReport::file(const std::string& path, const struct stat& status) {
-  using Clock = std::chrono::steady_clock;
-  m_request.m_filePath = path;
-  const Clock::time_point start = Clock::now();
-  const bool isSkipped = m_engine.isExcluded(m_request);
-  m_questionTime += Clock::now() - start;
-
+  ask(path);
   const Tally one = {1, static_cast<std::uint64_t>(status.st_size)};
+  const bool isSkipped = std::any_of(m_queries.begin(), m_queries.end(),
+                                     [](const AskedQuery& query) { return query.isSkipped; });
   OpenFolder& folder = m_openFolders.back();
   m_seen.add(one);
   folder.seen.add(one);
   if (isSkipped) {
-    m_skipped.add(one);
+    countSkipped(one);
     folder.skipped.add(one);
     folder.skippedDirectly.add(one);
-    for (const unsigned int number : m_request.m_matchIdentifiers) m_skippedBy[number].add(one);
-    if (m_request.m_matchIdentifiers.empty()) m_skippedByNone.add(one);
   }
-  m_tree.file(reasonOf(isSkipped), one);
-  m_ruleHits.count(m_request, isSkipped, one);
+  m_tree.file(isSkipped ? reason() : 0, one);
+  m_ruleHits.count(one);
   constexpr std::uint64_t kFilesBetweenProgress = 256;
   if (m_seen.files % kFilesBetweenProgress == 0) m_mayShowProgress();
+}
+
+void AuditReport::ask(const std::string& path) {
+  using Clock = std::chrono::steady_clock;
+  for (std::size_t i = 0; i < m_queries.size(); ++i) {
+    AskedQuery& query = m_queries[i];
+    query.request.m_filePath = path;
+    const Clock::time_point start = Clock::now();
+    query.isSkipped = m_engine.isExcluded(query.request);
+    m_questionTime += Clock::now() - start;
+    m_ruleHits.note(i, query.request, query.isSkipped);
+  }
+}
+
+void AuditReport::countSkipped(const Tally& one) {
+  m_skipped.add(one);
+  bool isAlways = true;
+  bool isByNone = false;
+  m_matched.clear();
+  for (AskedQuery& query : m_queries) {
+    isAlways = isAlways && query.isSkipped;
+    if (!query.isSkipped) continue;
+    query.skipped.add(one);
+    const std::vector<unsigned int>& matched = query.request.m_matchIdentifiers;
+    isByNone = isByNone || matched.empty();
+    for (const unsigned int number : matched) {
+      if (std::find(m_matched.begin(), m_matched.end(), number) == m_matched.end()) {
+        m_matched.push_back(number);
+        m_skippedBy[number].add(one);
+      }
+    }
+  }
+  if (isAlways) m_skippedAlways.add(one);
+  if (isByNone) m_skippedByNone.add(one);
 }
 
 void AuditReport::folderEnds(const std::string& path) {
@@ -84,9 +115,12 @@ void AuditReport::folderEnds(const std::string& path) {
 }
 
 void AuditReport::unreadable(const std::string& path, int error) {
-  ++m_unreadableCount;
-  if (m_unreadable.size() < m_folderCount) m_unreadable.push_back({path, error});
+  m_missing.unreadable(path, error);
   if (!m_openFolders.empty()) m_openFolders.back().isComplete = false;
+}
+
+void AuditReport::leftOut(const std::string& path, const std::string& fileSystem) {
+  m_missing.leftOut(path, fileSystem);
 }
 
 Tally AuditReport::skippedBy(unsigned int dataSet) const {
@@ -94,12 +128,14 @@ Tally AuditReport::skippedBy(unsigned int dataSet) const {
   return found == m_skippedBy.end() ? Tally() : found->second;
 }
 
-std::size_t AuditReport::reasonOf(bool isSkipped) {
-  if (!isSkipped) return 0;
-  m_matched = m_request.m_matchIdentifiers;
+std::size_t AuditReport::reason() {
+  const auto first = std::find_if(m_queries.begin(), m_queries.end(),
+                                  [](const AskedQuery& query) { return query.isSkipped; });
+  const auto query = static_cast<std::size_t>(first - m_queries.begin());
+  m_matched = first->request.m_matchIdentifiers;
   std::sort(m_matched.begin(), m_matched.end());
-  const auto [place, isNew] = m_skipReasons.emplace(m_matched, m_reasons.size());
-  if (isNew) m_reasons.push_back({true, m_matched});
+  const auto [place, isNew] = m_skipReasons.emplace(std::pair(query, m_matched), m_reasons.size());
+  if (isNew) m_reasons.push_back({true, query, m_matched});
   return place->second;
 }
 

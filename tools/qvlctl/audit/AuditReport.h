@@ -9,6 +9,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "audit/FolderTree.h"
@@ -16,6 +17,8 @@
 #include "audit/RuleHits.h"
 #include "audit/Tally.h"
 #include "policy/Engine.h"
+#include "queries/Queries.h"
+#include "walk/Missing.h"
 #include "walk/TreeWalk.h"
 
 namespace qvlctl {
@@ -28,28 +31,25 @@ struct SkippedFolder {
   bool isWhole;
 };
 
-struct UnreadableFolder {
-  std::string path;
-  int error;
-};
-
-// Why files have their verdict: the data sets that matched, ascending.
+// Why files have their verdict: the first query that skips them, by its index, and the data sets
+// that matched then, ascending.
 struct Reason {
   bool isSkipped;
+  std::size_t query;                   // 0 where files are scanned
   std::vector<unsigned int> dataSets;  // none where files are scanned; that has one reason for all
 };
 
-// Asks about every file that it visits, and counts. The memory that it takes does not grow with the
-// number of files.
+// Asks all queries about every file that it visits, and counts. A file is skipped when one of the
+// queries skips it. The memory that it takes does not grow with the number of files.
 class AuditReport : public TreeVisitor {
  public:
   // How many folders the tree of folders holds, at most, for each of the trees walked.
   static constexpr std::size_t kTreeFolders = 1500;
 
-  // `request` holds the process and the access type of all questions; `mayShowProgress` is called
-  // now and then. At most `folderCount` skipped folders and as many unreadable ones are kept. The
-  // policy and the engine made from it have to outlive this; `rootCount` trees are walked.
-  AuditReport(const Policy& policy, Engine& engine, const QVL::LookupData& request,
+  // `mayShowProgress` is called now and then. At most `folderCount` skipped folders are kept. The
+  // policy, the engine made from it, the queries and `missing`, to which is added, have to outlive
+  // this; `rootCount` trees are walked.
+  AuditReport(const PolicyInUse& inUse, const std::vector<Query>& queries, Missing& missing,
               std::size_t rootCount, std::size_t folderCount,
               std::function<void()> mayShowProgress);
 
@@ -58,10 +58,15 @@ class AuditReport : public TreeVisitor {
   void folderEnds(const std::string& path) override;
   void file(const std::string& path, const struct stat& status) override;
   void unreadable(const std::string& path, int error) override;
+  void leftOut(const std::string& path, const std::string& fileSystem) override;
 
   const Tally& seen() const { return m_seen; }
   const Tally& skipped() const { return m_skipped; }
   Tally scanned() const { return {m_seen.files - m_skipped.files, m_seen.bytes - m_skipped.bytes}; }
+
+  // What a query skips, by its index, and what all of them do.
+  const Tally& skippedFor(std::size_t query) const { return m_queries[query].skipped; }
+  const Tally& skippedAlways() const { return m_skippedAlways; }
 
   // The skipped files for which a data set was asked and matched.
   Tally skippedBy(unsigned int dataSet) const;
@@ -81,10 +86,10 @@ class AuditReport : public TreeVisitor {
 
   const RuleHits& ruleHits() const { return m_ruleHits; }
 
-  std::uint64_t unreadableCount() const { return m_unreadableCount; }
-  const std::vector<UnreadableFolder>& unreadableFolders() const { return m_unreadable; }
+  const Missing& missing() const { return m_missing; }
 
-  // The time spent in questions alone.
+  // How many questions were asked, and the time spent in them alone.
+  std::uint64_t questionCount() const { return m_seen.files * m_queries.size(); }
   std::chrono::duration<double> questionTime() const { return m_questionTime; }
 
   // Which share of the walks is done, from 0 to 1.
@@ -103,22 +108,35 @@ class AuditReport : public TreeVisitor {
     std::vector<SkippedFolder> skippedFolders;  // below, the largest ones
   };
 
-  // The reason of the verdict that the request has got.
-  std::size_t reasonOf(bool isSkipped);
+  // A query as it is asked.
+  struct AskedQuery {
+    QVL::LookupData request;
+    bool isSkipped = false;
+    Tally skipped;
+  };
+
+  void ask(const std::string& path);
+  void countSkipped(const Tally& one);
+
+  // The reason of the verdict that the file has got.
+  std::size_t reason();
 
   // Adds a folder to a list that keeps the largest m_folderCount ones.
   void keep(std::vector<SkippedFolder>& list, SkippedFolder folder) const;
 
   Engine& m_engine;
-  QVL::LookupData m_request;
+  Missing& m_missing;
+  std::vector<AskedQuery> m_queries;
   const std::size_t m_folderCount;
   const std::function<void()> m_mayShowProgress;
 
   Tally m_seen;
   Tally m_skipped;
   Tally m_skippedByNone;
-  std::vector<Reason> m_reasons = {{false, {}}};
-  std::map<std::vector<unsigned int>, std::size_t> m_skipReasons;  // indices into m_reasons
+  Tally m_skippedAlways;
+  std::vector<Reason> m_reasons = {{false, 0, {}}};
+  // Indices into m_reasons, by the query and the data sets.
+  std::map<std::pair<std::size_t, std::vector<unsigned int>>, std::size_t> m_skipReasons;
   std::vector<unsigned int> m_matched;
   FolderTree m_tree;
   RuleHits m_ruleHits;
@@ -126,8 +144,6 @@ class AuditReport : public TreeVisitor {
   std::map<unsigned int, Tally> m_skippedBy;
   std::vector<OpenFolder> m_openFolders;
   std::vector<SkippedFolder> m_skippedFolders;
-  std::uint64_t m_unreadableCount = 0;
-  std::vector<UnreadableFolder> m_unreadable;
   std::chrono::duration<double> m_questionTime{};
   std::string m_currentFolder;
 };

@@ -3,18 +3,17 @@
 #ifndef QVLCTL_AUDIT_AUDIT_SUBJECT_H
 #define QVLCTL_AUDIT_AUDIT_SUBJECT_H
 
-#include <qvl/qvl.h>
-
 #include <string>
 #include <vector>
 
 #include "policy/Policy.h"
+#include "queries/Queries.h"
 
 namespace qvlctl {
 
 struct AuditSubject {
   const Policy& policy;
-  const QVL::LookupData& request;         // its process and access type
+  const std::vector<Query>& queries;      // that were asked about each file
   const std::vector<std::string>& roots;  // the folders that were walked
 };
 

@@ -51,6 +51,17 @@ class AuditText {
         fmt::format("   {} of the files, {} of the bytes", percentage(skipped.files, seen.files),
                     percentage(skipped.bytes, seen.bytes)));
     row("scanned", m_report.scanned(), "");
+    printQueries();
+  }
+
+  void printQueries() {
+    const std::vector<Query>& queries = m_subject.queries;
+    heading(queries.size() == 1 ? "Skipped, by what was asked"
+                                : "Skipped, by what was asked (above: for at least one of these)");
+    for (std::size_t i = 0; i < queries.size(); ++i) {
+      row("", m_report.skippedFor(i), "   " + queryInWords(queries[i]));
+    }
+    if (queries.size() > 1) row("", m_report.skippedAlways(), "   for all of them");
   }
 
   std::string escapedRoots() const {
@@ -74,11 +85,13 @@ class AuditText {
   void printRules() {
     std::vector<RuleLine> hits;
     std::vector<RuleLine> idle;
+    std::vector<RuleLine> leftOut;
     const std::vector<DataSet>& dataSets = m_subject.policy.dataSets;
     for (std::size_t i = 0; i < dataSets.size(); ++i) {
       for (std::size_t j = 0; j < dataSets[i].rules.size(); ++j) {
         const RuleLine line = {i, j, m_report.ruleHits().of(i, j)};
-        (line.hit.skipped.files + line.hit.scanned.files > 0 ? hits : idle).push_back(line);
+        const bool isHit = line.hit.skipped.files + line.hit.scanned.files > 0;
+        (isHit ? hits : line.hit.isLeftOut ? leftOut : idle).push_back(line);
       }
     }
     std::stable_sort(hits.begin(), hits.end(), [](const RuleLine& a, const RuleLine& b) {
@@ -86,13 +99,16 @@ class AuditText {
     });
     printRules(
         fmt::format("Rules by hits, where their data set was asked: {} of {}", grouped(hits.size()),
-                    counted(hits.size() + idle.size(), "rule", "rules")),
+                    counted(hits.size() + idle.size() + leftOut.size(), "rule", "rules")),
         hits, [&](const RuleLine& line) {
           return fmt::format("{:>13} skipped {:>13} scanned  ", grouped(line.hit.skipped.files),
                              grouped(line.hit.scanned.files));
         });
     printRules(fmt::format("Rules that never hit: {}", grouped(idle.size())), idle,
                [](const RuleLine&) { return "  "; });
+    printRules(fmt::format("Rules that only another process or access type can hit: {}",
+                           grouped(leftOut.size())),
+               leftOut, [](const RuleLine&) { return "  "; });
   }
 
   template <typename Beginning>
@@ -122,9 +138,9 @@ class AuditText {
 
   void printQuestions() {
     const double seconds = m_report.questionTime().count();
-    const std::uint64_t files = m_report.seen().files;
-    const double rate = seconds > 0 ? static_cast<double>(files) / seconds : 0;
-    m_output.print("\n{} in {:.3f} seconds, {} a second\n", counted(files, "query", "queries"),
+    const std::uint64_t count = m_report.questionCount();
+    const double rate = seconds > 0 ? static_cast<double>(count) / seconds : 0;
+    m_output.print("\n{} in {:.3f} seconds, {} a second\n", counted(count, "query", "queries"),
                    seconds, grouped(static_cast<std::uint64_t>(rate)));
   }
 

@@ -42,6 +42,18 @@ std::string questionInWords(const Case& expected) {
   return text;
 }
 
+// "; asked: write, /usr/bin/rsync" where the case does not say it itself.
+std::string failedForInWords(const CaseResult& result) {
+  const bool isSaid = result.expected.access && result.expected.process;
+  return isSaid || !result.failedFor ? "" : "; asked: " + queryInWords(*result.failedFor);
+}
+
+std::vector<std::string> inWords(const std::vector<Query>& queries) {
+  std::vector<std::string> words;
+  for (const Query& query : queries) words.push_back(queryInWords(query));
+  return words;
+}
+
 class Count {
  public:
   void add(const CaseResult& result) { ++(result.hasPassed ? m_passed : m_failed); }
@@ -56,23 +68,27 @@ class Count {
 
 class TextReport : public CaseReport {
  public:
-  explicit TextReport(Output& output) : m_output(output) {}
+  TextReport(const std::vector<Query>& queries, Output& output)
+      : m_queries(queries), m_output(output) {}
 
   void add(const CaseResult& result) override {
     m_count.add(result);
     if (result.hasPassed) return;
-    m_output.print("{}: {}: expected {}; found {}\n", placeOf(result.expected),
+    m_output.print("{}: {}: expected {}; found {}{}\n", placeOf(result.expected),
                    questionInWords(result.expected), expectedInWords(result.expected),
-                   foundInWords(result));
+                   foundInWords(result), failedForInWords(result));
     for (const std::string& rule : result.rules) m_output.print("  {}\n", rule);
   }
 
   void end() override {
     m_output.print("{}: {} passed, {} failed\n", counted(m_count.all(), "case", "cases"),
                    grouped(m_count.passed()), grouped(m_count.failed()));
+    m_output.print("Asked, where a case does not say:\n");
+    for (const std::string& query : inWords(m_queries)) m_output.print("  {}\n", query);
   }
 
  private:
+  const std::vector<Query>& m_queries;
   Output& m_output;
   Count m_count;
 };
@@ -80,7 +96,10 @@ class TextReport : public CaseReport {
 // Test Anything Protocol 13. The plan comes last, because it is not known before.
 class TapReport : public CaseReport {
  public:
-  explicit TapReport(Output& output) : m_output(output) { m_output.print("TAP version 13\n"); }
+  TapReport(const std::vector<Query>& queries, Output& output) : m_output(output) {
+    m_output.print("TAP version 13\n# asked, where a case does not say: {}\n",
+                   fmt::join(inWords(queries), "; "));
+  }
 
   void add(const CaseResult& result) override {
     m_count.add(result);
@@ -89,7 +108,7 @@ class TapReport : public CaseReport {
                    withoutHash(questionInWords(result.expected)));
     if (result.hasPassed) return;
     m_output.print("  ---\n  expected: {}\n  found: {}\n", quoted(expectedInWords(result.expected)),
-                   quoted(foundInWords(result)));
+                   quoted(foundInWords(result) + failedForInWords(result)));
     if (!result.rules.empty()) m_output.print("  rules:\n");
     for (const std::string& rule : result.rules) m_output.print("    - {}\n", quoted(rule));
     m_output.print("  ...\n");
@@ -116,7 +135,8 @@ class TapReport : public CaseReport {
 
 class JunitReport : public CaseReport {
  public:
-  JunitReport(std::string policy, Output& output) : m_policy(std::move(policy)), m_output(output) {}
+  JunitReport(std::string policy, const std::vector<Query>& queries, Output& output)
+      : m_policy(std::move(policy)), m_queries(queries), m_output(output) {}
 
   void add(const CaseResult& result) override {
     m_count.add(result);
@@ -129,7 +149,7 @@ class JunitReport : public CaseReport {
     } else {
       text += fmt::format(
           ">\n      <failure message=\"expected {}; found {}\">{}</failure>\n    </testcase>\n",
-          inXml(expectedInWords(expected)), inXml(foundInWords(result)),
+          inXml(expectedInWords(expected)), inXml(foundInWords(result) + failedForInWords(result)),
           inXml(fmt::format("{}", fmt::join(result.rules, "\n"))));
     }
     m_cases.add(text);
@@ -141,6 +161,11 @@ class JunitReport : public CaseReport {
         "<testsuites>\n"
         "  <testsuite name=\"{}\" tests=\"{}\" failures=\"{}\" errors=\"0\" skipped=\"0\">\n",
         inXml(escaped(m_policy)), m_count.all(), m_count.failed());
+    m_output.print("    <properties>\n");
+    for (const std::string& query : inWords(m_queries)) {
+      m_output.print("      <property name=\"asked\" value=\"{}\"/>\n", inXml(query));
+    }
+    m_output.print("    </properties>\n");
     m_cases.read([this](std::string_view text) { m_output.print("{}", text); });
     m_output.print("  </testsuite>\n</testsuites>\n");
   }
@@ -166,6 +191,7 @@ class JunitReport : public CaseReport {
   }
 
   const std::string m_policy;
+  const std::vector<Query>& m_queries;
   Output& m_output;
   Count m_count;
   Spool m_cases;  // until they are counted
@@ -173,7 +199,8 @@ class JunitReport : public CaseReport {
 
 class JsonReport : public CaseReport {
  public:
-  explicit JsonReport(Output& output) : m_output(output) {}
+  JsonReport(const std::vector<Query>& queries, Output& output)
+      : m_queries(queries), m_output(output) {}
 
   void add(const CaseResult& result) override {
     m_count.add(result);
@@ -189,6 +216,7 @@ class JsonReport : public CaseReport {
     if (expected.dataSets) json["expected"]["matched"] = *expected.dataSets;
     json["found"]["verdict"] = verdictName(result.isExcluded);
     json["found"]["matched"] = result.dataSets;
+    if (result.failedFor) json["failedFor"] = queryInJson(*result.failedFor);
     m_output.print("{}\n", jsonLine(json));
   }
 
@@ -198,10 +226,13 @@ class JsonReport : public CaseReport {
     json["cases"] = m_count.all();
     json["passed"] = m_count.passed();
     json["failed"] = m_count.failed();
+    json["queries"] = Json::array();
+    for (const Query& query : m_queries) json["queries"].push_back(queryInJson(query));
     m_output.print("{}\n", jsonLine(json));
   }
 
  private:
+  const std::vector<Query>& m_queries;
   Output& m_output;
   Count m_count;
 };
@@ -209,11 +240,11 @@ class JsonReport : public CaseReport {
 }  // namespace
 
 std::unique_ptr<CaseReport> makeCaseReport(const std::string& format, const std::string& policy,
-                                           Output& output) {
-  if (format == "tap") return std::make_unique<TapReport>(output);
-  if (format == "junit") return std::make_unique<JunitReport>(policy, output);
-  if (format == "json") return std::make_unique<JsonReport>(output);
-  return std::make_unique<TextReport>(output);
+                                           const std::vector<Query>& queries, Output& output) {
+  if (format == "tap") return std::make_unique<TapReport>(queries, output);
+  if (format == "junit") return std::make_unique<JunitReport>(policy, queries, output);
+  if (format == "json") return std::make_unique<JsonReport>(queries, output);
+  return std::make_unique<TextReport>(queries, output);
 }
 
 }  // namespace qvlctl

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -11,9 +12,10 @@
 #include "audit/AuditText.h"
 #include "commands/Commands.h"
 #include "fmt/format.h"
-#include "io/Files.h"
 #include "io/Output.h"
 #include "io/StatusLine.h"
+#include "queries/Queries.h"
+#include "walk/Missing.h"
 #include "walk/Roots.h"
 #include "walk/TreeWalk.h"
 
@@ -21,7 +23,7 @@ namespace qvlctl {
 namespace {
 
 struct AuditOptions {
-  QuestionOptions question;
+  MatrixOptions question;
   WalkOptions walk;
   std::string format;
   std::size_t top = 10;
@@ -54,23 +56,26 @@ class Audit {
  public:
   explicit Audit(const AuditOptions& options)
       : m_options(options),
-        m_roots(rootsOf(options.folders)),
+        m_missing(std::max<std::size_t>(options.top, 1)),
+        m_roots(rootsOf(options.folders, m_missing)),
         m_question(options.question),
-        m_report(m_question.policy, m_question.engine, m_question.request, m_roots.size(),
-                 options.top, [this] { m_progress->show(m_report); }) {}
+        m_queries({m_question.inUse()}, options.question.limits()),
+        m_report(m_question.inUse(), m_queries.all(), m_missing, m_roots.size(), options.top,
+                 [this] { m_progress->show(m_report); }) {}
 
   int run() {
-    for (const std::string& root : m_roots) walkTree(root, m_options.walk, m_report);
+    complainOfNameless(m_queries);
+    walkTrees(m_roots, m_options.walk, m_report, m_missing);
     m_progress.reset();
     write();
     m_output.flush();
-    printUnreadable();
+    m_missing.tell();
     return kYes;
   }
 
  private:
   void write() {
-    const AuditSubject subject = {m_question.policy, m_question.request, m_roots};
+    const AuditSubject subject = {m_question.policy, m_queries.all(), m_roots};
     if (m_options.format == "text") {
       writeAuditText(m_output, subject, m_report, m_options.top);
       return;
@@ -79,21 +84,11 @@ class Audit {
     m_output.print("{}", m_options.format == "json" ? jsonPage(audit) + '\n' : auditPage(audit));
   }
 
-  void printUnreadable() {
-    const std::uint64_t count = m_report.unreadableCount();
-    if (count == 0) return;
-    complain(fmt::format("warning: {} could not be read and {} missing above",
-                         counted(count, "folder", "folders"), count == 1 ? "is" : "are"));
-    for (const UnreadableFolder& folder : m_report.unreadableFolders()) {
-      complain(fmt::format("  {}: {}", escaped(folder.path), errorText(folder.error)));
-    }
-    const std::uint64_t told = m_report.unreadableFolders().size();
-    if (count > told) complain(fmt::format("  and {} more", grouped(count - told)));
-  }
-
   const AuditOptions& m_options;
+  Missing m_missing;
   const std::vector<std::string> m_roots;
   Question m_question;
+  Queries m_queries;
   std::optional<Progress> m_progress{std::in_place};  // until the walks have ended
   AuditReport m_report;
   Output m_output;
@@ -105,24 +100,19 @@ void addAuditCommand(CLI::App& app, Action& action) {
   CLI::App& command = *app.add_subcommand(
       "audit", "Walk folders: which files and how many bytes would go unscanned?");
   const auto options = std::make_shared<AuditOptions>();
-  addQuestionOptions(command, options->question);
-  command.add_flag("-x,--one-file-system", options->walk.oneFileSystem,
-                   "Leave out folders on other file systems");
+  addMatrixOptions(command, options->question);
+  addWalkOptions(command, options->walk);
   addFormatOption(command, options->format, {"text", "json", "html"});
-  command
-      .add_option("--top", options->top,
-                  "How many folders and rules to list each time (default: 10)")
-      ->type_name("N")
-      ->check([](const std::string& text) {
-        return parseNumber(text) ? std::string()
-                                 : fmt::format("expected a whole number; found {}", inQuotes(text));
-      });
+  addTopOption(command, options->top, "How many folders and rules to list each time");
   command.add_option("DIR", options->folders, "The folders to walk")->required()->type_name("");
   command.footer(
-      "Asks about every regular file under each DIR by its real path. Symbolic links inside are\n"
-      "neither followed nor counted. Sizes are those that `ls -l` shows. What cannot be read is\n"
-      "left out and told at the end, and is no failure. `--format html` writes a page for a\n"
-      "browser, with a picture of the folders.\n"
+      "Asks about every regular file under each DIR by its real path: for every process and every\n"
+      "kind of access that makes a difference, or those given. A file counts as skipped when it\n"
+      "is for one of them. Symbolic links inside are neither followed nor counted. Sizes are "
+      "those\n"
+      "that `ls -l` shows. What cannot be read is told at the end, and is no failure as long as\n"
+      "one DIR can be. `--format html` writes a page for a browser, with a picture of the "
+      "folders.\n"
       "\n"
       "Exit status: 0 done, 2 trouble.\n"
       "\n"

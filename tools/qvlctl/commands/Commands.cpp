@@ -15,17 +15,31 @@ namespace qvlctl {
 namespace {
 
 // The trace log starts with the library's first object.
-Policy readPolicyFirst(const QuestionOptions& options) {
+Policy readPolicyFirst(const PolicyOptions& options) {
   if (!options.trace) keepTraceLogSilent();
   return readPolicy(options.policyFile);
+}
+
+void addPolicyOption(CLI::App& command, PolicyOptions& options) {
+  command.add_option("-p,--policy", options.policyFile, "The policy: an XML file")
+      ->required()
+      ->type_name("FILE");
+}
+
+void addTraceOption(CLI::App& command, PolicyOptions& options) {
+  command.add_flag("--trace", options.trace,
+                   "Let the library write its trace file, at the level set by trace-level");
+}
+
+std::string checkAccess(const std::string& text) {
+  return parseAccess(text) ? std::string()
+                           : fmt::format("expected {}; found {}", kAccessChoice, inQuotes(text));
 }
 
 }  // namespace
 
 void addQuestionOptions(CLI::App& command, QuestionOptions& options) {
-  command.add_option("-p,--policy", options.policyFile, "The policy: an XML file")
-      ->required()
-      ->type_name("FILE");
+  addPolicyOption(command, options);
   command
       .add_option("--process", options.process,
                   "Ask as if this process made the accesses: a name or a full path, as the scanner "
@@ -37,20 +51,51 @@ void addQuestionOptions(CLI::App& command, QuestionOptions& options) {
                   "uses for another one. A request for any fits only what is excluded for any "
                   "access (default: read)")
       ->type_name("TYPE")
-      ->check([](const std::string& text) {
-        return parseAccess(text)
-                   ? std::string()
-                   : fmt::format("expected {}; found {}", kAccessChoice, inQuotes(text));
-      });
-  command.add_flag("--trace", options.trace,
-                   "Let the library write its trace file, at the level set by trace-level");
+      ->check(checkAccess);
+  addTraceOption(command, options);
 }
 
-Question::Question(const QuestionOptions& options)
+void addMatrixOptions(CLI::App& command, MatrixOptions& options) {
+  addPolicyOption(command, options);
+  command
+      .add_option("--process", options.processes,
+                  "Ask as if this process made the accesses, \"\": none; may be repeated (default: "
+                  "none, and every process that a rule names)")
+      ->type_name("NAME")
+      ->expected(1)
+      ->allow_extra_args(false)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  command
+      .add_option("--access", options.accesses,
+                  "Ask about this kind of access: read, write, any, or a number; may be repeated "
+                  "(default: every kind that a rule names, and one that none names)")
+      ->type_name("TYPE")
+      ->expected(1)
+      ->allow_extra_args(false)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+      ->check(checkAccess);
+  addTraceOption(command, options);
+}
+
+QueryLimits MatrixOptions::limits() const {
+  QueryLimits limits;
+  if (!processes.empty()) limits.processes = processes;
+  if (!accesses.empty()) {
+    limits.accesses.emplace();
+    for (const std::string& access : accesses) limits.accesses->push_back(*parseAccess(access));
+  }
+  return limits;
+}
+
+Question::Question(const PolicyOptions& options)
     : policy(readPolicyFirst(options)), engine(policy) {
   for (const Warning& warning : engine.warnings()) {
     complain("warning: " + describe(policy.file, warning.position, warning.message));
   }
+}
+
+Question::Question(const QuestionOptions& options)
+    : Question(static_cast<const PolicyOptions&>(options)) {
   request.m_processName = options.process;
   request.m_accessType = *parseAccess(options.access);
 }
@@ -93,16 +138,30 @@ void forEachPath(const PathOptions& options, const std::function<void()>& before
       relativePaths == 1 ? "1 path is" : grouped(relativePaths) + " paths are"));
 }
 
+void addTopOption(CLI::App& command, std::size_t& top, const std::string& description) {
+  command.add_option("--top", top, fmt::format("{} (default: {})", description, top))
+      ->type_name("N")
+      ->check([](const std::string& text) {
+        return parseNumber(text) ? std::string()
+                                 : fmt::format("expected a whole number; found {}", inQuotes(text));
+      });
+}
+
 void addFormatOption(CLI::App& command, std::string& format,
                      const std::vector<std::string>& formats) {
   format = formats.front();
+  addChoiceOption(command, "--format", "FORMAT", format, formats, "How to write");
+}
+
+void addChoiceOption(CLI::App& command, const std::string& name, const std::string& type,
+                     std::string& value, const std::vector<std::string>& choices,
+                     const std::string& description) {
   const std::string choice =
-      fmt::format("{} or {}", fmt::join(formats.begin(), formats.end() - 1, ", "), formats.back());
-  command
-      .add_option("--format", format, fmt::format("How to write: {} (default: {})", choice, format))
-      ->type_name("FORMAT")
-      ->check([formats, choice](const std::string& text) {
-        return std::find(formats.begin(), formats.end(), text) != formats.end()
+      fmt::format("{} or {}", fmt::join(choices.begin(), choices.end() - 1, ", "), choices.back());
+  command.add_option(name, value, fmt::format("{}: {} (default: {})", description, choice, value))
+      ->type_name(type)
+      ->check([choices, choice](const std::string& text) {
+        return std::find(choices.begin(), choices.end(), text) != choices.end()
                    ? std::string()
                    : fmt::format("expected {}; found {}", choice, inQuotes(text));
       });

@@ -13,6 +13,7 @@
 #include "CLI/CLI.hpp"
 #include "policy/Engine.h"
 #include "policy/Policy.h"
+#include "queries/Queries.h"
 
 namespace qvlctl {
 
@@ -31,24 +32,40 @@ void addLintCommand(CLI::App& app, Action& action);
 void addAuditCommand(CLI::App& app, Action& action);
 void addTraceLevelCommand(CLI::App& app, Action& action);
 
-// A policy, and what every request asked under it has in common.
-struct QuestionOptions {
+struct PolicyOptions {
   std::string policyFile;
+  bool trace = false;
+};
+
+// A policy, and what every request asked under it has in common.
+struct QuestionOptions : PolicyOptions {
   std::string process;
   std::string access = "read";
-  bool trace = false;
 };
 
 void addQuestionOptions(CLI::App& command, QuestionOptions& options);
 
+// A policy, and the processes and kinds of access that every file is asked about.
+struct MatrixOptions : PolicyOptions {
+  std::vector<std::string> processes;  // none: all that make a difference
+  std::vector<std::string> accesses;   // likewise
+
+  QueryLimits limits() const;
+};
+
+void addMatrixOptions(CLI::App& command, MatrixOptions& options);
+
 // A policy that is ready to be asked.
 struct Question {
   // Reads the policy and tells its warnings on standard error. Throws Trouble.
+  explicit Question(const PolicyOptions& options);
   explicit Question(const QuestionOptions& options);
+
+  PolicyInUse inUse() { return {policy, engine}; }
 
   const Policy policy;
   Engine engine;
-  QVL::LookupData request;  // process and access type are filled in
+  QVL::LookupData request;  // process and access type are filled in from QuestionOptions
 };
 
 // The paths that a command is asked about.
@@ -67,6 +84,14 @@ void addZeroOption(CLI::App& command, PathOptions& options);
 // when paths were relative. Throws Trouble.
 void forEachPath(const PathOptions& options, const std::function<void()>& beforeWaiting,
                  const std::function<void(std::string_view)>& ask);
+
+// Adds --top, which says in numbers what `description` says in words; `top` holds the default.
+void addTopOption(CLI::App& command, std::size_t& top, const std::string& description);
+
+// Adds an option that is one of several words; `value` holds the default.
+void addChoiceOption(CLI::App& command, const std::string& name, const std::string& type,
+                     std::string& value, const std::vector<std::string>& choices,
+                     const std::string& description);
 
 // Adds --format, with `formats.front()` as the default.
 void addFormatOption(CLI::App& command, std::string& format,

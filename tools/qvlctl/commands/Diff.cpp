@@ -1,21 +1,24 @@
+#include <algorithm>
 #include <cstdint>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "audit/Tally.h"
 #include "commands/Commands.h"
+#include "diff/ChangeGroups.h"
+#include "diff/FolderSums.h"
 #include "explain/Causes.h"
 #include "explain/Explainer.h"
 #include "fmt/format.h"
-#include "io/Files.h"
 #include "io/Json.h"
 #include "io/Output.h"
-#include "io/Spool.h"
 #include "io/Trouble.h"
 #include "policy/RuleText.h"
+#include "queries/Queries.h"
+#include "walk/Missing.h"
 #include "walk/Roots.h"
 #include "walk/TreeWalk.h"
 
@@ -23,31 +26,30 @@ namespace qvlctl {
 namespace {
 
 struct DiffOptions {
-  QuestionOptions question;
+  MatrixOptions question;
   std::string newPolicyFile;
   WalkOptions walk;
   PathOptions paths;  // of folders, unless they are read from standard input
   std::string format;
+  std::string failOn = "any";
+  std::size_t top = 10;
 };
 
 // One of the two policies. What tells reasons takes its time to make, and is made when a verdict
 // has changed.
 class Side {
  public:
-  Side(QuestionOptions options, const std::string& policyFile)
+  Side(PolicyOptions options, const std::string& policyFile)
       : m_question((options.policyFile = policyFile, options)) {}
 
-  bool ask(std::string_view path) {
-    m_question.request.m_filePath = path;
-    return m_question.engine.isExcluded(m_question.request);
-  }
+  bool ask(QVL::LookupData& request) { return m_question.engine.isExcluded(request); }
 
   const Policy& policy() const { return m_question.policy; }
+  PolicyInUse inUse() { return m_question.inUse(); }
 
-  // About the path that was asked last.
-  Explanation explain() {
+  Explanation explain(const QVL::LookupData& request) {
     if (!m_explainer) m_explainer.emplace(m_question.policy, m_question.engine);
-    return m_explainer->explain(m_question.request);
+    return m_explainer->explain(request);
   }
 
  private:
@@ -57,8 +59,11 @@ class Side {
 
 // The paths, and the bytes of the files, whose verdict has changed one way.
 struct Changes {
-  std::uint64_t paths = 0;
-  std::uint64_t bytes = 0;
+  Tally skipped;
+  Tally scanned;
+
+  Tally& of(bool isSkipped) { return isSkipped ? skipped : scanned; }
+  const Tally& of(bool isSkipped) const { return isSkipped ? skipped : scanned; }
 };
 
 class Diff : private TreeVisitor {
@@ -67,22 +72,27 @@ class Diff : private TreeVisitor {
       : m_options(options),
         m_asJson(options.format == "json"),
         m_old(options.question, options.question.policyFile),
-        m_new(options.question, options.newPolicyFile) {}
+        m_new(options.question, options.newPolicyFile),
+        m_queries({m_old.inUse(), m_new.inUse()}, options.question.limits()),
+        m_changes(m_queries.all().size()) {
+    for (const Query& query : m_queries.all()) m_requests.push_back(requestFor(query));
+  }
 
   int run() {
+    complainOfNameless(m_queries);
     if (readsStandardInput()) {
       forEachPath(
           m_options.paths, [this] { m_output.flush(); },
           [this](std::string_view path) { ask(path, std::nullopt); });
     } else {
-      for (const std::string& root : rootsOf(m_options.paths.paths)) {
-        walkTree(root, m_options.walk, *this);
-      }
+      walkTrees(rootsOf(m_options.paths.paths, m_missing), m_options.walk, *this, m_missing);
     }
-    m_asJson ? writeSummary() : printRest();
+    m_asJson ? writeSummary() : print();
     m_output.flush();
-    tellUnreadable();
-    return m_skipped.paths + m_scanned.paths > 0 ? kNo : kYes;
+    m_missing.tell();
+    const bool fails = (m_options.failOn != "newly-scanned" && m_total.skipped.files > 0) ||
+                       (m_options.failOn != "newly-skipped" && m_total.scanned.files > 0);
+    return fails ? kNo : kYes;
   }
 
  private:
@@ -107,88 +117,69 @@ class Diff : private TreeVisitor {
   }
 
   void unreadable(const std::string& path, int error) override {
-    constexpr std::size_t kMostToTell = 10;
-    ++m_unreadableCount;
-    if (m_unreadable.size() < kMostToTell) {
-      m_unreadable.push_back(fmt::format("  {}: {}", escaped(path), errorText(error)));
-    }
+    m_missing.unreadable(path, error);
   }
 
-  void tellUnreadable() const {
-    if (m_unreadableCount == 0) return;
-    complain(fmt::format("warning: {} could not be read and {} missing above",
-                         counted(m_unreadableCount, "folder", "folders"),
-                         m_unreadableCount == 1 ? "is" : "are"));
-    for (const std::string& line : m_unreadable) complain(line);
-    const std::uint64_t rest = m_unreadableCount - m_unreadable.size();
-    if (rest > 0) complain(fmt::format("  and {} more", grouped(rest)));
+  void leftOut(const std::string& path, const std::string& fileSystem) override {
+    m_missing.leftOut(path, fileSystem);
   }
 
   // ---- the questions ----
 
   void ask(std::string_view path, std::optional<std::uint64_t> size) {
-    ++m_asked;
-    const bool wasSkipped = m_old.ask(path);
-    const bool isSkipped = m_new.ask(path);
-    if (wasSkipped == isSkipped) return;
-    Changes& changes = isSkipped ? m_skipped : m_scanned;
-    ++changes.paths;
-    changes.bytes += size.value_or(0);
-    const Explanation oldAnswer = m_old.explain();
-    const Explanation newAnswer = m_new.explain();
+    const Tally one = {1, size.value_or(0)};
+    m_asked.add(one);
+    for (std::size_t i = 0; i < m_requests.size(); ++i) {
+      QVL::LookupData& request = m_requests[i];
+      request.m_filePath = path;
+      const bool wasSkipped = m_old.ask(request);
+      const bool isSkipped = m_new.ask(request);
+      if (wasSkipped == isSkipped) continue;
+      m_changes[i].of(isSkipped).add(one);
+      noteChange(i, path, size, isSkipped);
+    }
+    for (const bool isSkipped : {true, false}) {
+      std::vector<Found>& found = m_found[isSkipped];
+      if (found.empty()) continue;
+      m_total.of(isSkipped).add(one);
+      for (Found& change : found) {
+        m_groups.add({isSkipped, std::move(change.queries), std::move(change.causes)}, path, one);
+      }
+      found.clear();
+    }
+  }
+
+  void noteChange(std::size_t query, std::string_view path, std::optional<std::uint64_t> size,
+                  bool isSkipped) {
+    const Explanation oldAnswer = m_old.explain(m_requests[query]);
+    const Explanation newAnswer = m_new.explain(m_requests[query]);
     const Causes causes = compare(m_old.policy(), oldAnswer, m_new.policy(), newAnswer);
-    if (m_asJson) {
-      writeChange(path, size, isSkipped, oldAnswer, newAnswer, causes);
+    if (m_asJson) writeChange(query, path, size, isSkipped, oldAnswer, newAnswer, causes);
+    std::vector<std::string> words = inWords(causes);
+    std::vector<Found>& found = m_found[isSkipped];
+    const auto same = std::find_if(found.begin(), found.end(),
+                                   [&](const Found& one) { return one.causes == words; });
+    if (same == found.end()) {
+      found.push_back({{query}, std::move(words)});
     } else {
-      printChange(path, isSkipped, causes);
+      same->queries.push_back(query);
     }
   }
 
-  // ---- text ----
-
-  // Newly skipped paths are printed as they come; the others wait until those are through.
-  void printChange(std::string_view path, bool isSkipped, const Causes& causes) {
-    const std::string text = changeInWords(path, causes);
-    if (!isSkipped) {
-      m_newlyScanned.add(text);
-      return;
-    }
-    if (m_skipped.paths == 1) printHeading("Newly skipped", true);
-    m_output.print("{}", text);
-  }
-
-  void printHeading(const char* what, bool isAny) {
-    m_output.print("{}{}\n", m_output.coloured(Colour::Heading, what), isAny ? ":" : ": nothing");
-  }
-
-  void printRest() {
-    if (m_skipped.paths == 0) printHeading("Newly skipped", false);
-    m_output.print("\n");
-    printHeading("Newly scanned", m_scanned.paths > 0);
-    m_newlyScanned.read([this](std::string_view text) { m_output.print("{}", text); });
-    m_output.print("\n{} asked about: {} newly skipped{}, {} newly scanned{}\n",
-                   counted(m_asked, "path", "paths"), grouped(m_skipped.paths),
-                   bytesInWords(m_skipped), grouped(m_scanned.paths), bytesInWords(m_scanned));
-  }
-
-  std::string bytesInWords(const Changes& changes) const {
-    return readsStandardInput() ? "" : fmt::format(" ({})", readableSize(changes.bytes));
-  }
-
-  std::string changeInWords(std::string_view path, const Causes& causes) const {
-    std::string text = fmt::format("  {}\n", escaped(path));
+  std::vector<std::string> inWords(const Causes& causes) const {
+    std::vector<std::string> words;
     for (const Cause& cause : causes.onlyNew) {
-      text += fmt::format("    now by {}\n", causeInWords(m_new.policy(), cause));
+      words.push_back("now by " + causeInWords(m_new.policy(), cause));
     }
     for (const Cause& cause : causes.onlyOld) {
-      text += fmt::format("    no longer by {}\n", causeInWords(m_old.policy(), cause));
+      words.push_back("no longer by " + causeInWords(m_old.policy(), cause));
     }
-    if (causes.onlyNew.empty() && causes.onlyOld.empty()) {
-      text += fmt::format("    by the same rules, but the logic is {}; it was {}\n",
-                          inQuotes(trimmed(m_new.policy().logic)),
-                          inQuotes(trimmed(m_old.policy().logic)));
+    if (words.empty()) {
+      words.push_back(fmt::format("by the same rules, but the logic is {}; it was {}",
+                                  inQuotes(trimmed(m_new.policy().logic)),
+                                  inQuotes(trimmed(m_old.policy().logic))));
     }
-    return text;
+    return words;
   }
 
   static std::string causeInWords(const Policy& policy, const Cause& cause) {
@@ -200,15 +191,77 @@ class Diff : private TreeVisitor {
                                deciderName(cause.decider));
   }
 
+  // ---- text ----
+
+  void print() {
+    for (const bool isSkipped : {true, false}) {
+      printGroups(isSkipped);
+      m_output.print("\n");
+    }
+    m_output.print("{} asked about: {} newly skipped, {} newly scanned\n",
+                   counted(m_asked.files, "path", "paths"), inWords(m_total.skipped),
+                   inWords(m_total.scanned));
+    for (std::size_t i = 0; i < m_changes.size(); ++i) {
+      m_output.print("  {}: {} newly skipped, {} newly scanned\n", queryInWords(m_queries.all()[i]),
+                     inWords(m_changes[i].skipped), inWords(m_changes[i].scanned));
+    }
+  }
+
+  void printGroups(bool isSkipped) {
+    const std::string title =
+        m_output.coloured(Colour::Heading, isSkipped ? "Newly skipped" : "Newly scanned");
+    const Tally& total = m_total.of(isSkipped);
+    m_output.print("{}: {}\n", title, total.files == 0 ? "nothing" : inWords(total));
+    const std::vector<const ChangeGroup*> groups = m_groups.largestFirst(isSkipped);
+    for (std::size_t i = 0; i < groups.size() && i < m_options.top; ++i) printGroup(*groups[i]);
+    if (groups.size() > m_options.top) {
+      m_output.print("  and {} for other reasons\n",
+                     counted(groups.size() - m_options.top, "group", "groups"));
+    }
+  }
+
+  void printGroup(const ChangeGroup& group) {
+    for (const std::string& cause : group.key.causes) m_output.print("  {}\n", cause);
+    for (const std::size_t query : group.key.queries) {
+      m_output.print("  asked: {}\n", queryInWords(m_queries.all()[query]));
+    }
+    const std::vector<FolderSums::Line> lines = group.folders.lines(m_options.top);
+    for (std::size_t i = 0; i < lines.size() && i < m_options.top; ++i) {
+      m_output.print("    {}  {}{}\n", inColumns(lines[i].tally), escaped(lines[i].path),
+                     lines[i].isDirect ? " (files directly in it)" : "");
+    }
+    if (lines.size() <= m_options.top) return;
+    Tally rest;
+    for (std::size_t i = m_options.top; i < lines.size(); ++i) rest.add(lines[i].tally);
+    m_output.print("    {}  in {}\n", inColumns(rest),
+                   counted(lines.size() - m_options.top, "other place", "other places"));
+  }
+
+  // "3 (1.2 KiB)"; without bytes where no file was looked at.
+  std::string inWords(const Tally& tally) const {
+    return grouped(tally.files) +
+           (readsStandardInput() ? "" : fmt::format(" ({})", readableSize(tally.bytes)));
+  }
+
+  std::string inColumns(const Tally& tally) const {
+    if (readsStandardInput()) {
+      return fmt::format("{:>15}", counted(tally.files, "path", "paths"));
+    }
+    return fmt::format("{:>15}  {:>11}", counted(tally.files, "file", "files"),
+                       readableSize(tally.bytes));
+  }
+
   // ---- JSON ----
 
-  void writeChange(std::string_view path, std::optional<std::uint64_t> size, bool isSkipped,
-                   const Explanation& oldAnswer, const Explanation& newAnswer,
+  void writeChange(std::size_t query, std::string_view path, std::optional<std::uint64_t> size,
+                   bool isSkipped, const Explanation& oldAnswer, const Explanation& newAnswer,
                    const Causes& causes) {
     Json json;
     json["change"] = isSkipped ? "newly-skipped" : "newly-scanned";
     addText(json, "path", path);
     if (size) json["size"] = *size;
+    addText(json, "process", m_requests[query].m_processName);
+    json["access"] = accessName(m_requests[query].m_accessType);
     json["oldMatched"] = oldAnswer.matched;
     json["newMatched"] = newAnswer.matched;
     json["onlyOld"] = inJson(m_old.policy(), causes.onlyOld);
@@ -231,32 +284,48 @@ class Diff : private TreeVisitor {
   }
 
   void writeSummary() {
-    const auto inJson = [&](const Changes& changes) {
-      Json json;
-      json["paths"] = changes.paths;
-      if (!readsStandardInput()) json["bytes"] = changes.bytes;
-      return json;
+    const auto add = [&](Json& json, const Changes& changes) {
+      for (const bool isSkipped : {true, false}) {
+        Json one;
+        one["paths"] = changes.of(isSkipped).files;
+        if (!readsStandardInput()) one["bytes"] = changes.of(isSkipped).bytes;
+        json[isSkipped ? "newlySkipped" : "newlyScanned"] = one;
+      }
     };
     Json json;
     json["change"] = "summary";
-    json["asked"] = m_asked;
-    json["newlySkipped"] = inJson(m_skipped);
-    json["newlyScanned"] = inJson(m_scanned);
-    json["unreadableFolders"] = m_unreadableCount;
+    json["asked"] = m_asked.files;
+    add(json, m_total);
+    json["queries"] = Json::array();
+    for (std::size_t i = 0; i < m_changes.size(); ++i) {
+      Json one = queryInJson(m_queries.all()[i]);
+      add(one, m_changes[i]);
+      json["queries"].push_back(std::move(one));
+    }
+    json["unreadableFolders"] = m_missing.unreadableCount();
+    json["leftOutFolders"] = m_missing.leftOutCount();
     m_output.print("{}\n", jsonLine(json));
   }
+
+  // What has changed for a path, one way: queries with the same causes together.
+  struct Found {
+    std::vector<std::size_t> queries;
+    std::vector<std::string> causes;
+  };
 
   const DiffOptions& m_options;
   const bool m_asJson;
   Side m_old;
   Side m_new;
+  Queries m_queries;
+  std::vector<QVL::LookupData> m_requests;  // one for each query
+  Missing m_missing;
   Output m_output;
-  Spool m_newlyScanned;
-  std::uint64_t m_asked = 0;
-  Changes m_skipped;
-  Changes m_scanned;
-  std::uint64_t m_unreadableCount = 0;
-  std::vector<std::string> m_unreadable;
+  Tally m_asked;
+  Changes m_total;
+  std::vector<Changes> m_changes;  // by query
+  std::vector<Found> m_found[2];   // for the current path, scanned and skipped
+  ChangeGroups m_groups;
 };
 
 }  // namespace
@@ -265,29 +334,34 @@ void addDiffCommand(CLI::App& app, Action& action) {
   CLI::App& command =
       *app.add_subcommand("diff", "Compare two policies: which files would newly go unscanned?");
   const auto options = std::make_shared<DiffOptions>();
-  addQuestionOptions(command, options->question);
+  addMatrixOptions(command, options->question);
   command
       .add_option("--with", options->newPolicyFile, "The policy to compare it with: the new one")
       ->required()
       ->type_name("FILE");
   addFormatOption(command, options->format, {"text", "json"});
-  command.add_flag("-x,--one-file-system", options->walk.oneFileSystem,
-                   "Leave out folders on other file systems");
+  addTopOption(command, options->top, "How many reasons, and folders for each, to list");
+  addChoiceOption(command, "--fail-on", "CHANGE", options->failOn,
+                  {"newly-skipped", "newly-scanned", "any"},
+                  "Which changes are worth exit status 1");
+  addWalkOptions(command, options->walk);
   addZeroOption(command, options->paths);
   command
       .add_option("DIR", options->paths.paths,
                   "The folders to walk. `-`, or no DIR: read paths from standard input, one a line")
       ->type_name("");
   command.footer(
-      "Asks both policies about every path and prints those whose verdict changes: first what is\n"
-      "newly skipped, the dangerous change, then what is newly scanned; each with the rules and\n"
-      "switches that match under one policy only. As JSON, a line for each change as it is found,\n"
-      "and a last line that sums up.\n"
+      "Asks both policies about every path, for every process and every kind of access that makes\n"
+      "a difference, and prints what changes: first what is newly skipped, the dangerous change,\n"
+      "then what is newly scanned; grouped by the rules and switches that match under one policy\n"
+      "only, and by folder, the largest first. As JSON, a line for each path and query whose\n"
+      "verdict changes, and a last line that sums up.\n"
       "\n"
       "Exit status: 0 no verdict changes, 1 at least one does, 2 trouble.\n"
       "\n"
-      "  qvlctl diff --policy policy.xml --with next.xml /srv\n"
-      "  qvlctl diff --policy policy.xml --with next.xml - <paths.txt");
+      "  qvlctl diff --policy policy.xml --with next.xml --fail-on newly-skipped /srv\n"
+      "  qvlctl diff --policy policy.xml --with next.xml --process \"\" --access read - "
+      "<paths.txt");
   command.callback([options, &action] { action = [options] { return Diff(*options).run(); }; });
 }
 

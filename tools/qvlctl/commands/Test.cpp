@@ -20,12 +20,13 @@
 #include "io/PathReader.h"
 #include "io/Trouble.h"
 #include "policy/RuleText.h"
+#include "queries/Queries.h"
 
 namespace qvlctl {
 namespace {
 
 struct TestOptions {
-  QuestionOptions question;
+  MatrixOptions question;
   std::string format;
   std::vector<std::string> files;
 };
@@ -35,9 +36,12 @@ class Test {
   explicit Test(const TestOptions& options)
       : m_options(options),
         m_question(options.question),
-        m_report(makeCaseReport(options.format, options.question.policyFile, m_output)) {}
+        m_queries({m_question.inUse()}, options.question.limits()),
+        m_report(makeCaseReport(options.format, options.question.policyFile, m_queries.all(),
+                                m_output)) {}
 
   int run() {
+    complainOfNameless(m_queries);
     try {
       for (const std::string& file : m_options.files) runFile(file);
       if (!m_hasAny) {
@@ -85,22 +89,28 @@ class Test {
 
   void runCase(Case expected) {
     m_hasAny = true;
-    QVL::LookupData request = m_question.request;
-    request.m_filePath = expected.path;
-    if (expected.process) request.m_processName = *expected.process;
-    if (expected.access) request.m_accessType = *expected.access;
-
     CaseResult result;
-    result.isExcluded = m_question.engine.isExcluded(request);
-    result.dataSets = request.m_matchIdentifiers;
-    const std::set<unsigned int> matched(result.dataSets.begin(), result.dataSets.end());
-    result.hasPassed = result.isExcluded == expected.isExcluded &&
-                       (!expected.dataSets || *expected.dataSets == matched);
-    result.expected = std::move(expected);
-    if (!result.hasPassed) {
+    const std::vector<Query>& queries = m_queries.with(expected.process, expected.access);
+    for (std::size_t i = 0; i < queries.size(); ++i) {
+      QVL::LookupData request = requestFor(queries[i]);
+      request.m_filePath = expected.path;
+      const bool isExcluded = m_question.engine.isExcluded(request);
+      const std::set<unsigned int> matched(request.m_matchIdentifiers.begin(),
+                                           request.m_matchIdentifiers.end());
+      // Which data sets match differs from query to query; what a case says is of the first.
+      result.hasPassed = isExcluded == expected.isExcluded &&
+                         (i > 0 || !expected.dataSets || *expected.dataSets == matched);
+      if (i == 0 || !result.hasPassed) {
+        result.isExcluded = isExcluded;
+        result.dataSets = request.m_matchIdentifiers;
+      }
+      if (result.hasPassed) continue;
       m_hasAnyFailed = true;
+      result.failedFor = queries[i];
       result.rules = rulesThatMatch(request);
+      break;
     }
+    result.expected = std::move(expected);
     m_report->add(result);
   }
 
@@ -121,6 +131,7 @@ class Test {
 
   const TestOptions& m_options;
   Question m_question;
+  Queries m_queries;
   std::optional<Explainer> m_explainer;  // made for the first case that fails
   Output m_output;
   const std::unique_ptr<CaseReport> m_report;
@@ -134,7 +145,7 @@ void addTestCommand(CLI::App& app, Action& action) {
   CLI::App& command =
       *app.add_subcommand("test", "Check a policy against a file of expected answers");
   const auto options = std::make_shared<TestOptions>();
-  addQuestionOptions(command, options->question);
+  addMatrixOptions(command, options->question);
   addFormatOption(command, options->format, kCaseFormats);
   command.add_option("CASES", options->files, "The files of cases; `-`: standard input")
       ->required()
@@ -142,7 +153,9 @@ void addTestCommand(CLI::App& app, Action& action) {
   command.footer(
       "A case is a line: the verdict that is expected, the numbers of the data sets that match\n"
       "(`-`: none, `*`: any), what to ask, and the path; # begins a comment. Lines that lookup\n"
-      "prints are cases. --process and --access are for the cases that do not say.\n"
+      "prints are cases. A case that does not say who makes which kind of access is asked for all\n"
+      "that make a difference, or those given: the verdict has to hold for each, the numbers are\n"
+      "those of the first.\n"
       "\n"
       "  excluded  1    /srv/build/a.o\n"
       "  scan      1,3  access=write process=/usr/bin/rsync  /srv/build/a.exe\n"

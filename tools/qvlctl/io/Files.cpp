@@ -99,9 +99,15 @@ void replaceFile(const std::string& file, const std::string& content) {
 }
 
 std::string realPath(const std::string& file) {
+  const std::optional<std::string> path = findRealPath(file);
+  if (!path) fail("read", file);
+  return *path;
+}
+
+std::optional<std::string> findRealPath(const std::string& file) {
   const std::unique_ptr<char, decltype(&std::free)> path(::realpath(file.c_str(), nullptr),
                                                          &std::free);
-  if (!path) fail("read", file);
+  if (!path) return std::nullopt;
   return path.get();
 }
 

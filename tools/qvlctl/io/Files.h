@@ -3,6 +3,7 @@
 #ifndef QVLCTL_IO_FILES_H
 #define QVLCTL_IO_FILES_H
 
+#include <optional>
 #include <string>
 
 namespace qvlctl {
@@ -19,6 +20,9 @@ void replaceFile(const std::string& file, const std::string& content);
 // The absolute path without symbolic links, "." and "..". Throws Trouble when there is no such
 // file.
 std::string realPath(const std::string& file);
+
+// The same; nothing, with errno set, when there is no such file.
+std::optional<std::string> findRealPath(const std::string& file);
 
 // The description of an errno value.
 std::string errorText(int error);

@@ -1,14 +1,23 @@
 #include "walk/Roots.h"
 
+#include <cerrno>
+
 #include "fmt/format.h"
 #include "io/Files.h"
 #include "io/Output.h"
+#include "io/Trouble.h"
 
 namespace qvlctl {
 
-std::vector<std::string> rootsOf(const std::vector<std::string>& folders) {
+std::vector<std::string> rootsOf(const std::vector<std::string>& folders, Missing& missing) {
   std::vector<std::string> paths;
-  for (const std::string& folder : folders) paths.push_back(realPath(folder));
+  for (const std::string& folder : folders) {
+    if (const auto path = findRealPath(folder)) {
+      paths.push_back(*path);
+    } else {
+      missing.unreadable(folder, errno);
+    }
+  }
   std::vector<std::string> roots;
   for (std::size_t i = 0; i < paths.size(); ++i) {
     const bool isCovered = [&] {
@@ -27,6 +36,23 @@ std::vector<std::string> rootsOf(const std::vector<std::string>& folders) {
     }
   }
   return roots;
+}
+
+void walkTrees(const std::vector<std::string>& roots, const WalkOptions& options,
+               TreeVisitor& visitor, const Missing& missing) {
+  bool isAnyRead = false;
+  for (const std::string& root : roots) isAnyRead |= walkTree(root, options, visitor);
+  if (isAnyRead) return;
+  const UnreadableFolder& first = missing.unreadableFolders().front();
+  throw Trouble(
+      fmt::format("cannot read the folder {}: {}", escaped(first.path), errorText(first.error)));
+}
+
+void addWalkOptions(CLI::App& command, WalkOptions& options) {
+  command.add_flag("-x,--one-file-system", options.oneFileSystem,
+                   "Leave out folders on other file systems");
+  command.add_flag("--pseudo-file-systems", options.pseudoFileSystems,
+                   "Walk into pseudo file systems, such as those on /proc and /sys");
 }
 
 }  // namespace qvlctl

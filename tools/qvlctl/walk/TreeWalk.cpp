@@ -10,11 +10,8 @@
 #include <utility>
 #include <vector>
 
-#include "fmt/format.h"
 #include "io/FileDescriptor.h"
-#include "io/Files.h"
-#include "io/Output.h"
-#include "io/Trouble.h"
+#include "walk/PseudoFileSystems.h"
 
 namespace qvlctl {
 namespace {
@@ -32,13 +29,13 @@ class Walk {
   Walk(std::string root, const WalkOptions& options, TreeVisitor& visitor)
       : m_options(options), m_visitor(visitor), m_path(std::move(root)) {}
 
-  void run() {
+  bool run() {
     FileDescriptor root(::open(m_path.c_str(), kOpenFolder));
-    const int error = errno;
-    if (!root || !enter(std::move(root))) {
-      throw Trouble(
-          fmt::format("cannot read the folder {}: {}", escaped(m_path), errorText(error)));
+    if (!root) {
+      fail(errno);
+      return false;
     }
+    if (!enter(std::move(root))) return false;
     while (!m_folders.empty()) {
       Folder& folder = m_folders.back();
       if (folder.subfolders.empty()) {
@@ -49,6 +46,7 @@ class Walk {
         descend(name);
       }
     }
+    return true;
   }
 
  private:
@@ -97,6 +95,13 @@ class Walk {
     if (m_options.oneFileSystem && !m_folders.empty() &&
         status.st_dev != m_folders.front().device) {
       return false;
+    }
+    if (!m_folders.empty() && status.st_dev != m_folders.back().device &&
+        !m_options.pseudoFileSystems) {
+      if (const auto name = pseudoFileSystemOf(descriptor.get())) {
+        m_visitor.leftOut(m_path, *name);
+        return false;
+      }
     }
     // A file system mounted inside itself would never end.
     const bool isCycle = std::any_of(m_folders.begin(), m_folders.end(), [&](const Folder& folder) {
@@ -194,8 +199,8 @@ class Walk {
 
 }  // namespace
 
-void walkTree(const std::string& root, const WalkOptions& options, TreeVisitor& visitor) {
-  Walk(root, options, visitor).run();
+bool walkTree(const std::string& root, const WalkOptions& options, TreeVisitor& visitor) {
+  return Walk(root, options, visitor).run();
 }
 
 }  // namespace qvlctl
