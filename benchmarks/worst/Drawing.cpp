@@ -226,8 +226,17 @@ KeywordShape drawKeyword(const std::string& name, Random& random) {
   return {name, random.pick(kValueCounts), pick(random, kValues)};
 }
 
-// What was drawn may be more than can be set up.
+// What was drawn may be more than can be set up, or of no use.
 void limit(PolicyShape& policy) {
+  policy.keywords.erase(
+      std::remove_if(policy.keywords.begin(), policy.keywords.end(),
+                     [&](const KeywordShape& keyword) {
+                       return std::none_of(
+                           policy.rules.begin(), policy.rules.end(), [&](const RuleShape& rule) {
+                             return rule.text.find(keyword.name) != std::string::npos;
+                           });
+                     }),
+      policy.keywords.end());
   std::size_t values = 1;
   for (const KeywordShape& keyword : policy.keywords) values += keyword.count;
   const std::size_t most =
@@ -487,6 +496,46 @@ TextShape vary(TextShape text, const PolicyShape& policy, Random& random) {
     }
   }
   return text;
+}
+
+std::vector<Shape> simpler(const Shape& shape) {
+  std::vector<Shape> all;
+  const auto add = [&](auto change) {
+    Shape less = shape;
+    change(less);
+    all.push_back(std::move(less));
+  };
+  const auto without = [](auto& list, std::size_t at) {
+    list.erase(list.begin() + static_cast<std::ptrdiff_t>(at));
+  };
+  const auto withoutPart = [&](std::string& text, std::size_t at) {
+    Texts parts = partsOf(text);
+    without(parts, at);
+    text = glue(parts);
+  };
+  const std::vector<RuleShape>& rules = shape.policy.rules;
+  const std::vector<std::string>& units = shape.text.units;
+  if (!shape.text.head.empty()) add([](Shape& less) { less.text.head.clear(); });
+  if (!shape.text.tail.empty()) add([](Shape& less) { less.text.tail.clear(); });
+  for (std::size_t i = 0; i < shape.text.inserts.size(); ++i) {
+    add([&](Shape& less) { without(less.text.inserts, i); });
+  }
+  for (std::size_t i = 0; i < units.size(); ++i) {
+    if (units.size() > 1) add([&](Shape& less) { without(less.text.units, i); });
+    for (std::size_t part = 0; part < partsOf(units[i]).size(); ++part) {
+      add([&](Shape& less) { withoutPart(less.text.units[i], part); });
+    }
+  }
+  for (std::size_t i = 0; i < rules.size(); ++i) {
+    if (rules.size() > 1) add([&](Shape& less) { without(less.policy.rules, i); });
+    for (std::size_t part = 0; part < partsOf(rules[i].text).size(); ++part) {
+      add([&](Shape& less) {
+        withoutPart(less.policy.rules[i].text, part);
+        limit(less.policy);
+      });
+    }
+  }
+  return all;
 }
 
 }  // namespace Bench

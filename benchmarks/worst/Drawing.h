@@ -3,6 +3,9 @@
 #ifndef QVL_BENCHMARKS_WORST_DRAWING_H
 #define QVL_BENCHMARKS_WORST_DRAWING_H
 
+#include <cstddef>
+#include <vector>
+
 #include "benchmarks/Workload.h"
 #include "benchmarks/worst/Shape.h"
 
@@ -23,6 +26,9 @@ TextShape drawText(const PolicyShape& policy, Random& random);
 
 PolicyShape vary(PolicyShape policy, Random& random);
 TextShape vary(TextShape text, const PolicyShape& policy, Random& random);
+
+// The same with one part less, in every way that there is.
+std::vector<Shape> simpler(const Shape& shape);
 
 }  // namespace Bench
 }  // namespace QVL

@@ -1,9 +1,9 @@
 #include "benchmarks/worst/Measurement.h"
 
-#include <poll.h>
 #include <re2/set.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -27,6 +27,7 @@ constexpr rlim_t kMemory = rlim_t{4} << 30;
 constexpr std::int64_t kRe2Memory = std::int64_t{256} << 20;
 constexpr double kWorthRepeating = 200e-6;
 constexpr double kNotWorthRepeating = 0.25;
+constexpr double kSetUpPatience = 5;
 
 bool isAscii(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return (c & 0x80) == 0; });
@@ -209,9 +210,18 @@ struct Message {
   }
 };
 
+// Ends the process by SIGPROF when it takes more processor time than this; 0 takes that back.
+void limitTime(double seconds) {
+  itimerval timer{};
+  timer.it_value.tv_sec = static_cast<time_t>(seconds);
+  timer.it_value.tv_usec =
+      static_cast<suseconds_t>((seconds - static_cast<double>(timer.it_value.tv_sec)) * 1e6);
+  setitimer(ITIMER_PROF, &timer, nullptr);
+}
+
 class Teller {
  public:
-  explicit Teller(int pipe) : m_pipe(pipe) {}
+  Teller(int pipe, double patience) : m_pipe(pipe), m_patience(patience) {}
 
   void tell(const Message& message) const {
     if (write(m_pipe, &message, sizeof message) != sizeof message) _exit(1);
@@ -225,7 +235,9 @@ class Teller {
     message.stage = stage;
     message.answered = true;
     Answer answer;
+    limitTime(m_patience);
     double seconds = processorTime([&] { answer = question(); });
+    limitTime(0);
     if (worth(seconds) && seconds < kNotWorthRepeating) {
       const int batch = std::max(1, static_cast<int>(kWorthRepeating / (seconds + 1e-9)));
       std::vector<double> times;
@@ -247,6 +259,7 @@ class Teller {
 
  private:
   const int m_pipe;
+  const double m_patience;
 };
 
 void work(const PolicyShape& shape, const std::vector<TextShape>& texts, const Effort& effort,
@@ -259,6 +272,7 @@ void work(const PolicyShape& shape, const std::vector<TextShape>& texts, const E
     request.m_processName = text;
   };
   Message ready;
+  limitTime(kSetUpPatience * effort.patience);
   try {
     ready.seconds = processorTime([&] {
       policy = std::make_unique<Policy>(shape);
@@ -269,6 +283,7 @@ void work(const PolicyShape& shape, const std::vector<TextShape>& texts, const E
   } catch (const std::exception& failure) {
     ready.say(failure.what());
   }
+  limitTime(0);
   teller.tell(ready);
   if (!ready.answered) return;
 
@@ -282,7 +297,9 @@ void work(const PolicyShape& shape, const std::vector<TextShape>& texts, const E
     teller.time(
         i, Stage::Walk, effort.runs, [&] { return policy->byWalk(request); },
         [&](double once) { return index > once / 2; });
-    if (effort.re2 && i == 0) peer = Peer::of(shape);
+    if (!effort.re2) continue;
+    limitTime(kSetUpPatience * effort.patience);
+    if (i == 0) peer = Peer::of(shape);
     if (peer && peer->takes(text)) {
       try {
         peer->matches(text);  // makes the states
@@ -292,14 +309,8 @@ void work(const PolicyShape& shape, const std::vector<TextShape>& texts, const E
       } catch (const std::bad_alloc&) {
       }
     }
+    limitTime(0);
   }
-}
-
-// Reads one message; false when none comes in time, or none will come any more.
-bool receive(int pipe, Message& message, double patience, bool& overdue) {
-  pollfd waited{pipe, POLLIN, 0};
-  overdue = poll(&waited, 1, static_cast<int>(patience * 1000)) == 0;
-  return !overdue && read(pipe, &message, sizeof message) == sizeof message;
 }
 
 }  // namespace
@@ -341,19 +352,15 @@ std::vector<Measurement> measure(const PolicyShape& policy, const std::vector<Te
     close(ends[0]);
     const rlimit memory{kMemory, kMemory};
     setrlimit(RLIMIT_AS, &memory);
-    work(policy, texts, effort, Teller(ends[1]));
+    work(policy, texts, effort, Teller(ends[1], effort.patience));
     _exit(0);
   }
   close(ends[1]);
 
   std::vector<Measurement> results(texts.size());
   Message last;
-  bool overdue = false;
   bool refused = false;
-  const auto patience = [&] {
-    return last.stage == Stage::SetUp && !last.answered ? 5 * effort.patience : effort.patience;
-  };
-  for (Message message; receive(ends[0], message, patience(), overdue);) {
+  for (Message message; read(ends[0], &message, sizeof message) == sizeof message;) {
     last = message;
     if (message.stage == Stage::SetUp) {
       refused = !message.answered;
@@ -368,7 +375,6 @@ std::vector<Measurement> measure(const PolicyShape& policy, const std::vector<Te
     timing.seconds = message.seconds;
     timing.answer = {message.answer, message.words.data()};
   }
-  if (overdue) kill(child, SIGKILL);
   close(ends[0]);
   int status = 0;
   waitpid(child, &status, 0);
@@ -376,7 +382,8 @@ std::vector<Measurement> measure(const PolicyShape& policy, const std::vector<Te
     for (Measurement& one : results) one.failure = std::string("refused: ") + last.words.data();
     return results;
   }
-  if (!overdue && WIFEXITED(status) && WEXITSTATUS(status) == 0) return results;
+  if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return results;
+  const bool overdue = WIFSIGNALED(status) && WTERMSIG(status) == SIGPROF;
 
   // The text and the stage that it was at. What comes after these was not asked.
   bool inSetUp = last.stage == Stage::SetUp && !last.answered;

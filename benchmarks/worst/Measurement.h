@@ -43,7 +43,7 @@ struct Measurement {
 struct Effort {
   int runs = 5;          // of which the median counts
   bool re2 = false;      // ask it as well
-  double patience = 20;  // seconds for a query; five times as many for setting up
+  double patience = 20;  // seconds of processor time for a query; five times as many for setting up
 };
 
 // Sets up the policy in a process of its own, so that neither memory that it keeps nor its end does

@@ -133,11 +133,13 @@ class Search {
   static constexpr std::size_t kKept = 6;   // of each category
   static constexpr std::size_t kTold = 10;  // failures of one category; then only worse ones
   static constexpr double kWorse = 1.25;
-  static constexpr double kByFar = 10;      // more than noise makes of it
-  static constexpr double kHopeless = 100;  // not worth varying
-  static constexpr double kLongSetUp = 1;   // seconds: likewise
-  static constexpr int kTimes = 2;          // that a failure has to come out again
-  static constexpr double kPatience = 2;    // seconds
+  static constexpr double kByFar = 10;            // more than noise makes of it
+  static constexpr double kHopeless = 100;        // not worth varying
+  static constexpr double kLongSetUp = 1;         // seconds: likewise
+  static constexpr int kTimes = 2;                // that a failure has to come out again
+  static constexpr double kSlowToSimplify = 0.1;  // seconds
+  static constexpr int kMostAttempts = 100;
+  static constexpr double kPatience = 2;  // seconds
 
   static Effort thorough() {
     Effort effort;
@@ -204,6 +206,7 @@ class Search {
       ++m_failures;
       if (told < kTold || candidate.excess > kWorse * best.front().excess) {
         ++told;
+        simplify(candidate);
         std::printf("FAILED ");
         tell(candidate);
       }
@@ -234,6 +237,30 @@ class Search {
       if (candidate.excess > kByFar) break;
     }
     return true;
+  }
+
+  // Leaves out what the failure does not need, as long as that is quickly found out.
+  static void simplify(Candidate& candidate) {
+    const double start = candidate.excess;
+    int attempts = 0;
+    for (bool simpler = true; simpler;) {
+      simpler = false;
+      for (const Shape& shape : Bench::simpler(candidate.shape)) {
+        const double once = candidate.measured.setUp +
+                            candidate.measured.index.seconds.value_or(1) +
+                            candidate.measured.walk.seconds.value_or(1);
+        if (once > kSlowToSimplify || ++attempts > kMostAttempts) return;
+        Candidate less{0, {}, shape, measure(shape.policy, {shape.text}, thorough()).front()};
+        for (const Charge& charge : chargesOf(shape, less.measured)) {
+          if (charge.category == candidate.charge.category) less.charge = charge;
+        }
+        less.excess = less.charge.excess;
+        if (less.excess < std::max(1.0, start / 2)) continue;
+        candidate = std::move(less);
+        simpler = true;
+        break;
+      }
+    }
   }
 
   static void keep(std::vector<Candidate>& best, Candidate candidate) {
