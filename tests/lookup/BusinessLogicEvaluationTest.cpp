@@ -195,6 +195,21 @@ TEST(BusinessLogicEvaluation, TheMemoIsEmptyAfterEveryEvaluation) {
   }
 }
 
+TEST(BusinessLogicEvaluation, AWrongLengthLeavesTheMemoAsItIs) {
+  for (const std::string& postfix :
+       {std::string(), std::string(2049, ' '), std::string(4096, '1')}) {
+    Rig rig;
+    bool answer = true;
+    rig.assign(1, [&answer](ILookupData&) { return answer; });
+    LookupData request;
+    EXPECT_TRUE(rig.manager.doLookup(1, request));
+    answer = false;
+    EXPECT_EQ(thrownBy([&] { rig.manager.executeLogic(postfix, request); }), kWrongLength);
+    EXPECT_TRUE(rig.manager.doLookup(1, request)) << "remembered after " << shown(postfix);
+    EXPECT_EQ(rig.asked, Numbers{1});
+  }
+}
+
 TEST(BusinessLogicEvaluation, ARequestOfAnotherTypeMakesEveryOperandFalse) {
   Rig rig;
   assignOddPresent(rig);
