@@ -174,6 +174,21 @@ TEST(BusinessLogicEvaluation, AcceptsOneTo2048Characters) {
   EXPECT_EQ(result(std::string(2047, '0') + "1"), "true");
 }
 
+TEST(BusinessLogicEvaluation, HoldsAsManyOperandsAsALogicCanHave) {
+  std::string operands;
+  for (int i = 0; i < 1024; ++i) operands += std::to_string(i % 10) + " ";
+  // All of them wait at once, and the last one is the answer.
+  Rig rig;
+  assignOddPresent(rig);
+  LookupData request;
+  EXPECT_TRUE(rig.manager.executeLogic(operands, request));
+  EXPECT_EQ(rig.takeAsked(), Numbers{3});
+  // As many as leave room for an operator that has to reach the one below.
+  operands.replace(2 * 1022, 4, "0 & ");
+  EXPECT_FALSE(rig.manager.executeLogic(operands, request));
+  EXPECT_EQ(rig.asked, (Numbers{1, 0}));
+}
+
 TEST(BusinessLogicEvaluation, TheMemoIsEmptyAfterEveryEvaluation) {
   const struct {
     const char* postfix;
