@@ -2,6 +2,7 @@
 
 #include <typeinfo>
 
+#include "qvl/avoidance/FileAgeAvoidance.h"
 #include "qvl/avoidance/FilePathAvoidance.h"
 #include "qvl/avoidance/FileTypeAvoidance.h"
 #include "qvl/avoidance/FolderAvoidance.h"
@@ -15,6 +16,10 @@ std::string_view inputOf(const LookupData& request, RuleInput input) {
   if (input == RuleInput::FilePath) return path;
   const std::size_t dot = path.rfind('.');
   return dot == std::string_view::npos ? std::string_view() : path.substr(dot + 1);
+}
+
+bool RuleView::isOfTheLibrary(const IAvoidance& rule) {
+  return of(rule) || typeid(rule) == typeid(FileAgeAvoidance);
 }
 
 const Avoidance* RuleView::of(const IAvoidance& rule) {

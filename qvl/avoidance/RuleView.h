@@ -32,6 +32,10 @@ class PatternObserver {
 // A rule whose answer is known to be "its pattern matches this input, and its access type fits".
 class RuleView {
  public:
+  // Is the rule of one of the library's five classes, and not of one derived from them? Then nobody
+  // can tell whether it is asked by one thread or by several.
+  static bool isOfTheLibrary(const IAvoidance& rule);
+
   // Null for every rule of which that cannot be said: those of a host's own class, those of a class
   // derived from ours, which may answer as it likes, and file age rules.
   static const Avoidance* of(const IAvoidance& rule);

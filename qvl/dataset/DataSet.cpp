@@ -1,22 +1,25 @@
 #include "qvl/dataset/DataSet.h"
 
-#include <boost/thread/lock_types.hpp>
-#include <boost/thread/mutex.hpp>
+#include <atomic>
 #include <map>
+#include <typeinfo>
 #include <utility>
 
+#include "qvl/avoidance/RuleView.h"
 #include "qvl/core/RequestCast.h"
+#include "qvl/core/SlotLock.h"
+#include "qvl/dataset/DataSetView.h"
+#include "qvl/dataset/FileAgeDataSet.h"
+#include "qvl/dataset/FilePathDataSet.h"
+#include "qvl/dataset/FileTypeDataSet.h"
+#include "qvl/dataset/FolderDataSet.h"
+#include "qvl/dataset/ProcessDataSet.h"
 #include "qvl/dataset/RuleIndex.h"
 #include "qvl/trace/TraceCall.h"
 
 namespace QVL {
-namespace {
 
-using Lock = boost::unique_lock<boost::mutex>;
-
-}  // namespace
-
-struct DataSet::State {
+struct QVL_HIDDEN DataSet::State {
   explicit State(const Kind& kind)
       : className(kind.className),
         m_avoidances(kind.keyOrder),
@@ -32,12 +35,25 @@ struct DataSet::State {
                                                : AccessCheck::ByEachRule;
   }
 
+  // The decision. Any number of queries may be here at once, each with a scratch of its own, while
+  // all code that they come to is the library's own.
+  bool decide(DataSet& self, LookupData& request, RuleIndex::Scratch& scratch) const;
+  bool anyRuleMatches(DataSet& self, LookupData& request, AccessCheck check,
+                      RuleIndex::Scratch& scratch) const;
+
+  // Holds a slot for a query, alone as long as code of a host's own is to be called.
+  auto query(DataSet& self) {
+    return m_lock.query([&] { return foreignRules != 0 || !DataSetView::of(self); });
+  }
+
   const char* const className;
 
-  boost::mutex m_mutex;
-  std::map<std::string, std::unique_ptr<IAvoidance>, KeyOrder> m_avoidances;  // guarded by m_mutex
-  RuleIndex index;               // of m_avoidances, and guarded with it
-  RuleIndex::Scratch m_scratch;  // of the query that holds m_mutex
+  SlotLock<RuleIndex::Scratch> m_lock;
+
+  // Guarded by m_lock.
+  std::map<std::string, std::unique_ptr<IAvoidance>, KeyOrder> m_avoidances;
+  RuleIndex index;                           // of m_avoidances
+  std::atomic<std::size_t> foreignRules{0};  // among them; may be read by anyone
 
   bool m_enabled = true;
   bool m_matchAnything = false;
@@ -129,7 +145,7 @@ bool DataSet::deleteKeyword(std::string keyword) {
 
 bool DataSet::addToDataSet(std::unique_ptr<IAvoidance> rule) {
   trace("addToDataSet");
-  const Lock lock(m_state->m_mutex);
+  auto all = m_state->m_lock.all();
   if (!rule) return false;
   for (const auto& [keyword, values] : m_state->m_keywords) {
     rule->addOrUpdateKeyword(keyword, values);
@@ -146,38 +162,47 @@ bool DataSet::addToDataSet(std::unique_ptr<IAvoidance> rule) {
     m_state->m_avoidances.erase(held);
     throw;
   }
+  if (!RuleView::isOfTheLibrary(*held->second)) {
+    ++m_state->foreignRules;
+    all.beginSingleFile();
+  }
   return true;
 }
 
 bool DataSet::removeFromDataSet(IAvoidance& rule) {
   trace("removeFromDataSet");
-  const Lock lock(m_state->m_mutex);
+  const auto all = m_state->m_lock.all();
   const auto held = m_state->m_avoidances.find(rule.getKey());
   if (held == m_state->m_avoidances.end()) return false;
   m_state->index.erase(*held->second);
+  if (!RuleView::isOfTheLibrary(*held->second)) --m_state->foreignRules;
   m_state->m_avoidances.erase(held);
   return true;
 }
 
 bool DataSet::isPresentInDataSet(ILookupData& request) {
   trace("isPresentInDataSet");
-  const Lock lock(m_state->m_mutex);
-  if (!m_state->m_enabled) return false;
   LookupData* const lookupData = asLookupData(request);
-  if (!lookupData) return false;
+  if (traceFileTakes(kTraceLevel)) {
+    // So that the lines of one query stand together.
+    const auto all = m_state->m_lock.all();
+    return lookupData && m_state->decide(*this, *lookupData, all.scratch());
+  }
+  const auto query = m_state->query(*this);
+  return lookupData && m_state->decide(*this, *lookupData, query.scratch());
+}
 
-  const AccessCheck check = m_state->accessCheck();
-  deciding(check);
-  if (check == AccessCheck::AtDataSetLevel &&
-      !accessTypeFits(m_state->m_accessType, lookupData->m_accessType)) {
+bool DataSet::State::decide(DataSet& self, LookupData& request, RuleIndex::Scratch& scratch) const {
+  if (!m_enabled) return false;
+  const AccessCheck check = accessCheck();
+  self.deciding(check);
+  if (check == AccessCheck::AtDataSetLevel && !accessTypeFits(m_accessType, request.m_accessType)) {
     return false;
   }
-  if (m_state->m_matchAnything) return true;
-  if (m_state->m_matchEmptyInput && isEmptyInput(lookupData)) {
-    return answerToEmptyInput(*lookupData);
-  }
-  if (!anyRuleMatches(*lookupData, check)) return false;
-  ruleMatched(check);
+  if (m_matchAnything) return true;
+  if (m_matchEmptyInput && self.isEmptyInput(&request)) return self.answerToEmptyInput(request);
+  if (!anyRuleMatches(self, request, check, scratch)) return false;
+  self.ruleMatched(check);
   return true;
 }
 
@@ -207,13 +232,17 @@ void DataSet::deciding(AccessCheck /*check*/) const {}
 
 void DataSet::ruleMatched(AccessCheck /*check*/) const {}
 
-bool DataSet::anyRuleMatches(LookupData& request, AccessCheck check) {
+bool DataSet::State::anyRuleMatches(DataSet& self, LookupData& request, AccessCheck check,
+                                    RuleIndex::Scratch& scratch) const {
   // The trace shows every rule being asked, so while it is written the rules are walked.
   if (!traceFileTakes(kTraceLevel)) {
-    const auto answer =
-        m_state->index.anyMatches(request, check == AccessCheck::ByEachRule, m_state->m_scratch);
+    const auto answer = index.anyMatches(request, check == AccessCheck::ByEachRule, scratch);
     if (answer) return *answer;
   }
+  return self.anyRuleMatches(request, check);
+}
+
+bool DataSet::anyRuleMatches(LookupData& request, AccessCheck check) {
   for (const auto& [key, rule] : m_state->m_avoidances) {
     const bool matches = check == AccessCheck::ByEachRule
                              ? rule->canAvoidWithAccessType(request, false)
@@ -221,6 +250,27 @@ bool DataSet::anyRuleMatches(LookupData& request, AccessCheck check) {
     if (matches) return true;
   }
   return false;
+}
+
+DataSet* DataSetView::of(IDataSet& dataSet) {
+  const std::type_info& type = typeid(dataSet);
+  if (type == typeid(FilePathDataSet) || type == typeid(FolderDataSet) ||
+      type == typeid(ProcessDataSet) || type == typeid(FileTypeDataSet) ||
+      type == typeid(FileAgeDataSet)) {
+    return static_cast<DataSet*>(&dataSet);
+  }
+  return nullptr;
+}
+
+bool DataSetView::hasForeignRules(const DataSet& dataSet) {
+  return dataSet.m_state->foreignRules.load(std::memory_order_relaxed) != 0;
+}
+
+std::optional<bool> DataSetView::isPresentBesideOthers(DataSet& dataSet, LookupData& request) {
+  dataSet.trace("isPresentInDataSet");
+  const auto query = dataSet.m_state->query(dataSet);
+  if (query.isAlone()) return std::nullopt;
+  return dataSet.m_state->decide(dataSet, request, query.scratch());
 }
 
 template <typename Change>

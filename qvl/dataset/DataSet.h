@@ -24,8 +24,11 @@ namespace QVL {
 //   5. present when any rule, in key order, matches; access types are compared by the rules only
 //      when they are checked, and not at data-set level
 //
-// Thread safety: as IDataSet. One mutex per data set is held by addToDataSet, removeFromDataSet and
-// isPresentInDataSet, across their calls into the rules.
+// Thread safety: as IDataSet. addToDataSet and removeFromDataSet wait for the queries that run, and
+// come before or after each of them. Queries run at the same time, as long as the data set and its
+// rules are of the library's own classes and the trace file takes no level 5; otherwise one after
+// the other. So what a derived class overrides, and a rule of a host's own, is entered by one thread
+// at a time.
 class QVL_EXPORT DataSet : public IDataSet {
  public:
   ~DataSet() override;
@@ -95,13 +98,15 @@ class QVL_EXPORT DataSet : public IDataSet {
   virtual void deciding(AccessCheck check) const;
   virtual void ruleMatched(AccessCheck check) const;
 
-  bool anyRuleMatches(LookupData& request, AccessCheck check);
-
   // Changes a setting of every rule, in key order, and has each recompile.
   template <typename Change>
   void changeEveryRule(Change change);
 
-  struct State;  // rules, mutex, switches, settings and keywords
+  // Asks the rules one by one, in key order.
+  bool anyRuleMatches(LookupData& request, AccessCheck check);
+
+  friend class DataSetView;
+  struct State;  // rules, locks, switches, settings and keywords
   std::unique_ptr<State> m_state;
 };
 

@@ -51,6 +51,9 @@ struct Evaluation {
   bool m_evaluated;
 };
 
+// A text of kMaxLength characters holds at most half as many operands.
+constexpr std::size_t kMostOperands = kMaxLength / 2 + 1;
+
 // The truth of a postfix expression. `ask(number)` answers for one data set. An operand stays a
 // bare number until an operator needs its truth, and the right operand of `&` and `|` is asked only
 // when the left one leaves the answer open. Throws QVLException "Business logic length is wrong."
@@ -58,9 +61,8 @@ struct Evaluation {
 // are those of a Postfix.
 template <typename Ask>
 bool evaluate(const std::vector<Token>& postfix, Ask ask) {
-  // A text of kMaxLength characters holds at most half as many operands; the entries are written
-  // before they are read, so they start without values.
-  std::array<Evaluation, kMaxLength / 2 + 1> stack;
+  // The entries are written before they are read, so they start without values.
+  std::array<Evaluation, kMostOperands> stack;
   std::size_t size = 0;
 
   const auto pop = [&] {

@@ -25,10 +25,13 @@ class Postfix;
 // set at most once and the next query asks it afresh.
 //
 // Thread safety: assignDataSet, defineBusinessLogic and isPresent may be called from any thread at
-// any time; they are serialised by one mutex per manager. parseLogic reads its argument only.
-// executeLogic, doLookup and lookupInDataSet take no lock: they are the steps of isPresent, and a
-// host that calls them directly keeps other threads away from the manager. The mutex is not
-// recursive: nothing that runs inside a query may call back into the same manager.
+// any time. Queries run at the same time, as long as all registered data sets and their rules are
+// of the library's own classes and the trace file takes no level 5; otherwise one after the other.
+// assignDataSet and defineBusinessLogic wait for the queries that run, and come before or after each
+// of them. parseLogic reads its argument only. executeLogic, doLookup and lookupInDataSet take no
+// lock: they are the steps of isPresent, and a host that calls them directly keeps other threads
+// away from the manager. No lock is recursive: nothing that runs inside a query may call back into
+// the same manager.
 class QVL_EXPORT LookupManager : public ILookupManager {
  public:
   LookupManager();
@@ -78,7 +81,7 @@ class QVL_EXPORT LookupManager : public ILookupManager {
  private:
   bool evaluate(const BusinessLogic::Postfix& logic, ILookupData& request);
 
-  struct State;  // registry, mutex, logic and memo
+  struct State;  // registry, lock, logic and memo
   std::unique_ptr<State> m_state;
 };
 

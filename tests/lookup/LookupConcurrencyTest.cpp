@@ -178,6 +178,38 @@ TEST(LookupConcurrency, EveryKindOfDataSetAnswersManyThreads) {
   EXPECT_EQ(wrong, 0);
 }
 
+// The recipe of docs/threading.md. Under the old policy the logic is "1", which excludes /old only;
+// under the new one it is "!1", with a data set 1 that matches all but /new. A query that saw the
+// data set of one and the logic of the other would exclude neither or both.
+TEST(LookupConcurrency, APolicyIsSwappedAsAWhole) {
+  const auto makeManager = [](int round) {
+    auto manager = std::make_shared<LookupManager>();
+    auto dataSet = std::make_shared<FilePathDataSet>();
+    if (round % 2 == 0) {
+      dataSet->addToDataSet(std::make_unique<FilePathAvoidance>("/old", AnyAccess));
+    } else {
+      dataSet->disableWildCardSearch();
+      dataSet->addToDataSet(std::make_unique<FilePathAvoidance>("/(?!new).*", AnyAccess));
+    }
+    manager->assignDataSet(dataSet, 1, kKeep);
+    manager->defineBusinessLogic(round % 2 == 0 ? "1" : "!1");
+    return manager;
+  };
+  std::shared_ptr<LookupManager> policy = makeManager(0);
+  std::atomic<int> wrong{0};
+  queryWhileChanging(
+      [&] {
+        const std::shared_ptr<LookupManager> current = std::atomic_load(&policy);
+        LookupData before = fileRequest("/old");
+        LookupData after = fileRequest("/new");
+        wrong += current->isPresent(before) == current->isPresent(after);
+        LookupData never = fileRequest("/infected");
+        wrong += std::atomic_load(&policy)->isPresent(never);
+      },
+      [&](int round) { std::atomic_store(&policy, makeManager(round + 1)); });
+  EXPECT_EQ(wrong, 0);
+}
+
 }  // namespace
 }  // namespace Test
 }  // namespace QVL

@@ -2,6 +2,7 @@
 
 #include <new>
 #include <optional>
+#include <thread>
 
 #include "qvl/qvl.h"
 #include "tests/lookup/Rig.h"
@@ -41,6 +42,42 @@ TEST(LookupManagerWithoutMemory, AMatchThatCannotBeRecordedCountsAsFalse) {
   LookupData fresh;
   EXPECT_FALSE(rig.manager.lookupInDataSet(number, fresh));
   EXPECT_TRUE(struck());
+}
+
+// The first query of a thread makes it a slot of its own, or does without.
+TEST(LookupManagerWithoutMemory, AThreadsFirstQueryIsAnsweredRightlyOrInFavourOfScanning) {
+  for (std::size_t spared = 0; spared < 20; ++spared) {
+    for (const Hunger hunger : {Hunger::OneRefusal, Hunger::ForGood}) {
+      auto paths = std::make_shared<FilePathDataSet>();
+      paths->addToDataSet(std::make_unique<FilePathAvoidance>("/a/*.log", AnyAccess));
+      LookupManager manager;
+      manager.assignDataSet(paths, 1, 0);
+      manager.defineBusinessLogic("1");
+      LookupData request = fileRequest("/a/b.log");
+      ASSERT_TRUE(manager.isPresent(request));
+      ASSERT_TRUE(manager.isPresent(request));
+      std::thread([&] {
+        LookupData excluded = fileRequest("/a/b.log");
+        LookupData scanned = fileRequest("/a/b.txt");
+        bool present = false;
+        bool struck = false;
+        {
+          const Starvation starvation(spared, hunger);
+          EXPECT_NO_THROW(present = manager.isPresent(excluded));
+          struck = starvation.struck();
+          bool other = true;
+          EXPECT_NO_THROW(other = manager.isPresent(scanned));
+          EXPECT_FALSE(other);
+        }
+        EXPECT_TRUE(present || struck);
+        EXPECT_EQ(excluded.m_matchIdentifiers, present ? Numbers{1} : Numbers());
+        EXPECT_TRUE(manager.isPresent(excluded)) << "with memory again";
+      }).join();
+      EXPECT_TRUE(manager.isPresent(request));
+      manager.defineBusinessLogic("!1");
+      EXPECT_FALSE(manager.isPresent(request));
+    }
+  }
 }
 
 TEST(LookupManagerWithoutMemory, RecordingInTheRequestThrows) {

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <memory>
 #include <string>
+#include <thread>
 
 #include "qvl/qvl.h"
 #include "tests/support/Requests.h"
@@ -106,6 +107,51 @@ TEST_F(MutexFailure, InLockingPropagates) {
   failure = failureOf(lockFails, [&] { dataSet.removeFromDataSet(same); });
   EXPECT_TRUE(beginsWith(failure, expected)) << failure;
   EXPECT_FALSE(dataSet.removeFromDataSet(same)) << "the failed addition added nothing";
+}
+
+// Every thread has a mutex of its own to lock, and the failure of any is told.
+TEST_F(MutexFailure, InLockingPropagatesToEveryThread) {
+  const std::string expected = "boost: mutex lock failed in pthread_mutex_lock";
+  LookupManager manager;
+  FilePathDataSet dataSet;
+  manager.defineBusinessLogic("!1");
+  for (int thread = 0; thread < 4; ++thread) {
+    std::thread([&] {
+      LookupData request;
+      EXPECT_TRUE(manager.isPresent(request));
+      EXPECT_FALSE(dataSet.isPresentInDataSet(request));
+      std::string failure = failureOf(lockFails, [&] { manager.isPresent(request); });
+      EXPECT_TRUE(beginsWith(failure, expected)) << failure;
+      failure = failureOf(lockFails, [&] { dataSet.isPresentInDataSet(request); });
+      EXPECT_TRUE(beginsWith(failure, expected)) << failure;
+      failure = failureOf(lockFails, [&] { manager.defineBusinessLogic("1"); });
+      EXPECT_TRUE(beginsWith(failure, expected)) << failure;
+      EXPECT_TRUE(manager.isPresent(request)) << "the logic stays and the manager works";
+    }).join();
+  }
+}
+
+// It only makes queries wait for each other that need not.
+TEST_F(MutexFailure, OfALaterThreadsOwnMutexIsNotNoticed) {
+  LookupManager manager;
+  auto dataSet = std::make_shared<FilePathDataSet>();
+  dataSet->addToDataSet(std::make_unique<FilePathAvoidance>("/a", AnyAccess));
+  manager.assignDataSet(dataSet, 1, 0);
+  manager.defineBusinessLogic("1");
+  LookupData request = fileRequest("/a");
+  EXPECT_TRUE(manager.isPresent(request));
+  EXPECT_TRUE(manager.isPresent(request));
+  std::thread([&] {
+    LookupData mine = fileRequest("/a");
+    initFails = true;
+    const bool present = manager.isPresent(mine);
+    initFails = false;
+    EXPECT_TRUE(present);
+    EXPECT_TRUE(manager.isPresent(mine));
+  }).join();
+  EXPECT_TRUE(manager.isPresent(request));
+  manager.defineBusinessLogic("!1");
+  EXPECT_FALSE(manager.isPresent(request));
 }
 
 TEST_F(MutexFailure, OfADataSetCountsAsFalseInTheManager) {

@@ -1,5 +1,7 @@
 // Readers query one manager while data sets and logic are replaced: every answer belongs wholly to
-// one state. For the thread sanitizer to watch, and checked by answers that no one state gives.
+// one state. Data sets of a host's own classes are asked in single file, those of the library's by
+// several threads at once. For the thread sanitizer to watch, and checked by answers that no one
+// state gives.
 
 #include <gtest/gtest.h>
 
@@ -15,6 +17,7 @@
 
 #include "qvl/qvl.h"
 #include "tests/lookup/Rig.h"
+#include "tests/support/FileStatusDouble.h"
 #include "tests/support/Requests.h"
 
 namespace QVL {
@@ -37,6 +40,42 @@ class Yielding : public FilePathDataSet {
     return present;
   }
 };
+
+// The same of the library's own classes only: the status of the file takes its time. Matches when
+// the folder is "/in".
+std::shared_ptr<IDataSet> yieldingAges(const std::string& folder) {
+  auto dataSet = std::make_shared<FileAgeDataSet>();
+  dataSet->addToDataSet(
+      std::make_unique<FileAgeAvoidance>(folder == "/in" ? "1   1" : "x   1", AnyAccess));
+  return dataSet;
+}
+
+struct Kind {
+  const char* name;
+  const char* path;  // that the data sets of "/in" match
+  std::shared_ptr<IDataSet> (*make)(const std::string& folder);
+};
+
+class TornAnswers : public testing::TestWithParam<Kind> {
+ protected:
+  TornAnswers() {
+    onFileStatus([](const char*) { std::this_thread::yield(); });
+  }
+  ~TornAnswers() override { onFileStatus(nullptr); }
+
+  static std::shared_ptr<IDataSet> dataSet(const std::string& folder) {
+    return GetParam().make(folder);
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(
+    Of, TornAnswers,
+    testing::Values(Kind{"AHost", "/in/file",
+                         [](const std::string& folder) -> std::shared_ptr<IDataSet> {
+                           return std::make_shared<Yielding>(folder);
+                         }},
+                    Kind{"TheLibrary", "/doubled/file", yieldingAges}),
+    [](const auto& each) { return std::string(each.param.name); });
 
 struct Answer {
   bool present;
@@ -93,14 +132,14 @@ std::set<Answer> answersWhile(LookupManager& manager, const std::string& path,
 
 // The old logic asks 1, 2 and 3, the new one 4, 5 and 6, and all of them match. A logic that was
 // read half old and half new would record numbers from both rows, or not all of one.
-TEST(TornAnswers, LogicIsOldOrNewAsAWhole) {
+TEST_P(TornAnswers, LogicIsOldOrNewAsAWhole) {
   LookupManager manager;
   for (unsigned int number = 1; number <= 6; ++number) {
-    manager.assignDataSet(std::make_shared<Yielding>("/in"), number, kKeep);
+    manager.assignDataSet(dataSet("/in"), number, kKeep);
   }
   manager.defineBusinessLogic("1&2&3");
   const std::set<Answer> expected = {{true, {1, 2, 3}}, {true, {4, 5, 6}}};
-  EXPECT_EQ(answersWhile(manager, "/in/file", expected,
+  EXPECT_EQ(answersWhile(manager, GetParam().path, expected,
                          [&](int round) {
                            manager.defineBusinessLogic(round % 2 == 0 ? "4&5&6" : "1&2&3");
                          }),
@@ -111,31 +150,30 @@ TEST(TornAnswers, LogicIsOldOrNewAsAWhole) {
 // at it twice: either it is true or its NOT is, so one data set always gives "present". An
 // evaluation that saw the matching one for the NOT and the other one for the OR would record 1 and
 // answer "absent".
-TEST(TornAnswers, DataSetIsOldOrNewForAWholeQuery) {
+TEST_P(TornAnswers, DataSetIsOldOrNewForAWholeQuery) {
   LookupManager manager;
-  manager.assignDataSet(std::make_shared<Yielding>("/in"), 1, kKeep);
-  manager.assignDataSet(std::make_shared<Yielding>("/in"), 2, kKeep);
+  manager.assignDataSet(dataSet("/in"), 1, kKeep);
+  manager.assignDataSet(dataSet("/in"), 2, kKeep);
   manager.defineBusinessLogic("(2&!1)|1");
   const std::set<Answer> expected = {
       {true, {1, 2}},  // it matches: found for the NOT, and again for the OR
       {true, {2}},     // it does not
   };
-  EXPECT_EQ(answersWhile(manager, "/in/file", expected,
+  EXPECT_EQ(answersWhile(manager, GetParam().path, expected,
                          [&](int round) {
-                           manager.assignDataSet(
-                               std::make_shared<Yielding>(round % 2 == 0 ? "/out" : "/in"), 1,
-                               kReplace);
+                           manager.assignDataSet(dataSet(round % 2 == 0 ? "/out" : "/in"), 1,
+                                                 kReplace);
                          }),
             expected);
 }
 
 // Logic and data set change in turn, so four states follow each other, and each has an answer of
 // its own. Whatever else a reader got would have come from two of them.
-TEST(TornAnswers, StatesOfLogicAndDataSetDoNotMix) {
+TEST_P(TornAnswers, StatesOfLogicAndDataSetDoNotMix) {
   LookupManager manager;
-  manager.assignDataSet(std::make_shared<Yielding>("/in"), 1, kKeep);
-  manager.assignDataSet(std::make_shared<Yielding>("/in"), 2, kKeep);
-  manager.assignDataSet(std::make_shared<Yielding>("/in"), 3, kKeep);
+  manager.assignDataSet(dataSet("/in"), 1, kKeep);
+  manager.assignDataSet(dataSet("/in"), 2, kKeep);
+  manager.assignDataSet(dataSet("/in"), 3, kKeep);
   manager.defineBusinessLogic("2&1");
   const std::set<Answer> expected = {
       {true, {2, 1}},  // 2&1, data set 1 matches
@@ -143,24 +181,23 @@ TEST(TornAnswers, StatesOfLogicAndDataSetDoNotMix) {
       {true, {3, 1}},  // 3&1, it matches
       {false, {3}},    // 3&1, it does not
   };
-  EXPECT_EQ(
-      answersWhile(manager, "/in/file", expected,
-                   [&](int round) {
-                     switch (round % 4) {
-                       case 0:
-                         manager.assignDataSet(std::make_shared<Yielding>("/out"), 1, kReplace);
-                         break;
-                       case 1:
-                         manager.defineBusinessLogic("3&1");
-                         break;
-                       case 2:
-                         manager.assignDataSet(std::make_shared<Yielding>("/in"), 1, kReplace);
-                         break;
-                       default:
-                         manager.defineBusinessLogic("2&1");
-                     }
-                   }),
-      expected);
+  EXPECT_EQ(answersWhile(manager, GetParam().path, expected,
+                         [&](int round) {
+                           switch (round % 4) {
+                             case 0:
+                               manager.assignDataSet(dataSet("/out"), 1, kReplace);
+                               break;
+                             case 1:
+                               manager.defineBusinessLogic("3&1");
+                               break;
+                             case 2:
+                               manager.assignDataSet(dataSet("/in"), 1, kReplace);
+                               break;
+                             default:
+                               manager.defineBusinessLogic("2&1");
+                           }
+                         }),
+            expected);
 }
 
 }  // namespace

@@ -17,13 +17,13 @@ may() {
 }
 
 export_macro='qvl/core/Export\.h$'
-may core '$'
+may core 'boost/thread/'
 may xml "$export_macro|libxml/"
 may trace "$export_macro|qvl/xml/"
 may match "$export_macro|boost/|unicode/"
 may avoidance 'qvl/core/|qvl/trace/|qvl/match/|boost/(algorithm|locale)/'
-may dataset 'qvl/core/|qvl/trace/|qvl/match/|qvl/avoidance/|boost/thread/'
-may lookup 'qvl/core/|qvl/trace/|boost/thread/'
+may dataset 'qvl/core/|qvl/trace/|qvl/match/|qvl/avoidance/'
+may lookup 'qvl/core/|qvl/trace/|qvl/dataset/DataSetView\.h$'
 
 # What the interface of a rule cannot say, and an index needs.
 needed='(FileTypeAvoidance|RuleView)\.h$'
