@@ -27,8 +27,8 @@ namespace QVL {
 // Thread safety: as IDataSet. addToDataSet and removeFromDataSet wait for the queries that run, and
 // come before or after each of them. Queries run at the same time, as long as the data set and its
 // rules are of the library's own classes and the trace file takes no level 5; otherwise one after
-// the other. So what a derived class overrides, and a rule of a host's own, is entered by one thread
-// at a time.
+// the other. So what a derived class overrides, and a rule of a host's own, is entered by one
+// thread at a time.
 class QVL_EXPORT DataSet : public IDataSet {
  public:
   ~DataSet() override;

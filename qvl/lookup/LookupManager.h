@@ -27,9 +27,9 @@ class Postfix;
 // Thread safety: assignDataSet, defineBusinessLogic and isPresent may be called from any thread at
 // any time. Queries run at the same time, as long as all registered data sets and their rules are
 // of the library's own classes and the trace file takes no level 5; otherwise one after the other.
-// assignDataSet and defineBusinessLogic wait for the queries that run, and come before or after each
-// of them. parseLogic reads its argument only. executeLogic, doLookup and lookupInDataSet take no
-// lock: they are the steps of isPresent, and a host that calls them directly keeps other threads
+// assignDataSet and defineBusinessLogic wait for the queries that run, and come before or after
+// each of them. parseLogic reads its argument only. executeLogic, doLookup and lookupInDataSet take
+// no lock: they are the steps of isPresent, and a host that calls them directly keeps other threads
 // away from the manager. No lock is recursive: nothing that runs inside a query may call back into
 // the same manager.
 class QVL_EXPORT LookupManager : public ILookupManager {
