@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <new>
 #include <optional>
+#include <string>
 #include <thread>
 
 #include "qvl/qvl.h"
@@ -78,6 +80,24 @@ TEST(LookupManagerWithoutMemory, AThreadsFirstQueryIsAnsweredRightlyOrInFavourOf
       EXPECT_FALSE(manager.isPresent(request));
     }
   }
+}
+
+TEST(LookupManagerWithoutMemory, EvenTheFirstQueryOfALogicNeedsNone) {
+  LookupManager manager;
+  std::string logic;
+  for (unsigned int number = 1; number <= 100; ++number) {
+    manager.assignDataSet(
+        std::make_shared<ScriptedDataSet>([](ILookupData& /*request*/) { return false; }), number,
+        kKeep);
+    logic += (logic.empty() ? "" : "|") + std::to_string(number);
+  }
+  LookupData request;
+  manager.defineBusinessLogic("1");
+  EXPECT_FALSE(manager.isPresent(request));
+  manager.defineBusinessLogic(logic);
+  const Starvation starvation(0, Hunger::ForGood);
+  EXPECT_FALSE(manager.isPresent(request));
+  EXPECT_FALSE(starvation.struck());
 }
 
 TEST(LookupManagerWithoutMemory, RecordingInTheRequestThrows) {
