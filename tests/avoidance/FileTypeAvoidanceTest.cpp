@@ -135,6 +135,15 @@ TEST(FileTypeRule, IgnoresCaseUntilSwitchedOn) {
   EXPECT_FALSE(matches(rule, "/x/Report.PDF"));
 }
 
+TEST(FileTypeRule, MadeOfAWideTextIgnoresCaseUntilSwitchedOnToo) {
+  FileTypeAvoidance rule(std::wstring(L"Pdf"), AnyAccess);
+  EXPECT_TRUE(matches(rule, "/a/b.pDF"));
+  rule.enableCaseSensitiveSearch();
+  EXPECT_TRUE(rule.updateRegex());
+  EXPECT_FALSE(matches(rule, "/a/b.pDF"));
+  EXPECT_TRUE(matches(rule, "/a/b.Pdf"));
+}
+
 TEST(FileTypeRule, IgnoresTheCaseOfEveryScript) {
   const struct {
     const char* rule;
