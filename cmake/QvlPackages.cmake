@@ -31,6 +31,13 @@ if(QVL_BUILD_TOOLS)
   qvl_link_into_system(tool-system bin share/man/man1 share/man/man5
     share/bash-completion/completions share/zsh/site-functions)
 endif()
+if(TARGET qvl-onaccess)
+  qvl_link_into_system(onaccess-system bin share/man/man8)
+  install(FILES "${PROJECT_SOURCE_DIR}/hosts/onaccess/qvl-onaccess.conf" DESTINATION /etc
+    COMPONENT onaccess-system EXCLUDE_FROM_ALL)
+  install(FILES "${PROJECT_BINARY_DIR}/hosts/onaccess/qvl-onaccess.service"
+    DESTINATION /lib/systemd/system COMPONENT onaccess-system EXCLUDE_FROM_ALL)
+endif()
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_SET_DESTDIR ON)
@@ -46,6 +53,9 @@ set(CPACK_DEBIAN_PACKAGE_SECTION libs)
 set(CPACK_COMPONENTS_ALL runtime runtime-system development development-system)
 if(QVL_BUILD_TOOLS)
   list(APPEND CPACK_COMPONENTS_ALL tool tool-system)
+endif()
+if(TARGET qvl-onaccess)
+  list(APPEND CPACK_COMPONENTS_ALL onaccess onaccess-system)
 endif()
 
 set(runtime "libqvlscanavoidance${PROJECT_VERSION_MAJOR}")
@@ -87,6 +97,35 @@ set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${same_runtime}")
 set(CPACK_COMPONENT_TOOL_DESCRIPTION "Asks, explains and audits what a policy excludes from scanning
  The command-line host of the exclusion engine.")
 
+if(TARGET qvl-onaccess)
+  set(CPACK_DEBIAN_ONACCESS_PACKAGE_NAME qvl-onaccess)
+  set(CPACK_DEBIAN_ONACCESS_PACKAGE_SECTION admin)
+  set(CPACK_DEBIAN_ONACCESS_PACKAGE_DEPENDS "${same_runtime}")
+  if(DEFINED same_policy)
+    string(APPEND CPACK_DEBIAN_ONACCESS_PACKAGE_DEPENDS ", ${same_policy}")
+  endif()
+  set(CPACK_DEBIAN_ONACCESS_PACKAGE_RECOMMENDS clamav-daemon)
+  set(CPACK_COMPONENT_ONACCESS_DESCRIPTION "Scans files when they are opened, with exclusions
+ An on-access host for Linux over fanotify and clamd. It watches nothing until it is configured
+ and its service is enabled.")
+  # The service is neither enabled nor started: there is no policy yet.
+  qvl_debian_file(onaccess/conffiles "/etc/qvl-onaccess.conf")
+  qvl_debian_file(onaccess/postinst "#!/bin/sh
+set -e
+[ ! -d /run/systemd/system ] || systemctl daemon-reload")
+  qvl_debian_file(onaccess/prerm "#!/bin/sh
+set -e
+[ \"$1\" != remove ] || [ ! -d /run/systemd/system ] || systemctl disable --now qvl-onaccess")
+  file(CHMOD "${PROJECT_BINARY_DIR}/debian/onaccess/conffiles" PERMISSIONS OWNER_READ OWNER_WRITE
+    GROUP_READ WORLD_READ)
+  file(CHMOD "${PROJECT_BINARY_DIR}/debian/onaccess/postinst"
+    "${PROJECT_BINARY_DIR}/debian/onaccess/prerm" PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE
+    GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+  set(CPACK_DEBIAN_ONACCESS_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/debian/onaccess/conffiles"
+    "${PROJECT_BINARY_DIR}/debian/onaccess/postinst" "${PROJECT_BINARY_DIR}/debian/onaccess/prerm")
+  set(CPACK_DEBIAN_ONACCESS_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+endif()
+
 include(CPack)
 # What is only for packages goes into the package of what it makes known.
 foreach(component IN ITEMS runtime development tool)
@@ -94,3 +133,8 @@ foreach(component IN ITEMS runtime development tool)
   cpack_add_component(${component} GROUP ${component})
   cpack_add_component(${component}-system GROUP ${component})
 endforeach()
+if(TARGET qvl-onaccess)
+  cpack_add_component_group(onaccess)
+  cpack_add_component(onaccess GROUP onaccess)
+  cpack_add_component(onaccess-system GROUP onaccess)
+endif()

@@ -117,10 +117,7 @@ bool replaceFile(const std::string& file, const std::string& text) {
 class Service {
  public:
   explicit Service(const Options& options)
-      : m_options(options),
-        m_gateOptions(gateOptionsOf(options)),
-        m_signals(takeSignals()),
-        m_log(STDERR_FILENO, std::getenv("JOURNAL_STREAM") != nullptr) {}
+      : m_options(options), m_gateOptions(gateOptionsOf(options)), m_signals(takeSignals()) {}
 
   void run();
 
@@ -139,7 +136,6 @@ class Service {
   const Options& m_options;
   const GateOptions m_gateOptions;
   const Descriptor m_signals;
-  Log m_log;
   bool m_isEnding = false;
   Time m_nextScannerCheck;
   Time m_nextMetrics;
@@ -149,6 +145,7 @@ class Service {
   std::unique_ptr<ClamdClient> m_scanner;
   std::unique_ptr<ControlServer> m_control;
   std::unique_ptr<Fanotify> m_kernel;
+  std::unique_ptr<Log> m_log;
   std::unique_ptr<Gate> m_gate;
   std::unique_ptr<Watchdog> m_watchdog;
 };
@@ -160,7 +157,7 @@ void Service::run() {
   ::sd_notify(0, "STOPPING=1");
   m_watchdog.reset();
   m_gate->stop();
-  m_log.say(Level::Notice, "ends: nothing is watched any more");
+  m_log->say(Level::Notice, "ends: nothing is watched any more");
 }
 
 void Service::start() {
@@ -177,27 +174,28 @@ void Service::start() {
   // process is to end, and with it the waiting.
   ::alarm(10);
   for (const WatchedMount& mount : m_gateOptions.mounts) m_kernel->watchFileSystemOf(mount.folder);
-  dropCapabilities();
-  m_gate = std::make_unique<Gate>(*m_kernel, *m_scanner, *m_policy, m_log, m_gateOptions);
+  dropCapabilities();  // before the first thread: each has its own
+  m_log = std::make_unique<Log>(STDERR_FILENO, std::getenv("JOURNAL_STREAM") != nullptr);
+  m_gate = std::make_unique<Gate>(*m_kernel, *m_scanner, *m_policy, *m_log, m_gateOptions);
   m_watchdog = std::make_unique<Watchdog>(m_gate->inFlight(), inSeconds(m_options.watchdog),
                                           [this] { alarm(); });
   ::alarm(0);
 }
 
 void Service::announce() {
-  if (!m_policy->warnings().empty()) m_log.say(Level::Warning, m_policy->warnings());
+  if (!m_policy->warnings().empty()) m_log->say(Level::Warning, m_policy->warnings());
   for (const WatchedMount& mount : m_gateOptions.mounts) {
-    m_log.say(Level::Notice,
-              fmt::format("watches {}: what cannot be scanned is {}", mount.folder,
-                          mount.failurePolicy == FailurePolicy::Open ? "allowed (fails open)"
-                                                                     : "denied (fails closed)"));
+    m_log->say(Level::Notice,
+               fmt::format("watches {}: what cannot be scanned is {}", mount.folder,
+                           mount.failurePolicy == FailurePolicy::Open ? "allowed (fails open)"
+                                                                      : "denied (fails closed)"));
   }
-  if (m_options.isDryRun) m_log.say(Level::Notice, "dry run: everything is allowed");
+  if (m_options.isDryRun) m_log->say(Level::Notice, "dry run: everything is allowed");
   // The second reply tells for sure who the scanner is.
   m_isScannerThere = m_gate->checkScanner(Clock::now() + kScannerCheckTime) &&
                      m_gate->checkScanner(Clock::now() + kScannerCheckTime);
-  m_log.say(m_isScannerThere ? Level::Notice : Level::Warning,
-            fmt::format("scanner at {}: {}", m_options.scanner, m_gate->scannerVersion()));
+  m_log->say(m_isScannerThere ? Level::Notice : Level::Warning,
+             fmt::format("scanner at {}: {}", m_options.scanner, m_gate->scannerVersion()));
   ::sd_notify(0, "READY=1");
 }
 
@@ -219,16 +217,17 @@ void Service::tick(Time now) {
     m_nextScannerCheck = now + kScannerCheckEvery;
     const bool isThere = m_gate->checkScanner(now + kScannerCheckTime);
     if (isThere != m_isScannerThere) {
-      m_log.say(isThere ? Level::Notice : Level::Warning,
-                fmt::format("scanner at {}: {}", m_options.scanner, m_gate->scannerVersion()));
+      m_log->say(isThere ? Level::Notice : Level::Warning,
+                 fmt::format("scanner at {}: {}", m_options.scanner, m_gate->scannerVersion()));
     }
     m_isScannerThere = isThere;
   }
   if (!m_options.metrics.empty() && now >= m_nextMetrics) {
     m_nextMetrics = now + inSeconds(m_options.metricsEvery);
     if (!replaceFile(m_options.metrics, prometheusText())) {
-      m_log.saySparingly(Level::Error, fmt::format("cannot write {}: {}", quoted(m_options.metrics),
-                                                   std::strerror(errno)));
+      m_log->saySparingly(
+          Level::Error,
+          fmt::format("cannot write {}: {}", quoted(m_options.metrics), std::strerror(errno)));
     }
   }
 }
@@ -253,7 +252,7 @@ ControlReply Service::reload() {
   words = (isTaken ? "the policy is reloaded\n" : "the policy is refused; the one before stays\n") +
           words;
   words.pop_back();
-  m_log.say(isTaken ? Level::Notice : Level::Error, words);
+  m_log->say(isTaken ? Level::Notice : Level::Error, words);
   ::sd_notify(0, "READY=1");
   return {isTaken, words + "\n"};
 }
@@ -314,7 +313,7 @@ std::string Service::prometheusText() const {
   add("qvl_onaccess_breaker_openings_total", "counter", "How often that began, or began anew.",
       static_cast<double>(m_gate->breaker().openings()));
   add("qvl_onaccess_dropped_log_lines_total", "counter", "Log lines that were dropped.",
-      static_cast<double>(m_log.dropped()));
+      static_cast<double>(m_log->dropped()));
   add("qvl_onaccess_dry_run", "gauge", "Whether everything is allowed.",
       m_options.isDryRun ? 1 : 0);
   return text + m_policy->inPrometheusText();

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # real.sh QVL-ONACCESS PROGRAMS QVL_HOME [CLAMD]: the host with the kernel's real events.
 #
-# PROGRAMS is the folder of scripted-clamd, open-load and hold-threads. With CLAMD the scanner is that
+# PROGRAMS is the folder of scripted-clamd, open-load, hold-threads and notify-socket. With CLAMD the scanner is that
 # one where it has to be no scripted one. SECONDS_UNDER_LOAD: how long policies are swapped under load
 # (3). Needs root and permission events; without, the exit status is 77.
 #
@@ -89,7 +89,9 @@ write_policy() {
 }
 
 start_host() {
-  "$host" --policy "$policy" --mount "$work/open" "$work/closed" --fail-closed "$work/closed" \
+  # With the capabilities of the systemd unit.
+  setpriv --bounding-set -all,+sys_admin,+dac_read_search,+sys_ptrace,+lease \
+    "$host" --policy "$policy" --mount "$work/open" "$work/closed" --fail-closed "$work/closed" \
     --scanner "unix:$socket" --control "$control" --metrics "$run/metrics" --metrics-every 1 \
     "$@" 2>>"$run/log" &
   host_process=$!
@@ -166,8 +168,19 @@ check "a wrong policy" refuses_policy
 
 echo "--- decisions"
 start_scanner scan
-start_host || skip "this kernel gives no permission events"
-eventually grep -q 'ClamAV' "$run/log" || true
+"$programs/notify-socket" "$run/notify" >"$run/notified" &
+eventually test -S "$run/notify"
+export NOTIFY_SOCKET=$run/notify
+start_host
+check "systemd is told that it is ready" eventually grep -q '^READY=1' "$run/notified"
+check "and that it runs" eventually grep -q '^WATCHDOG=1' "$run/notified"
+keeps_capabilities() {
+  local all
+  all=$(sed -n 's/^CapPrm:[[:space:]]*//p' /proc/"$host_process"/task/*/status | sort -u)
+  # CAP_DAC_READ_SEARCH, CAP_SYS_PTRACE and CAP_LEASE.
+  [[ $all == 0000000010080004 ]] || { echo "found $all"; return 1; }
+}
+check "no thread keeps more capabilities than it needs" keeps_capabilities
 check "a clean file opens" opens open/other/clean
 check "an infected file is denied" denied open/other/virus
 check "the same below an excluded folder opens" opens open/excluded/virus
@@ -177,6 +190,13 @@ check "an executable that is infected does not start" \
   bash -c "printf '#!/bin/sh\n# TEST-VIRUS\n' >open/other/run; chmod +x open/other/run; ! open/other/run 2>/dev/null"
 ln open/other/virus open/other/link
 check "a second name of it is denied" denied open/other/link
+
+nobody=(setpriv --reuid 65534 --regid 65534 --clear-groups)
+mkdir -m 700 open/excluded/private
+cp open/excluded/virus open/excluded/private
+chown -R 65534:65534 open/excluded/private
+check "somebody's own excluded folder, which nobody else may enter" \
+  quietly "${nobody[@]}" cat open/excluded/private/virus
 
 echo "--- names that are not to be trusted"
 check "an infected file bound over an excluded one, in another namespace" \
@@ -195,6 +215,10 @@ exec 7<&-
 echo "--- remembered verdicts"
 for _ in 1 2 3; do opens open/other/clean; done
 check "a clean file is remembered" counted 'qvl_onaccess_opens_total{outcome="remembered"}' 2
+chown 65534:65534 open/other/clean
+before=$(counter 'qvl_onaccess_opens_total{outcome="remembered"}')
+for _ in 1 2 3; do opens open/other/clean; done
+check "so is somebody else's" counted 'qvl_onaccess_opens_total{outcome="remembered"}' $((before + 2))
 cp open/other/clean open/other/changing
 opens open/other/changing
 echo TEST-VIRUS >open/other/changing
@@ -265,6 +289,7 @@ program=$work/open/bin/trusted logic='1|2' write_policy "$work/open/excluded/"
 cp "$(command -v cat)" open/bin/trusted
 "$host" reload --control "$control" >/dev/null
 check "an excluded program opens anything" bash -c "open/bin/trusted open/other/virus >/dev/null"
+check "whoever runs it" quietly "${nobody[@]}" open/bin/trusted open/other/virus
 check "other programs do not" denied open/other/virus
 cp open/bin/trusted open/other/mine
 check "nor one bound to its name in another namespace" unshare --mount --propagation private bash -c \
@@ -294,6 +319,8 @@ check "the trace is written" test -s "$home/var/ScanAvoidanceTraces.log"
 check "nothing waits afterwards" test "$(counter qvl_onaccess_waiting_opens)" == 0
 check "the metrics are written" grep -q '^qvl_onaccess_reloads_total ' "$run/metrics"
 stop_host
+check "systemd is told of the reloads and of the end" \
+  bash -c "grep -q '^RELOADING=1' '$run/notified' && grep -q '^STOPPING=1' '$run/notified'"
 check "an infected file opens once the host has ended" opens open/other/virus
 
 echo "--- the watchdog"
@@ -307,5 +334,5 @@ check "and the host ends with its alarm" test "$status" == 70
 check "which it tells" grep -q 'unanswered' "$run/log"
 
 stop_scanner
-[[ $failed == 0 ]] || cat "$run/log"
+[[ $failed == 0 ]] || tail -n 40 "$run/log"
 exit "$failed"
