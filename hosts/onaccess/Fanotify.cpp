@@ -2,10 +2,12 @@
 
 #include <fcntl.h>
 #include <linux/limits.h>
+#include <linux/openat2.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/fanotify.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -96,8 +98,8 @@ Received Fanotify::receive(Event* events, std::size_t capacity) {
       ::poll(waited, 2, -1);
       continue;
     }
+    if (length == 0 || (length < 0 && errno == EINTR)) continue;
     if (length < 0) {
-      if (errno == EINTR) continue;
       received.hasFailed = true;
       return received;
     }
@@ -177,8 +179,17 @@ std::optional<uid_t> Fanotify::userOf(pid_t process) {
   return status.st_uid;
 }
 
+// A name from the kernel has no symbolic links in it, so one that has is somebody's own. To look
+// where a name leads in this way opens nothing: no event comes of it.
 std::optional<FileIdentity> Fanotify::fileAt(const std::string& path) {
-  return identityAt(path.c_str());
+  open_how how = {};
+  how.flags = O_PATH | O_CLOEXEC | O_NOFOLLOW;
+  how.resolve = RESOLVE_NO_SYMLINKS;
+  const Descriptor file(
+      static_cast<int>(::syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof how)));
+  struct stat status;
+  if (!file || ::fstat(file.get(), &status) != 0 || S_ISLNK(status.st_mode)) return std::nullopt;
+  return FileIdentity{status.st_dev, status.st_ino};
 }
 
 }  // namespace onaccess

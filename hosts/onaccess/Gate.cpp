@@ -45,10 +45,10 @@ void Gate::stop() {
   m_threads.clear();
 }
 
-// Beside the events: the connections of the scan threads and of the version, and what any process
-// has.
+// Beside the events: what each deciding thread looks at, the connections of the scan threads, and
+// what any process has.
 std::size_t Gate::descriptorsFor(const GateOptions& options) {
-  return options.decidingThreads * kBatch + options.queue + 2 * options.scanThreads + 64;
+  return options.decidingThreads * (kBatch + 1) + options.queue + 2 * options.scanThreads + 64;
 }
 
 std::string Gate::scannerVersion() const {

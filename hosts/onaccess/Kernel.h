@@ -84,7 +84,8 @@ class Kernel {
   virtual std::optional<FileIdentity> programFileOf(pid_t process) = 0;
   virtual std::optional<uid_t> userOf(pid_t process) = 0;
 
-  // The file to which a name leads now, for this process. Nothing when there is none.
+  // The file to which a name leads now, for this process. Nothing when there is none, or when the
+  // name leads there over a symbolic link.
   virtual std::optional<FileIdentity> fileAt(const std::string& path) = 0;
 };
 

@@ -205,6 +205,13 @@ check "an infected file bound over an excluded one, in another namespace" \
 check "a folder bound over an excluded one, in another namespace" \
   unshare --mount --propagation private bash -c \
   "mount --bind '$work/open/other' '$work/open/excluded' && ! (: <'$work/open/excluded/virus') 2>/dev/null"
+# The name has to be the file's own, not that of a link to it.
+mkdir open/excluded/sub open/other/fake
+ln -s ../../other/virus open/excluded/sub/link
+ln open/other/virus open/other/fake/link
+check "a folder bound over an excluded one that has a symbolic link to the infected file" \
+  unshare --mount --propagation private bash -c \
+  "mount --bind '$work/open/other/fake' '$work/open/excluded/sub' && ! (: <'$work/open/excluded/sub/link') 2>/dev/null"
 check "they were counted" counted 'qvl_onaccess_names_not_trusted_total{trouble="path_elsewhere"}' 2
 cp open/excluded/virus open/excluded/gone
 exec 7<open/excluded/gone
