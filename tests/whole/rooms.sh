@@ -25,6 +25,14 @@ may avoidance 'qvl/core/|qvl/trace/|qvl/match/|boost/(algorithm|locale)/'
 may dataset 'qvl/core/|qvl/trace/|qvl/match/|qvl/avoidance/'
 may lookup 'qvl/core/|qvl/trace/|qvl/dataset/DataSetView\.h$'
 
+# Hosts see of the library its public headers.
+others=$(grep -rhoE '#include ["<]qvl/[^">]*' hosts | grep -v '<qvl/qvl\.h$' | sort -u || true)
+if [ "$others" ]; then
+  printf 'expected hosts to include nothing of the library but <qvl/qvl.h>, and they include\n%s\n' \
+    "$others"
+  failed=1
+fi
+
 # What the interface of a rule cannot say, and an index needs.
 needed='(FileTypeAvoidance|RuleView)\.h$'
 others=$(grep -rhoE 'qvl/avoidance/[^"]*' qvl/dataset | sort -u | grep -vE "/$needed" || true)
