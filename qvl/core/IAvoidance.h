@@ -16,7 +16,8 @@ namespace QVL {
 //
 // Settings (case, wildcards, keywords) are stored only; they take effect at the next updateRegex.
 //
-// Thread safety: a rule holds no lock. Its data set serialises lookups; the host must not change or
+// Thread safety: a rule holds no lock. Its data set asks a rule of a host's own class from one
+// thread at a time, and one of the library's from several at once; the host must not change or
 // recompile a rule while a lookup may be asking it.
 class QVL_EXPORT IAvoidance {
  public:

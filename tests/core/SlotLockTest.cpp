@@ -4,8 +4,10 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstdint>
 #include <future>
 #include <mutex>
+#include <set>
 #include <thread>
 #include <vector>
 
@@ -109,6 +111,27 @@ TEST(SlotLock, GivesAThreadTheSameSlotAgain) {
     Scratch* const mine = &lock.query(never).scratch();
     for (int i = 0; i < 10; ++i) EXPECT_EQ(&lock.query(never).scratch(), mine);
   }).join();
+}
+
+// So far apart that no cache line, and no pair of lines that a processor fetches together, holds
+// what two threads write.
+TEST(SlotLock, KeepsWhatThreadsWriteOnCacheLinesOfTheirOwn) {
+  constexpr int kThreads = 20;
+  TestLock lock;
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::set<std::uintptr_t> lines;
+  inThreads(kThreads, [&](int) {
+    const auto query = lock.query(never);
+    const auto scratch = reinterpret_cast<std::uintptr_t>(&query.scratch());
+    std::unique_lock<std::mutex> waiting(mutex);
+    lines.insert(scratch / kCacheLines);
+    changed.notify_all();
+    // All are here at once: one after the other they might be given the same identity.
+    EXPECT_TRUE(
+        changed.wait_for(waiting, kForEver, [&] { return lines.size() == std::size_t{kThreads}; }));
+  });
+  EXPECT_EQ(lines.size(), std::size_t{kThreads});
 }
 
 TEST(SlotLock, KeepsQueriesAwayFromAChange) {
