@@ -71,6 +71,7 @@ void registerQueries();
 void registerChanges();
 void registerWorstCases();
 void registerTracing();
+void registerThreads();
 
 }  // namespace Bench
 }  // namespace QVL

@@ -16,6 +16,7 @@ int main(int count, char* arguments[]) {
     QVL::Bench::registerChanges();
     QVL::Bench::registerWorstCases();
     QVL::Bench::registerTracing();
+    QVL::Bench::registerThreads();
     return benchmark::RunSpecifiedBenchmarks() == 0 ? 1 : 0;
   } catch (const std::exception& failure) {
     std::cerr << "qvl_benchmarks: " << failure.what() << '\n';

@@ -42,17 +42,18 @@ class Results:
                 rules = int(found["rules"] or 0)
                 key = (found["operation"], found["input"], rules, found["engine"])
                 times[key].append(run["cpu_time"] * UNITS[run["time_unit"]])
-                for counter in ("worst_us", "bytes"):
+                for counter in ("worst_us", "bytes", "per_second", "median_us", "p999_us",
+                                "waits_per_million"):
                     if counter in run:
-                        counters[key].append(run[counter])
+                        counters[(*key, counter)].append(run[counter])
         self.times = {key: statistics.median(values) for key, values in times.items()}
         self.counters = {key: statistics.median(values) for key, values in counters.items()}
 
     def time(self, operation, rules, engine, input="Mixed"):
         return self.times.get((operation, input, rules, engine))
 
-    def counter(self, operation, rules, engine, input="Mixed"):
-        return self.counters.get((operation, input, rules, engine))
+    def counter(self, name, operation, rules, engine, input="Mixed"):
+        return self.counters.get((operation, input, rules, engine, name))
 
 
 def duration(nanoseconds):
@@ -66,6 +67,10 @@ def duration(nanoseconds):
 
 def size(count):
     return "–" if count is None else f"{count / 1e6:.3g} MB"
+
+
+def count(number):
+    return "–" if number is None else f"{number:,.3g}"
 
 
 def ratio(a, b):
@@ -139,7 +144,7 @@ def setup(results):
 def memory(results):
     rows = []
     for rules in (1000, 10000, 100000):
-        sizes = [results.counter("Memory", rules, engine)
+        sizes = [results.counter("bytes", "Memory", rules, engine)
                  for engine in ("Product", "Expressions", "RE2")]
         rows.append([f"{rules:,}", *map(size, sizes), ratio(sizes[0], sizes[1])])
     return table(["rules", "product", "expressions", "RE2::Set", "product / expressions"], rows)
@@ -147,7 +152,7 @@ def memory(results):
 
 def worst(results):
     rows = []
-    for (operation, family, _, engine), value in results.counters.items():
+    for (operation, family, _, engine, _), value in results.counters.items():
         if operation == "WorstCase" and engine == "Product":
             words = re.sub(r"(?<=[a-z])(?=[A-Z])", " ", family).lower()
             rows.append([words, duration(value * 1e3)])
@@ -159,7 +164,7 @@ def changes(results):
     rows = [
         ["one rule of 10,000 added, asked, removed, asked", duration(change)],
         ["the slowest of 20,000 such changes",
-         duration((results.counter("WorstChange", 10000, "Product") or 0) * 1e3)],
+         duration((results.counter("worst_us", "WorstChange", 10000, "Product") or 0) * 1e3)],
         ["`/Users/*a*a*a*ab` on its crafted 200 bytes",
          duration(results.time("WorstCase", 0, "Product", "FourStars"))],
         ["the same by its expression, which then throws",
@@ -170,6 +175,31 @@ def changes(results):
     return table(["operation", "time"], rows)
 
 
+def threads(results):
+    rows = []
+    for rules in SIZES[:4]:
+        def rate(operation, engine):
+            return results.counter("per_second", operation, rules, engine)
+        one, two = rate("ThreadsOne", "Product"), rate("ThreadsTwo", "Product")
+        rows.append([f"{rules:,}", ratio(two, one), ratio(two, rate("ThreadsTwo", "Apart")),
+                     ratio(rate("ThreadsTwo", "RE2"), rate("ThreadsOne", "RE2")),
+                     ratio(rate("ThreadsEight", "Product"), two),
+                     ratio(rate("ThreadsMany", "Product"), two),
+                     count(results.counter("waits_per_million", "ThreadsMany", rules, "Product"))])
+    return table(["rules", "two threads / one", "one manager / a manager each", "RE2::Set: two / one",
+                  "8 threads / two", "32 threads / two", "waits of 32 threads in a million queries"],
+                 rows)
+
+
+def tails(results):
+    rows = []
+    for rules in SIZES[:4]:
+        times = [results.counter("p999_us", operation, rules, "Product")
+                 for operation in ("TailAlone", "TailBeside", "TailChanging")]
+        rows.append([f"{rules:,}", *(duration(time and time * 1e3) for time in times)])
+    return table(["rules", "alone", "beside a querying thread", "and one that changes rules"], rows)
+
+
 def machine(results):
     context = results.context
     return (f"Measured on {context['date'][:10]}: {context['num_cpus']} cores at "
@@ -178,7 +208,8 @@ def machine(results):
 
 
 TABLES = {function.__name__: function for function in
-          (queries, hot, growth, kinds, setup, memory, worst, changes, machine)}
+          (queries, hot, growth, kinds, setup, memory, worst, changes, threads, tails,
+           machine)}
 
 
 def fill(text, results):
