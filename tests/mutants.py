@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 """Changes the library on purpose, one small change at a time, and looks whether a test notices.
 
-    scripts/mutants                            every room, as many changes as come to 300
-    scripts/mutants lookup avoidance           these rooms, every change there is
-    scripts/mutants --number 50 trace          fifty changes of this room, drawn by --seed
-    scripts/mutants --quick lookup             without the slow test programs
-    scripts/mutants --again lookup             what survived is tried anew, with today's tests
+    tests/mutants.py                            every room, as many changes as come to 300
+    tests/mutants.py lookup avoidance           these rooms, every change there is
+    tests/mutants.py --number 50 trace          fifty changes of this room, drawn by --seed
+    tests/mutants.py --quick lookup             without the slow test programs
+    tests/mutants.py --again lookup             what survived is tried anew, with today's tests
 
 A change is a comparison turned, a constant moved, a statement left out, a branch swapped, an
 operator or a truth value exchanged. Each is built in a copy of the tree, build-mutants/N/tree, and
