@@ -2,31 +2,37 @@
 
 include(CMakePackageConfigHelpers)
 
-# qvl_install_package(TARGET): installs the shared library TARGET, a CMake package and a pkg-config
-# file. Both find the rest of the installation from where they stand, so that it can be moved.
-function(qvl_install_package target)
+# qvl_install_package(TARGET PACKAGE COMPONENT DEVELOPMENT): installs the shared library TARGET with
+# COMPONENT, and with DEVELOPMENT a CMake package and a pkg-config file of the name PACKAGE. Both find
+# the rest of the installation from where they stand, so that it can be moved.
+function(qvl_install_package target package component development)
   install(TARGETS ${target} EXPORT ${target}
-    LIBRARY DESTINATION lib64 COMPONENT runtime NAMELINK_COMPONENT development)
+    LIBRARY DESTINATION lib64 COMPONENT ${component} NAMELINK_COMPONENT ${development})
 
   # Debian's CMake does not look for packages in lib64; it looks in share everywhere.
-  set(folder "share/cmake/${PROJECT_NAME}")
-  set(config "${PROJECT_BINARY_DIR}/${PROJECT_NAME}Config.cmake")
-  set(version "${PROJECT_BINARY_DIR}/${PROJECT_NAME}ConfigVersion.cmake")
-  configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/${PROJECT_NAME}Config.cmake.in"
+  set(folder "share/cmake/${package}")
+  set(config "${PROJECT_BINARY_DIR}/${package}Config.cmake")
+  set(version "${PROJECT_BINARY_DIR}/${package}ConfigVersion.cmake")
+  configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/${package}Config.cmake.in"
     "${config}" INSTALL_DESTINATION "${folder}" NO_SET_AND_CHECK_MACRO)
   # As long as the major version stays, what was built before goes on working.
   write_basic_package_version_file("${version}" COMPATIBILITY SameMajorVersion)
-  install(FILES "${config}" "${version}" DESTINATION "${folder}" COMPONENT development)
-  install(EXPORT ${target} NAMESPACE qvl:: FILE "${PROJECT_NAME}Targets.cmake"
-    DESTINATION "${folder}" COMPONENT development)
+  install(FILES "${config}" "${version}" DESTINATION "${folder}" COMPONENT ${development})
+  install(EXPORT ${target} NAMESPACE qvl:: FILE "${package}Targets.cmake"
+    DESTINATION "${folder}" COMPONENT ${development})
 
-  set(pkgconfig "${PROJECT_BINARY_DIR}/${PROJECT_NAME}.pc")
-  configure_file("${PROJECT_SOURCE_DIR}/cmake/${PROJECT_NAME}.pc.in" "${pkgconfig}" @ONLY)
-  install(FILES "${pkgconfig}" DESTINATION lib64/pkgconfig COMPONENT development)
+  set(pkgconfig "${PROJECT_BINARY_DIR}/${package}.pc")
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/${package}.pc.in" "${pkgconfig}" @ONLY)
+  install(FILES "${pkgconfig}" DESTINATION lib64/pkgconfig COMPONENT ${development})
+endfunction()
 
-  set(manual "${PROJECT_SOURCE_DIR}/docs/man")
-  install(FILES "${manual}/qvlscanavoidance.3" DESTINATION share/man/man3 COMPONENT development)
-  install(FILES "${manual}/qvl-trace.5" DESTINATION share/man/man5 COMPONENT runtime)
+# qvl_install_manual(COMPONENT PAGE...): installs manual pages from docs/man/.
+function(qvl_install_manual component)
+  foreach(page IN LISTS ARGN)
+    string(REGEX REPLACE ".*\\." "" section "${page}")
+    install(FILES "${PROJECT_SOURCE_DIR}/docs/man/${page}"
+      DESTINATION "share/man/man${section}" COMPONENT ${component})
+  endforeach()
 endfunction()
 
 # qvl_install_home(): installs the folders that the library works in. What is in them already stays:

@@ -291,15 +291,11 @@ int qvlpolicy_report_get(const qvlpolicy_report* report, size_t index, qvlpolicy
     return QVLPOLICY_BAD_ARGUMENT;
   }
   const qvlpolicy_report::Entry& entry = report->entries[index];
-  *problem = {entry.isError ? 1 : 0,
-              entry.problem.line,
-              entry.problem.column,
-              bytesOf(entry.problem.file),
-              bytesOf(entry.problem.element),
-              bytesOf(entry.problem.what),
-              bytesOf(entry.problem.expected),
-              bytesOf(entry.problem.came),
-              bytesOf(entry.message)};
+  *problem = {entry.isError ? 1 : 0,       entry.problem.name,
+              entry.problem.line,          entry.problem.column,
+              bytesOf(entry.problem.file), bytesOf(entry.problem.element),
+              bytesOf(entry.problem.what), bytesOf(entry.problem.expected),
+              bytesOf(entry.problem.came), bytesOf(entry.message)};
   return QVLPOLICY_OK;
 }
 

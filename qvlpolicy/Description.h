@@ -25,6 +25,9 @@ inline constexpr Kind kAllKinds[] = {Kind::FilePath, Kind::Folder, Kind::Process
 // The name of a kind in policy files: "file-path" and so on.
 QVLPOLICY_EXPORT const char* kindName(Kind kind);
 
+// The number behind a decimal text, if it is one that fits into 32 bits.
+QVLPOLICY_EXPORT std::optional<unsigned int> parseNumber(std::string_view text);
+
 // The access type behind "read", "write", "any" or a decimal number of 32 bits; nothing for any
 // other text.
 QVLPOLICY_EXPORT std::optional<QVL::AccessTypes> parseAccess(std::string_view text);

@@ -121,13 +121,14 @@ class RuleAdder {
     try {
       made = make(rule);
     } catch (const QVL::QVLException& exception) {
-      tell(m_errors, index,
+      tell("refused-rule", m_errors, index,
            fmt::format("{} ({})", refusalOf(m_dataSet.kind, rule.text), exception.m_message),
            expectedText(m_dataSet.kind), inQuotes(rule.text));
       return nullptr;
     }
     if (hasWhitespaceAtAnEnd(rule.text)) {
-      tell(m_warnings, index, "the whitespace at the end or the beginning is part of the rule", {},
+      tell("blank-at-end", m_warnings, index,
+           "the whitespace at the end or the beginning is part of the rule", {},
            inQuotes(rule.text));
     }
     QVL::IAvoidance* const kept = made.get();
@@ -145,11 +146,12 @@ class RuleAdder {
     return makeRule(m_dataSet, rule);
   }
 
-  void tell(std::vector<Problem>& problems, std::size_t rule, std::string what,
+  void tell(const char* name, std::vector<Problem>& problems, std::size_t rule, std::string what,
             std::string expected = {}, std::string came = {}) const {
     problems.push_back(problemAt(m_description, m_dataSet.rules[rule].place,
                                  ruleElementInWords(m_dataSet, rule), std::move(what),
                                  std::move(expected), std::move(came)));
+    problems.back().name = name;
   }
 
   void tellOfEarlier(std::size_t index) {
@@ -157,9 +159,9 @@ class RuleAdder {
     noteRulesUpTo(index);
     const std::size_t earlier = m_byKey.at(rule.text);
     if (haveTheSameEffect(m_dataSet, m_dataSet.rules[earlier], rule)) {
-      tell(m_warnings, index, fmt::format("the same rule as rule {}", earlier + 1));
+      tell("duplicate", m_warnings, index, fmt::format("the same rule as rule {}", earlier + 1));
     } else {
-      tell(m_errors, index,
+      tell("conflicting-rule", m_errors, index,
            fmt::format("a data set keeps one rule for each text, and rule {} has this one with "
                        "other attributes",
                        earlier + 1),
@@ -214,6 +216,7 @@ Engine::Engine(const Description& description, bool timesAreGiven, std::vector<P
   } catch (const QVL::QVLException& exception) {
     errors.push_back(problemAt(description, description.logicPlace, "logic", exception.m_message,
                                {}, inQuotes(description.logic)));
+    errors.back().name = "logic";
   }
 }
 

@@ -5,6 +5,8 @@
 #include <utility>
 
 #include "fmt/format.h"
+#include "qvlpolicy/Description.h"
+#include "qvlpolicy/Patterns.h"
 #include "qvlpolicy/Text.h"
 #include "qvlpolicy/Values.h"
 
@@ -161,6 +163,12 @@ std::string logicForEngine(std::string logic) {
   std::replace_if(
       logic.begin(), logic.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
   return logic;
+}
+
+std::optional<LogicPart> parseLogic(std::string_view text) {
+  ReadLogic read = readLogic(text);
+  if (!read.errors.empty()) return std::nullopt;
+  return std::move(read.logic);
 }
 
 std::vector<unsigned int> dataSetsIn(const LogicPart& part) {

@@ -33,9 +33,6 @@ ReadLogic readLogic(std::string_view text);
 // The logic as the engine reads it: line breaks count as blanks in a policy file.
 std::string logicForEngine(std::string logic);
 
-// The numbers in a part, each once, ascending.
-std::vector<unsigned int> dataSetsIn(const LogicPart& part);
-
 }  // namespace qvlpolicy
 
 #endif  // QVLPOLICY_LOGIC_H

@@ -81,4 +81,14 @@ std::vector<const Keyword*> keywordsIn(const DataSet& dataSet, const Rule& rule)
   return found;
 }
 
+Age ageOf(const Rule& rule) {
+  Age age = {rule.text.front() == '0' ? "creation" : "modification", {}};
+  for (std::size_t start = 4; start < rule.text.size();) {
+    const std::size_t end = std::min(rule.text.find(',', start), rule.text.size());
+    age.days.push_back(parseNumber(rule.text.substr(start, end - start)).value_or(0));
+    start = end + 1;
+  }
+  return age;
+}
+
 }  // namespace qvlpolicy

@@ -4,11 +4,14 @@
 #define QVLPOLICY_PATTERNS_H
 
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "qvl/core/IAvoidance.h"
 #include "qvlpolicy/Description.h"
+#include "qvlpolicy/Explanation.h"
 #include "qvlpolicy/Export.h"
 
 namespace qvlpolicy {
@@ -34,6 +37,22 @@ QVLPOLICY_EXPORT std::string expressionOf(const DataSet& dataSet, const Rule& ru
 
 // The keywords of the data set that stand in the rule, in the order in which they are put in.
 QVLPOLICY_EXPORT std::vector<const Keyword*> keywordsIn(const DataSet& dataSet, const Rule& rule);
+
+// An age rule's text taken apart.
+struct Age {
+  const char* of;  // "creation" or "modification"
+  std::vector<unsigned int> days;
+};
+QVLPOLICY_EXPORT Age ageOf(const Rule& rule);
+
+// Today in UTC, "2026-12-31", against which expiry is held.
+QVLPOLICY_EXPORT std::string todayText();
+
+// The logic taken apart; nothing when it cannot be evaluated.
+QVLPOLICY_EXPORT std::optional<LogicPart> parseLogic(std::string_view text);
+
+// The numbers in a part of the logic, each once, ascending.
+QVLPOLICY_EXPORT std::vector<unsigned int> dataSetsIn(const LogicPart& part);
 
 }  // namespace qvlpolicy
 

@@ -3,6 +3,8 @@
 #include <qvl/qvl.h>
 
 #include <algorithm>
+#include <exception>
+#include <new>
 #include <tuple>
 #include <utility>
 
@@ -12,6 +14,7 @@
 #include "qvlpolicy/GivenAge.h"
 #include "qvlpolicy/Logic.h"
 #include "qvlpolicy/NearRules.h"
+#include "qvlpolicy/Patterns.h"
 #include "qvlpolicy/Reader.h"
 #include "qvlpolicy/Values.h"
 
@@ -64,7 +67,7 @@ Loaded Policy::State::made(Reading reading, const LoadOptions& options) {
   Loaded loaded;
   loaded.errors = std::move(reading.errors);
   const bool isRead = loaded.errors.empty();
-  auto state = std::make_unique<State>(std::move(reading.description), options, loaded.errors,
+  auto state = std::make_shared<State>(std::move(reading.description), options, loaded.errors,
                                        loaded.warnings);
   const Description& description = state->description;
   if (isRead) {
@@ -76,15 +79,18 @@ Loaded Policy::State::made(Reading reading, const LoadOptions& options) {
       loaded.warnings.push_back(
           problemAt(description, description.logicPlace, "logic",
                     fmt::format("there is no data set {}; it counts as not matching", number)));
+      loaded.warnings.back().name = "no-such-data-set";
     }
   }
   sort(loaded.errors, description);
   sort(loaded.warnings, description);
-  if (loaded.errors.empty()) loaded.policy.reset(new Policy(std::move(state)));
+  const std::shared_ptr<const State> shared = std::move(state);
+  if (isRead) loaded.description = {shared, &shared->description};
+  if (loaded.errors.empty()) loaded.policy.reset(new Policy(shared));
   return loaded;
 }
 
-Policy::Policy(std::unique_ptr<State> state) : m_state(std::move(state)) {}
+Policy::Policy(std::shared_ptr<const State> state) : m_state(std::move(state)) {}
 Policy::~Policy() = default;
 
 Loaded Policy::load(const std::string& file, const LoadOptions& options) {
@@ -143,6 +149,23 @@ void Policy::rulesThatHit(const Question& question, const Answer& answer,
       if (match.fitsAccess) rules.push_back(match);
     }
   }
+}
+
+bool Policy::doesMatch(const Question& question, std::size_t dataSet) const {
+  const TimesOfQuestion times(question.times);
+  try {
+    return m_state->engine.dataSets()[dataSet]->isPresentInDataSet(requestFor(question));
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception&) {
+    return false;  // as the manager counts it
+  }
+}
+
+std::vector<MatchingRule> Policy::matchingRules(const Question& question,
+                                                std::size_t dataSet) const {
+  const TimesOfQuestion times(question.times);
+  return m_state->explainer.matchingRules(dataSet, requestFor(question));
 }
 
 Explanation Policy::explain(const Question& question) const {

@@ -52,8 +52,10 @@ struct Answer {
 // What became of a file: a policy, or errors. Warnings may stand beside either.
 struct Loaded {
   std::shared_ptr<const Policy> policy;  // null when there is any error
-  std::vector<Problem> errors;           // all that were found, in the order of the file
-  std::vector<Problem> warnings;         // likewise
+  // What the file says, even though the engine may refuse rules of it; null when it says no policy.
+  std::shared_ptr<const Description> description;
+  std::vector<Problem> errors;    // all that were found, in the order of the file
+  std::vector<Problem> warnings;  // likewise
 };
 
 // What may differ from one load to the next.
@@ -102,6 +104,13 @@ class QVLPOLICY_EXPORT Policy {
   void rulesThatHit(const Question& question, const Answer& answer,
                     std::vector<MatchingRule>& rules) const;
 
+  // The same of one data set, by its index in the description.
+  std::vector<MatchingRule> matchingRules(const Question& question, std::size_t dataSet) const;
+
+  // Does a data set match by itself, whatever the logic makes of it? By its index in the
+  // description.
+  bool doesMatch(const Question& question, std::size_t dataSet) const;
+
   // The whole way to the answer: parts of the logic, data sets, matching rules.
   Explanation explain(const Question& question) const;
 
@@ -116,9 +125,9 @@ class QVLPOLICY_EXPORT Policy {
 
  private:
   struct State;
-  explicit Policy(std::unique_ptr<State> state);
+  explicit Policy(std::shared_ptr<const State> state);
 
-  const std::unique_ptr<State> m_state;
+  const std::shared_ptr<const State> m_state;
 };
 
 }  // namespace qvlpolicy

@@ -13,6 +13,7 @@ namespace qvlpolicy {
 // An error, for which a policy is refused, or a warning. All texts are UTF-8 and one printable
 // line: what is not printable in a file is written as \n, \t, \r or \xNN.
 struct Problem {
+  const char* name = "";   // of its sort, for programs, such as "refused-rule"; stable, static
   std::string file;        // as it was named
   std::size_t line = 0;    // 1 is the first; 0: not known, or the whole file
   std::size_t column = 0;  // in characters, 1 is the first; 0: not known

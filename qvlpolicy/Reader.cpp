@@ -102,10 +102,12 @@ struct Composition {
 
   Description& description() { return reading.description; }
 
-  void fail(const Place& place, std::string element, std::string what, std::string expected = {},
-            std::string came = {}) {
+  Problem& fail(const Place& place, std::string element, std::string what,
+                std::string expected = {}, std::string came = {}) {
     reading.errors.push_back(problemAt(description(), place, std::move(element), std::move(what),
                                        std::move(expected), std::move(came)));
+    reading.errors.back().name = "schema";
+    return reading.errors.back();
   }
 
   std::string inWords(const Place& place) {
@@ -150,10 +152,13 @@ class FileReader {
     if (m_thrown) std::rethrow_exception(m_thrown);
     if (!m_decoded.error.empty()) {
       const Spot spot = TagScanner::spotOf(m_decoded.text, m_decoded.text.size());
-      m_composition.fail({m_file, spot.line, spot.column}, {}, m_decoded.error,
-                         "a text in the encoding that it says to be in");
+      m_composition
+          .fail({m_file, spot.line, spot.column}, {}, m_decoded.error,
+                "a text in the encoding that it says to be in")
+          .name = "encoding";
     } else if (m_xmlError) {
-      m_composition.fail(m_xmlError->first, {}, "it is not well-formed XML: " + m_xmlError->second);
+      m_composition.fail(m_xmlError->first, {}, "it is not well-formed XML: " + m_xmlError->second)
+          .name = "not-xml";
     }
   }
 
@@ -227,8 +232,7 @@ class FileReader {
 
   static void onDocumentType(void* self, const xmlChar*, const xmlChar*, const xmlChar*) {
     guarded(self, [](FileReader& reader) {
-      const std::size_t offset = reader.m_decoded.text.find("<!DOCTYPE");
-      const Spot spot = TagScanner::spotOf(reader.m_decoded.text, offset);
+      const Spot spot = TagScanner::declaration(reader.m_decoded.text);
       reader.m_composition.fail({reader.m_file, spot.line, spot.column}, {},
                                 "a policy has no document type declaration", {}, "<!DOCTYPE");
       reader.m_isStopped = true;
@@ -275,9 +279,10 @@ class FileReader {
     return words;
   }
 
-  void fail(const Spot& spot, std::string what, std::string expected = {}, std::string came = {}) {
-    m_composition.fail(placeOf(spot), element(), std::move(what), std::move(expected),
-                       std::move(came));
+  Problem& fail(const Spot& spot, std::string what, std::string expected = {},
+                std::string came = {}) {
+    return m_composition.fail(placeOf(spot), element(), std::move(what), std::move(expected),
+                              std::move(came));
   }
 
   // "<rule> in a data set of kind folder", for messages.
@@ -325,6 +330,10 @@ class FileReader {
       if (!isForKind(child.kinds)) continue;
       if (name == child.name && !hasNamespace) return &child;
       names.push_back(fmt::format("<{}>", child.name));
+    }
+    // Without what it was meant to hold, a rule is not worth a second error.
+    if (parent->type == ElementType::Rule) {
+      m_composition.description().dataSets.back().rules.back().isDropped = true;
     }
     fail(spot, fmt::format("unknown element <{}>", escaped(name)),
          fmt::format("in {}: {}", titleOf(*parent), joined(names)));
@@ -439,12 +448,8 @@ class FileReader {
 
   void end() {
     const Open open = std::move(m_open.back());
-    if (open.syntax != nullptr) {
-      // Told as long as the element counts as open.
-      m_open.push_back({open.syntax, open.place, {}});
-      close(open);
-      m_open.pop_back();
-    }
+    // Errors name the element as long as it is open.
+    if (open.syntax != nullptr) close(open);
     m_open.pop_back();
     if (open.syntax == nullptr) return;
     if (open.syntax->type == ElementType::DataSet) m_isInDataSet = false;
@@ -499,18 +504,20 @@ class FileReader {
     const std::string path = onePathOf(file);
     std::vector<std::string>& open = m_composition.open;
     if (std::find(open.begin(), open.end(), path) != open.end()) {
-      fail(spot, "a policy cannot include itself, also not by way of others", {}, inQuotes(name));
+      fail(spot, "a policy cannot include itself, also not by way of others", {}, inQuotes(name))
+          .name = "include";
       return;
     }
     if (open.size() >= kDeepestInclude) {
       fail(spot, "", fmt::format("at most {} files within each other", kDeepestInclude),
-           inQuotes(name));
+           inQuotes(name))
+          .name = "include";
       return;
     }
     const std::optional<std::string> content = contentOf(file);
     if (!content) {
       const std::string reason = std::generic_category().message(errno);
-      fail(spot, fmt::format("cannot read {}: {}", escaped(file), reason));
+      fail(spot, fmt::format("cannot read {}: {}", escaped(file), reason)).name = "include";
       return;
     }
     open.push_back(path);
@@ -529,7 +536,8 @@ class FileReader {
     if (isNew || m_table.empty()) return;
     fail(m_scanner.attribute("name"),
          fmt::format("there are keywords of the name {} already, at {}", inQuotes(m_table),
-                     m_composition.inWords(earlier->second.place)));
+                     m_composition.inWords(earlier->second.place)))
+        .name = "defined-twice";
     // What follows is read, and belongs nowhere.
     m_table = fmt::format("{}\n{}:{}", m_table, place.file, place.line);
     m_composition.tables[m_table].place = place;
@@ -551,7 +559,8 @@ class FileReader {
         all.begin(), all.end(), [&](const Keyword& other) { return other.name == keyword.name; });
     if (earlier != all.end() - 1) {
       fail(spot, fmt::format("the keyword {} is defined twice, first at {}", escaped(keyword.name),
-                             m_composition.inWords(earlier->place)));
+                             m_composition.inWords(earlier->place)))
+          .name = "defined-twice";
     }
   }
 
@@ -588,7 +597,8 @@ class FileReader {
         fail(m_scanner.attribute("number"),
              fmt::format("the number {} belongs to the data set at {} already", dataSet.number,
                          m_composition.inWords(dataSets[earlier->second].place)),
-             "a number of its own");
+             "a number of its own")
+            .name = "defined-twice";
       }
     }
     if (attributes.find("keywords") != nullptr &&
@@ -653,9 +663,10 @@ class FileReader {
     const Spot spot = {open.place.line, open.place.column};
     if (m_file != 0) {
       fail(spot, "the logic is that of the policy that includes this file",
-           "no <logic> in an included file");
+           "no <logic> in an included file")
+          .name = "logic";
     } else if (m_composition.hasLogic) {
-      fail(spot, "", "one <logic>", "another one");
+      fail(spot, "", "one <logic>", "another one").name = "defined-twice";
     } else {
       m_composition.hasLogic = true;
       description.logic = open.text;
@@ -667,7 +678,8 @@ class FileReader {
   void checkLogic(const std::string& text) {
     for (LogicError& error : readLogic(text).errors) {
       fail(m_scanner.content(error.offset), std::move(error.what), std::move(error.expected),
-           std::move(error.came));
+           std::move(error.came))
+          .name = "logic";
     }
   }
 
@@ -699,10 +711,12 @@ void resolveTables(Composition& composition) {
     DataSet& dataSet = composition.description().dataSets[use.dataSet];
     const auto table = composition.tables.find(use.table);
     if (table == composition.tables.end()) {
-      composition.fail(use.place, elementInWords(dataSet),
-                       fmt::format("there are no keywords of the name {}", inQuotes(use.table)),
-                       fmt::format("<keywords name={}> in the policy or in what it includes",
-                                   inQuotes(use.table)));
+      composition
+          .fail(use.place, elementInWords(dataSet),
+                fmt::format("there are no keywords of the name {}", inQuotes(use.table)),
+                fmt::format("<keywords name={}> in the policy or in what it includes",
+                            inQuotes(use.table)))
+          .name = "no-such-keywords";
       continue;
     }
     for (const Keyword& keyword : table->second.keywords) {
@@ -710,10 +724,12 @@ void resolveTables(Composition& composition) {
           std::find_if(dataSet.keywords.begin(), dataSet.keywords.end(),
                        [&](const Keyword& other) { return other.name == keyword.name; });
       if (earlier != dataSet.keywords.end()) {
-        composition.fail(
-            use.place, elementInWords(dataSet),
-            fmt::format("the keyword {} is defined twice, at {} and at {}", escaped(keyword.name),
-                        composition.inWords(earlier->place), composition.inWords(keyword.place)));
+        composition
+            .fail(use.place, elementInWords(dataSet),
+                  fmt::format("the keyword {} is defined twice, at {} and at {}",
+                              escaped(keyword.name), composition.inWords(earlier->place),
+                              composition.inWords(keyword.place)))
+            .name = "defined-twice";
         continue;
       }
       dataSet.keywords.push_back(keyword);
@@ -776,6 +792,7 @@ Reading readPolicyFile(const std::string& file, const std::string& today) {
   reading.description.files.push_back(file);
   reading.errors.push_back(
       problemAt(reading.description, {}, {}, fmt::format("cannot read it: {}", reason)));
+  reading.errors.back().name = "unreadable";
   return reading;
 }
 

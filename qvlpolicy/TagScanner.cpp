@@ -145,6 +145,16 @@ Spot TagScanner::content(std::size_t offset) const {
   return behind(m_tagSpot, m_text.substr(m_tag, at - m_tag));
 }
 
+Spot TagScanner::declaration(std::string_view text) {
+  std::size_t at = 0;
+  while ((at = text.find('<', at)) != std::string_view::npos) {
+    const std::string_view rest = text.substr(at);
+    if (startsWith(rest, "<!DOCTYPE")) return spotOf(text, at);
+    at += startsWith(rest, "<!--") ? lengthUpTo(rest, "-->") : lengthUpTo(rest, "?>");
+  }
+  return {};
+}
+
 Spot TagScanner::spotOf(std::string_view text, std::size_t offset) {
   return behind({}, text.substr(0, offset));
 }

@@ -36,6 +36,9 @@ class TagScanner {
   // hands it over. The element holds text, character references, CDATA sections and comments only.
   Spot content(std::size_t offset) const;
 
+  // Where the document type declaration of a text stands that is known to have one.
+  static Spot declaration(std::string_view text);
+
   // Where byte `offset` of the text stands. Linear.
   static Spot spotOf(std::string_view text, std::size_t offset);
 

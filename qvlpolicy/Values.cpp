@@ -6,6 +6,7 @@
 
 #include "fmt/format.h"
 #include "qvlpolicy/Description.h"
+#include "qvlpolicy/Patterns.h"
 
 namespace qvlpolicy {
 namespace {

@@ -15,17 +15,11 @@ namespace qvlpolicy {
 inline constexpr std::size_t kMaxDaysLength = 23;
 inline constexpr unsigned int kMaxDays = 24855;
 
-// The number behind a decimal text, if it is one that fits into 32 bits.
-std::optional<unsigned int> parseNumber(std::string_view text);
-
 // The days of an age, "30, 90"; nothing when they are not such a list.
 std::optional<std::vector<unsigned int>> parseDays(std::string_view text);
 
 // The engine's text of an age: the selector, three characters that it does not read, and the days.
 std::string ageText(std::string_view selector, const std::vector<unsigned int>& days);
-
-// Today in UTC, "2026-12-31".
-std::string todayText();
 
 }  // namespace qvlpolicy
 

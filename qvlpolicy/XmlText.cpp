@@ -83,9 +83,7 @@ XmlText decodeAs(const std::string& encoding, std::string_view bytes) {
   return decoded;
 }
 
-}  // namespace
-
-XmlText decodeXml(std::string_view bytes) {
+XmlText decoded(std::string_view bytes) {
   if (bytes.size() >= INT_MAX / 4) return {{}, "the file is too large"};
   // With a byte order mark
   if (startsWith(bytes, "\xEF\xBB\xBF")) return decodeUtf8(bytes.substr(3));
@@ -112,6 +110,18 @@ XmlText decodeXml(std::string_view bytes) {
     return {{}, fmt::format("it says to be in {}, and is not", inQuotes(encoding))};
   }
   return decodeAs(encoding, bytes);
+}
+
+}  // namespace
+
+XmlText decodeXml(std::string_view bytes) {
+  XmlText text = decoded(bytes);
+  // The parser would take it for the end.
+  if (const std::size_t zero = text.text.find('\0'); zero != std::string::npos) {
+    text.text.resize(zero);
+    text.error = "a zero byte is no character of XML";
+  }
+  return text;
 }
 
 }  // namespace qvlpolicy

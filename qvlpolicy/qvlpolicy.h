@@ -107,6 +107,7 @@ QVLPOLICY_EXPORT void qvlpolicy_free(qvlpolicy_policy* policy);
 /* An error or a warning. Texts that are not there are empty. */
 typedef struct qvlpolicy_problem {
   int is_error;            /* 1: the policy is refused for it; 0: a warning */
+  const char* name;        /* of its sort, for programs, such as "refused-rule"; static */
   uint64_t line;           /* 1 is the first; 0: not known, or the whole file */
   uint64_t column;         /* in characters, 1 is the first; 0: not known */
   qvlpolicy_bytes file;    /* as it was named */

@@ -34,6 +34,7 @@ class LoadOptions(ctypes.Structure):
 class Problem(ctypes.Structure):
     _fields_ = [
         ("is_error", c_int),
+        ("name", ctypes.c_char_p),
         ("line", c_uint64),
         ("column", c_uint64),
         ("file", Bytes),

@@ -13,6 +13,10 @@ expect -f config/traceValues.xml
 expect -d var
 expect -f share/man/man1/qvlctl.1
 expect -f share/man/man3/qvlscanavoidance.3
+expect -f include/qvlpolicy/Policy.h
+expect -f include/qvlpolicy/qvlpolicy.h
+expect -f share/qvlpolicy/policy.rng
+expect -f share/man/man3/qvlpolicy.3
 expect -f share/man/man5/qvl-policy.5
 expect -f share/man/man5/qvl-trace.5
 expect -f share/bash-completion/completions/qvlctl

@@ -14,6 +14,11 @@ diff <(example qvlscanavoidance.3) "$root/examples/host.cpp" || {
   failed=1
 }
 
+diff <(example qvlpolicy.3) "$root/examples/policy_host.c" || {
+  echo "expected qvlpolicy(3) to show examples/policy_host.c"
+  failed=1
+}
+
 # Every attribute that has a row in a table there has an entry in the page.
 # shellcheck disable=SC2016
 attributes=$(sed -n 's/^| `\([a-z-]*\)` | .* | .* | .*/\1/p' "$root/docs/policy-format.md")
