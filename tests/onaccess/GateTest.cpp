@@ -38,6 +38,7 @@ class GateTest : public ::testing::Test {
 
   ~GateTest() override {
     gate.reset();
+    log.reset();
     ::close(nowhere);
   }
 
