@@ -69,7 +69,8 @@ bool Avoidance::updateRegex() {
     if (!buildExpression(expression)) return false;
     const bool caseSensitive = m_state->m_caseSensitiveSearch != 0;
     if (!m_state->holds(expression, caseSensitive)) {
-      m_state->m_regex = std::make_unique<const CompiledPattern>(expression, caseSensitive);
+      auto pattern = std::make_unique<const CompiledPattern>(expression, caseSensitive);
+      m_state->m_regex.swap(pattern);
       if (m_state->observer) m_state->observer->ruleChanged(*this);
     }
     return true;
@@ -116,8 +117,8 @@ void Avoidance::setWildCardSearch(unsigned char wildCards) {
 }
 
 bool Avoidance::matches(std::string_view text) const {
-  std::string foldBuffer;
-  Subject subject(text, foldBuffer);
+  TextScratch scratch;
+  Text subject(text, scratch);
   return m_state->m_regex->matches(subject);
 }
 

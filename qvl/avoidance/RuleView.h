@@ -19,8 +19,8 @@ constexpr std::size_t kRuleInputs = 3;
 
 std::string_view inputOf(const LookupData& request, RuleInput input);
 
-// Told when a rule has a new compiled pattern, which replaces the one it had, or another access
-// type.
+// Told when a rule has a new compiled pattern, or another access type. The pattern that it had is
+// still there meanwhile.
 class PatternObserver {
  public:
   virtual void ruleChanged(const IAvoidance& rule) = 0;
@@ -32,8 +32,8 @@ class PatternObserver {
 // A rule whose answer is known to be "its pattern matches this input, and its access type fits".
 class RuleView {
  public:
-  // Is the rule of one of the library's five classes, and not of one derived from them? Then nobody
-  // can tell whether it is asked by one thread or by several.
+  // Is the rule of one of the library's five classes, and not of one derived from them? Then it
+  // changes nothing while it is asked, and nobody can tell whether one thread asks it or several.
   static bool isOfTheLibrary(const IAvoidance& rule);
 
   // Null for every rule of which that cannot be said: those of a host's own class, those of a class

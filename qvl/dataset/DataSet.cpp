@@ -1,6 +1,7 @@
 #include "qvl/dataset/DataSet.h"
 
 #include <atomic>
+#include <iterator>
 #include <map>
 #include <typeinfo>
 #include <utility>
@@ -23,11 +24,20 @@ struct QVL_HIDDEN DataSet::State {
   explicit State(const Kind& kind)
       : className(kind.className),
         m_avoidances(kind.keyOrder),
-        index(kind.keyOrder),
         m_checkAccessType(kind.accessCheck != AccessCheck::None),
         m_checkAccessTypeAtDataSetLevelOnly(kind.accessCheck == AccessCheck::AtDataSetLevel),
         m_caseSensitiveSearch(kind.caseSensitiveSearch),
         m_wildCardSearch(kind.wildCardSearch) {}
+
+  // Each rule leaves the index before it is destroyed: what a host's rule does in its destructor
+  // finds both as they are.
+  ~State() {
+    while (!m_avoidances.empty()) {
+      const auto last = std::prev(m_avoidances.end());
+      index.erase(*last->second);
+      m_avoidances.erase(last);
+    }
+  }
 
   AccessCheck accessCheck() const {
     if (!m_checkAccessType) return AccessCheck::None;
@@ -38,8 +48,8 @@ struct QVL_HIDDEN DataSet::State {
   // The decision. Any number of queries may be here at once, each with a scratch of its own, while
   // all code that they come to is the library's own.
   bool decide(DataSet& self, LookupData& request, RuleIndex::Scratch& scratch) const;
-  bool anyRuleMatches(DataSet& self, LookupData& request, AccessCheck check,
-                      RuleIndex::Scratch& scratch) const;
+  bool anyRuleMatches(LookupData& request, AccessCheck check, RuleIndex::Scratch& scratch) const;
+  bool walk(LookupData& request, AccessCheck check, const std::string* behind) const;
 
   // Holds a slot for a query, alone as long as code of a host's own is to be called.
   auto query(DataSet& self) {
@@ -51,8 +61,8 @@ struct QVL_HIDDEN DataSet::State {
   SlotLock<RuleIndex::Scratch> m_lock;
 
   // Guarded by m_lock.
+  RuleIndex index;  // of m_avoidances
   std::map<std::string, std::unique_ptr<IAvoidance>, KeyOrder> m_avoidances;
-  RuleIndex index;                           // of m_avoidances
   std::atomic<std::size_t> foreignRules{0};  // among them; may be read by anyone
 
   bool m_enabled = true;
@@ -155,9 +165,17 @@ bool DataSet::addToDataSet(std::unique_ptr<IAvoidance> rule) {
   // A rule that cannot be compiled with these settings keeps the expression it came with.
   rule->updateRegex();
   const auto [held, isNew] = m_state->m_avoidances.try_emplace(rule->getKey(), std::move(rule));
-  if (!isNew) return false;
+  if (!isNew) {
+    // Here, and not where the caller's expression ends.
+    rule.reset();
+    return false;
+  }
   try {
-    m_state->index.insert(held->first, *held->second);
+    const auto& rules = m_state->m_avoidances;
+    const auto next = std::next(held);
+    m_state->index.insert(held->first, *held->second,
+                          held == rules.begin() ? nullptr : std::prev(held)->second.get(),
+                          next == rules.end() ? nullptr : next->second.get());
   } catch (...) {
     m_state->m_avoidances.erase(held);
     throw;
@@ -201,7 +219,7 @@ bool DataSet::State::decide(DataSet& self, LookupData& request, RuleIndex::Scrat
   }
   if (m_matchAnything) return true;
   if (m_matchEmptyInput && self.isEmptyInput(&request)) return self.answerToEmptyInput(request);
-  if (!anyRuleMatches(self, request, check, scratch)) return false;
+  if (!anyRuleMatches(request, check, scratch)) return false;
   self.ruleMatched(check);
   return true;
 }
@@ -232,24 +250,33 @@ void DataSet::deciding(AccessCheck /*check*/) const {}
 
 void DataSet::ruleMatched(AccessCheck /*check*/) const {}
 
-bool DataSet::State::anyRuleMatches(DataSet& self, LookupData& request, AccessCheck check,
+bool DataSet::State::anyRuleMatches(LookupData& request, AccessCheck check,
                                     RuleIndex::Scratch& scratch) const {
+  const std::string* behind = nullptr;
   // The trace shows every rule being asked, so while it is written the rules are walked.
   if (!traceFileTakes(kTraceLevel)) {
     const auto answer = index.anyMatches(request, check == AccessCheck::ByEachRule, scratch);
     if (answer) return *answer;
+    behind = scratch.walkBehind;
   }
-  return self.anyRuleMatches(request, check);
+  return walk(request, check, behind);
 }
 
-bool DataSet::anyRuleMatches(LookupData& request, AccessCheck check) {
-  for (const auto& [key, rule] : m_state->m_avoidances) {
+// Asks the rules one by one, in key order, those behind a key (null: all).
+bool DataSet::State::walk(LookupData& request, AccessCheck check, const std::string* behind) const {
+  for (auto next = behind ? m_avoidances.upper_bound(*behind) : m_avoidances.begin();
+       next != m_avoidances.end(); ++next) {
+    IAvoidance& rule = *next->second;
     const bool matches = check == AccessCheck::ByEachRule
-                             ? rule->canAvoidWithAccessType(request, false)
-                             : rule->canAvoid(request);
+                             ? rule.canAvoidWithAccessType(request, false)
+                             : rule.canAvoid(request);
     if (matches) return true;
   }
   return false;
+}
+
+bool DataSet::anyRuleMatches(LookupData& request, AccessCheck check) {
+  return m_state->walk(request, check, nullptr);
 }
 
 DataSet* DataSetView::of(IDataSet& dataSet) {

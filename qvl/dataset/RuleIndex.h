@@ -8,90 +8,99 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_map>
-#include <vector>
 
 #include "qvl/avoidance/RuleView.h"
 #include "qvl/core/IAvoidance.h"
 #include "qvl/core/LookupData.h"
-#include "qvl/match/KeyTable.h"
-#include "qvl/match/PathKeys.h"
+#include "qvl/match/PatternIndex.h"
+#include "qvl/match/Text.h"
 
 namespace QVL {
 
-// Answers, for a whole data set, what the walk over its rules in key order would answer, in a time
-// that hardly depends on their number.
+// Answers, for a whole data set, what the walk over its rules in key order would answer, and asks
+// no more rules than it has to.
 //
-// A rule of the library's own classes is filed, for each alternative of its expression, under the
-// one of its keys (see PathKeys) that is least crowded. A request's text is cut into its components
-// once; the rules filed under the text's keys are the only ones that can match it, and are compared
-// with it.
+// A rule of the library's own classes whose answer is "the pattern matches, and the access type
+// fits" stands in a PatternIndex. All others are asked: rules of a host's own classes, file age
+// rules, and the few whose pattern only the expression engine can match.
 //
 // Invariants:
-//   1. A rule whose answer is more than "the pattern matches" (see RuleView) is asked every time.
-//   2. So is a rule without any key; one that needs the regular expression engine is asked whenever
-//      a key of it is found, or always.
-//   3. Rules that are asked, and so might throw or be watched, are asked in key order, up to the
-//      first rule in key order that matches. Comparing globs has no effect that could be seen.
-//   4. A rule is filed before insert returns, and anew before whoever recompiles it or gives it
-//      another access type goes on. A rule for which there was no memory then is filed with the
-//      next change; until then the walk answers.
-//   5. A text that is not UTF-8 is not answered here: the walk is.
+//   1. Rules that are asked, and so might throw, act or be watched, are asked in key order, up to
+//   the
+//      first rule in key order that matches. Comparing patterns has no effect that could be seen.
+//   2. What a rule changes while it is asked (the request, rules of its data set) is seen by the
+//   rules
+//      behind it: from there on the walk answers.
+//   3. A rule is in its place before insert returns, and anew before whoever recompiles it or gives
+//   it
+//      another access type goes on. A rule for which there was no memory then comes to its place
+//      with the next change; until then the walk answers.
+//   4. Key order is that of the data set's map at the time of the insertion; keys are not compared
+//      again.
 //
 // Thread safety: any number of threads may ask at once, each with a scratch of its own, as long as
 // none changes the index. The data set's lock sees to that.
 class RuleIndex final : public PatternObserver {
- private:
-  struct Rule;
-
  public:
   // What a query writes to, and nothing else does. Keeps its storage from query to query.
   struct Scratch {
-    std::vector<Rule*> candidates;  // rules that need the engine
-    std::vector<Rule*> ordered;     // all that are asked in this query, in key order
-    std::string foldBuffer;
-    PathKeys::Text text;
+    std::array<TextScratch, kRuleInputs> texts;
+    PatternIndex::Scratch patterns;
+    LookupData before;  // the request as it was before a rule of the host's was asked
+    // Where the walk has to go on when it is left to it: behind this key; null: from the start.
+    const std::string* walkBehind = nullptr;
   };
 
-  // Orders keys as the data set does.
-  using KeyOrder = bool (*)(const std::string& a, const std::string& b);
-
-  explicit RuleIndex(KeyOrder keyOrder);
+  RuleIndex();
   ~RuleIndex();
   RuleIndex(const RuleIndex&) = delete;
   RuleIndex& operator=(const RuleIndex&) = delete;
 
-  // Files a rule, or forgets it. Rule and key outlive the entry; a rule is forgotten before it is
+  // Takes a rule in, between two rules that are there already (null: before the first, behind the
+  // last), or forgets it. Rule and key outlive the stay; a rule is forgotten before it is
   // destroyed. Strong guarantee: std::bad_alloc changes nothing.
-  void insert(const std::string& key, IAvoidance& rule);
+  void insert(const std::string& key, IAvoidance& rule, const IAvoidance* previous,
+              const IAvoidance* next);
   void erase(const IAvoidance& rule) noexcept;
 
   // Does any rule match? `checkAccessType`: only with an access type that fits. Absent when the
-  // walk has to answer. What an asked rule throws passes through. Writes to the scratch only.
+  // walk has to answer, from where the scratch tells. What an asked rule throws passes through.
+  // Writes to the scratch only.
   std::optional<bool> anyMatches(LookupData& request, bool checkAccessType, Scratch& scratch) const;
 
   void ruleChanged(const IAvoidance& rule) noexcept override;
 
  private:
-  struct Entry;
-  class Filing;
+  struct Rule;
+  struct ByOrder {
+    bool operator()(const Rule* a, const Rule* b) const;
+  };
+  // Where a rule stands in key order. So many bits that there is nearly always room between two.
+  using Order = unsigned __int128;
 
-  void markChanged(Rule& rule) noexcept;
-  void unfile(Rule& rule) noexcept;
-  void file(Rule& rule);
-  void askAlways(Rule& rule);
-  void fileChanged() noexcept;
-  bool makeRoom(Scratch& scratch) const;
-  bool askInOrder(LookupData& request, bool checkAccessType, const std::string* firstMatch,
-                  Scratch& scratch) const;
+  void place(Rule& rule);
+  void displace(Rule& rule) noexcept;
+  void addUnplaced(Rule& rule) noexcept;
+  void placeUnplaced() noexcept;
+  Order orderBetween(const Rule* previous, const Rule* next);
+  void spreadOrders();
 
-  const KeyOrder m_keyOrder;
+  // The first match in key order among the rules that are not asked, or any that stands before all
+  // that are; null when there is none. Absent when the walk has to answer.
+  std::optional<const Rule*> firstMatch(const LookupData& request, bool checkAccessType,
+                                        Scratch& scratch) const;
+  std::optional<bool> ask(LookupData& request, bool checkAccessType, const Rule* firstMatch,
+                          Scratch& scratch) const;
+
+  std::array<std::unique_ptr<PatternIndex>, kRuleInputs> m_patterns;  // those that were ever used
   std::unordered_map<const IAvoidance*, std::unique_ptr<Rule>> m_rules;
-  Rule* m_changed = nullptr;   // head of the list of rules that could not be filed yet
-  std::vector<Rule*> m_asked;  // every time, in key order
-  std::array<std::unique_ptr<Filing>, kRuleInputs> m_filings;  // those that were ever used
-  std::size_t m_engineEntries = 0;
+  std::set<Rule*, ByOrder> m_asked;
+  Rule* m_unplaced = nullptr;      // head of the list of those there was no memory for
+  const Rule* m_newest = nullptr;  // inserted last
+  std::uint64_t m_changes = 0;     // of the rules that are here, counted
 };
 
 }  // namespace QVL

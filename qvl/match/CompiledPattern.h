@@ -5,21 +5,22 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
-#include "qvl/match/Glob.h"
-#include "qvl/match/Subject.h"
+#include "qvl/match/Engine.h"
+#include "qvl/match/Program.h"
+#include "qvl/match/Text.h"
 
 namespace QVL {
 
-// One compiled expression. Most expressions are made of literals, wildcards and alternatives of
-// these, and are matched as globs, in bounded time; all others by the regular expression engine.
-// Both give the same answers and throw for the same texts, except that the engine gives up on a
-// text that takes it too long.
+// One compiled expression. The regular expression engine says which expressions are valid and what
+// they mean; what is read of them without doubt is matched by a Program, in a time linear in the
+// text, and only the rest by the engine: back references, conditions, recursion, parts that look
+// around or are never given back. Both give the same answers and throw for the same texts, except
+// that the engine gives up on a text that takes it too long.
 //
 // Immutable: a rule that is recompiled gets a new one.
 //
-// Thread safety: any number of threads may match at once.
+// Thread safety: any number of threads may match at once, each with a text of its own.
 class CompiledPattern {
  public:
   // Throws what the engine throws when the expression is not valid or not UTF-8.
@@ -32,19 +33,16 @@ class CompiledPattern {
   bool caseSensitive() const { return m_caseSensitive; }
 
   // Does the expression match the whole text? Throws std::out_of_range for a text that is not
-  // UTF-8, as far as it is read, and what the engine throws for one that takes it too long.
-  bool matches(Subject& subject) const;
+  // UTF-8, as far as it is read, and std::runtime_error where the engine gives up.
+  bool matches(Text& text) const;
 
-  // The globs, a text that is UTF-8 matching when it matches any of them; none when the expression
-  // needs the engine. Their literals are case folded when case does not matter.
-  const std::vector<std::unique_ptr<const Glob>>& globs() const { return m_globs; }
+  // Null when the engine matches.
+  const Program* program() const { return m_program.get(); }
 
  private:
-  struct Engine;
-
   const std::string m_expression;
   const bool m_caseSensitive;
-  std::vector<std::unique_ptr<const Glob>> m_globs;
+  std::unique_ptr<const Program> m_program;
   std::unique_ptr<const Engine> m_engine;
 };
 

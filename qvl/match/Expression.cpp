@@ -2,48 +2,63 @@
 
 #include <algorithm>
 #include <cstring>
-#include <iterator>
 #include <string_view>
 #include <utility>
 
-#include "qvl/match/Subject.h"
+#include "qvl/match/Engine.h"
+#include "qvl/match/Utf8.h"
 
 namespace QVL {
 namespace {
 
-// More alternatives than this are left to the engine.
-constexpr std::size_t kMostAlternatives = 64;
-// Longer expressions, which only a process rule can have, are left to the engine.
-constexpr std::size_t kLongestExpression = std::size_t{64} * 1024;
 // Groups nested deeper than this are left to the engine.
 constexpr int kDeepestGroup = 16;
-
-using Alternatives = std::vector<GlobSteps>;
+// Counts above this are left to the engine.
+constexpr unsigned kHighestCount = 1000;
 
 struct NotUnderstood {};
-
-bool isEmpty(const GlobSteps& steps) {
-  return steps.empty();
-}
 
 bool contains(const char* set, char c) {
   return c != 0 && std::strchr(set, c) != nullptr;
 }
 
+bool isDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+bool isHexDigit(char c) {
+  return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
+
+void append(Steps& steps, Step step) {
+  if (step.kind == Step::Literal && !steps.empty() && steps.back().kind == Step::Literal) {
+    steps.back().bytes += step.bytes;
+  } else {
+    steps.push_back(std::move(step));
+  }
+}
+
 // A recursive descent over the grammar of the engine's Perl syntax. What is read here means to the
-// engine exactly what the steps say; whatever else can at least be delimited becomes Unknown; and
-// where not even that is certain, NotUnderstood is thrown.
+// engine exactly what the steps say; wherever that is not certain, NotUnderstood is thrown.
 class Reader {
  public:
   explicit Reader(std::string_view expression) : m_rest(expression) {}
 
-  Alternatives read() {
-    Alternatives alternatives = group(0);
+  Reading read(bool caseSensitive) {
+    if (skip("(?i)")) {
+      caseSensitive = false;
+      m_isCertain = false;
+    }
+    Reading reading{{}, caseSensitive, true};
+    appendGroup(reading.steps, group(0));
     if (!m_rest.empty()) throw NotUnderstood();
-    return alternatives;
+    reading.isCertain = m_isCertain;
+    return reading;
   }
 
  private:
+  using Alternatives = std::vector<Steps>;
+
   bool skip(std::string_view token) {
     if (m_rest.substr(0, token.size()) != token) return false;
     m_rest.remove_prefix(token.size());
@@ -57,68 +72,74 @@ class Reader {
     return c;
   }
 
+  char peek() const { return m_rest.empty() ? '\0' : m_rest.front(); }
+
   // Alternatives up to the closing parenthesis or the end, neither of which is read.
   Alternatives group(int depth) {
     if (depth > kDeepestGroup) throw NotUnderstood();
     Alternatives all;
     do {
-      Alternatives one = sequence(depth);
-      std::move(one.begin(), one.end(), std::back_inserter(all));
-      if (all.size() > kMostAlternatives) throw NotUnderstood();
+      all.push_back(sequence(depth));
     } while (skip("|"));
     // At nothing but empty alternatives the engine reads a character all the same, and may throw.
-    if (all.size() > 1 && std::all_of(all.begin(), all.end(), isEmpty)) throw NotUnderstood();
+    if (all.size() > 1 &&
+        std::all_of(all.begin(), all.end(), [](const Steps& steps) { return steps.empty(); })) {
+      throw NotUnderstood();
+    }
     return all;
   }
 
-  Alternatives sequence(int depth) {
-    Alternatives product(1);
-    while (!m_rest.empty() && m_rest.front() != '|' && m_rest.front() != ')') {
-      Alternatives atoms = atom(depth);
-      if (skipQuantifier()) atoms = {{{GlobStep::Unknown, {}}}};
-      if (product.size() * atoms.size() > kMostAlternatives) throw NotUnderstood();
-      const Alternatives heads = atoms.size() > 1 ? product : Alternatives();
-      for (std::size_t i = 1; i < atoms.size(); ++i) {
-        product.insert(product.end(), heads.begin(), heads.end());
-      }
-      for (std::size_t i = 0; i < product.size(); ++i) {
-        const std::size_t headCount = product.size() / atoms.size();
-        for (const GlobStep& step : atoms[i / headCount]) append(product[i], step);
-      }
+  // Goes on by one of the alternatives.
+  static void appendGroup(Steps& steps, Alternatives alternatives) {
+    if (alternatives.size() == 1) {
+      for (Step& step : alternatives.front()) append(steps, std::move(step));
+    } else {
+      steps.push_back({Step::Group, {}, std::move(alternatives)});
     }
-    return product;
   }
 
-  static void append(GlobSteps& steps, const GlobStep& step) {
-    if (step.kind == GlobStep::Literal && !steps.empty() &&
-        steps.back().kind == GlobStep::Literal) {
-      steps.back().bytes += step.bytes;
-    } else {
-      steps.push_back(step);
+  Steps sequence(int depth) {
+    Steps steps;
+    while (!m_rest.empty() && m_rest.front() != '|' && m_rest.front() != ')') {
+      const bool isGroup = m_rest.front() == '(';
+      Steps atom = atomAt(depth);
+      if (isQuantifier(m_rest)) {
+        steps.push_back(repeated(std::move(atom), isGroup));
+      } else {
+        for (Step& step : atom) append(steps, std::move(step));
+      }
     }
+    return steps;
   }
 
   // One atom, with the star of those runs that have a name of their own.
-  Alternatives atom(int depth) {
-    if (skip("[^/]")) return run(GlobStep::RunNotSlash, GlobStep::OneNotSlash);
-    if (skip(".")) return run(GlobStep::Run, GlobStep::One);
-    if (skip("(.*/|)")) return single(GlobStep::Folders);
+  Steps atomAt(int depth) {
+    if (skip("[^/]")) return run(Step::RunNotSlash, Step::OneNotSlash);
+    if (skip(".")) return run(Step::Run, Step::One);
+    if (skip("(.*/|)")) return single(Step::Folders);
+    const std::string_view from = m_rest;
     const char c = take();
     switch (c) {
       case '(': {
-        if (!m_rest.empty() && contains("?*", m_rest.front())) throw NotUnderstood();
-        Alternatives inner = group(depth + 1);
+        if (skip("?:")) {
+          m_isCertain = false;
+        } else if (contains("?*", peek())) {
+          throw NotUnderstood();
+        }
+        Steps inner;
+        appendGroup(inner, group(depth + 1));
         if (!skip(")")) throw NotUnderstood();
         return inner;
       }
       case '[':
         skipSet();
-        return single(GlobStep::Unknown);
+        return set(from);
       case '\\':
-        return escape();
+        return escape(from);
       case '^':
+        return place(Step::LineStart);
       case '$':
-        return single(GlobStep::Unknown);
+        return place(Step::LineEnd);
       case '*':
       case '+':
       case '?':
@@ -127,49 +148,97 @@ class Reader {
         throw NotUnderstood();
       default: {
         std::string character(1, c);
-        while (!m_rest.empty() && (static_cast<unsigned char>(m_rest.front()) & 0xC0) == 0x80) {
-          character += take();
-        }
+        while (!m_rest.empty() && Utf8::isContinuation(m_rest.front())) character += take();
         return literal(std::move(character));
       }
     }
   }
 
-  Alternatives run(GlobStep::Kind many, GlobStep::Kind one) {
+  Steps run(Step::Kind many, Step::Kind one) {
     if (m_rest.substr(0, 1) != "*" || isQuantifier(m_rest.substr(1))) return single(one);
     take();
     return single(many);
   }
 
-  Alternatives escape() {
+  Steps escape(std::string_view from) {
     const char c = take();
     // A backslash makes a literal of any other sign; what it makes of letters and digits differs.
-    if (contains("dDwWsSbB", c)) return single(GlobStep::Unknown);
     if (contains("./*?+()[]{}|^$\\-%#@!&~,;:= \"", c)) return literal(std::string(1, c));
-    throw NotUnderstood();
+    switch (c) {
+      case 'b':
+        return place(Step::WordBoundary);
+      case 'B':
+        return place(Step::NotWordBoundary);
+      case '<':
+        return place(Step::WordStart);
+      case '>':
+        return place(Step::WordEnd);
+      case 'A':
+        return place(Step::TextStart);
+      case 'z':
+        return place(Step::TextEnd);
+      case 'x':
+        if (!isHexDigit(take()) || !isHexDigit(take()) || isHexDigit(peek())) throw NotUnderstood();
+        return set(from);
+      case 'p':
+      case 'P':
+        if (take() == '{') {
+          while (take() != '}') {
+          }
+        }
+        return set(from);
+      default:
+        if (contains("dDwWsSlLuUhtnrfae", c)) return set(from);
+        throw NotUnderstood();
+    }
   }
 
-  static Alternatives single(GlobStep::Kind kind) { return {{{kind, {}}}}; }
-  static Alternatives literal(std::string bytes) {
-    return {{{GlobStep::Literal, std::move(bytes)}}};
+  static Steps single(Step::Kind kind) { return {{kind, {}, {}}}; }
+  static Steps literal(std::string bytes) { return {{Step::Literal, std::move(bytes), {}}}; }
+
+  Steps place(Step::Kind kind) {
+    m_isCertain = false;
+    return single(kind);
+  }
+
+  // What was read since `from` stands for one character.
+  Steps set(std::string_view from) {
+    m_isCertain = false;
+    return {{Step::Set, std::string(from.substr(0, from.size() - m_rest.size())), {}}};
   }
 
   static bool isQuantifier(std::string_view text) {
     return !text.empty() && contains("*+?{", text.front());
   }
 
-  bool skipQuantifier() {
-    if (!isQuantifier(m_rest)) return false;
-    if (take() == '{') {
+  Step repeated(Steps atom, bool isGroup) {
+    m_isCertain = false;
+    Step repeat{Step::Repeat, {}, {}};
+    const char c = take();
+    repeat.least = c == '+' ? 1 : 0;
+    repeat.most = c == '?' ? 1 : Step::kUnbounded;
+    if (c == '{') {
       // Braces around anything but a count are plain text to the engine, alternatives and all.
-      for (char c = take(); c != '}'; c = take()) {
-        if (!contains("0123456789, ", c)) throw NotUnderstood();
-      }
+      repeat.least = repeat.most = count();
+      if (skip(",")) repeat.most = peek() == '}' ? Step::kUnbounded : count();
+      if (!skip("}") || repeat.most < repeat.least) throw NotUnderstood();
     }
-    // Lazy or possessive.
-    if (!skip("?")) skip("+");
+    // Lazy, which for a whole text makes no other difference.
+    repeat.looks = skip("?") || isGroup;
+    if (peek() == '+') throw NotUnderstood();
     if (isQuantifier(m_rest)) throw NotUnderstood();
-    return true;
+    repeat.alternatives.push_back(std::move(atom));
+    return repeat;
+  }
+
+  unsigned count() {
+    if (!isDigit(peek())) throw NotUnderstood();
+    unsigned number = 0;
+    while (isDigit(peek())) {
+      number = number * 10 + static_cast<unsigned>(take() - '0');
+      if (number > kHighestCount) throw NotUnderstood();
+    }
+    return number;
   }
 
   // Behind the opening bracket of a set.
@@ -180,10 +249,13 @@ class Reader {
       if (c == '\\') {
         // A control character takes one more, be it the closing bracket.
         if (take() == 'c') throw NotUnderstood();
-      } else if (c == '[' && !m_rest.empty() && contains(":.=", m_rest.front())) {
-        // A named class or the like, in brackets of its own.
-        const char bracket = take();
-        while (take() != bracket || m_rest.empty() || m_rest.front() != ']') {
+      } else if (c == '[' && contains(".=", peek())) {
+        // May stand for several characters.
+        throw NotUnderstood();
+      } else if (c == '[' && peek() == ':') {
+        // A named class, in brackets of its own.
+        take();
+        while (take() != ':' || peek() != ']') {
         }
         take();
       }
@@ -191,28 +263,71 @@ class Reader {
   }
 
   std::string_view m_rest;
+  bool m_isCertain = true;
 };
+
+void foldLiterals(Steps& steps) {
+  for (Step& step : steps) {
+    if (step.kind == Step::Literal) {
+      std::string folded;
+      foldCase(step.bytes, folded);
+      step.bytes.swap(folded);
+    }
+    for (Steps& alternative : step.alternatives) foldLiterals(alternative);
+  }
+}
+
+// Into how many sequences would it be multiplied out? No more than `most` + 1 are counted.
+std::size_t countOf(const Steps& steps, std::size_t most) {
+  std::size_t count = 1;
+  for (const Step& step : steps) {
+    if (step.kind != Step::Group) continue;
+    std::size_t alternatives = 0;
+    for (const Steps& alternative : step.alternatives) {
+      alternatives += countOf(alternative, most);
+      if (alternatives > most) return most + 1;
+    }
+    count *= alternatives;
+    if (count > most) return most + 1;
+  }
+  return count;
+}
 
 }  // namespace
 
-std::optional<std::vector<GlobSteps>> alternativesOf(const std::string& expression,
-                                                     bool caseSensitive) {
-  if (expression.size() > kLongestExpression) return std::nullopt;
-  if (validUtf8Prefix(expression) != expression.size()) return std::nullopt;
+std::optional<Reading> readExpression(const std::string& expression, bool caseSensitive) {
+  if (Utf8::validPrefix(expression) != expression.size()) return std::nullopt;
   try {
-    std::vector<GlobSteps> alternatives = Reader(expression).read();
-    if (caseSensitive) return alternatives;
-    for (GlobSteps& steps : alternatives) {
-      for (GlobStep& step : steps) {
-        std::string folded;
-        foldCase(step.bytes, folded);
-        step.bytes.swap(folded);
-      }
-    }
-    return alternatives;
+    Reading reading = Reader(expression).read(caseSensitive);
+    if (!reading.caseSensitive) foldLiterals(reading.steps);
+    return reading;
   } catch (const NotUnderstood&) {
     return std::nullopt;
   }
+}
+
+std::vector<Steps> multipliedOut(const Steps& steps, std::size_t most) {
+  std::vector<Steps> product(1);
+  for (const Step& step : steps) {
+    const std::size_t room = most / product.size();
+    std::size_t count = 0;
+    for (const Steps& alternative : step.alternatives) count += countOf(alternative, room);
+    if (step.kind != Step::Group || count > room) {
+      for (Steps& sequence : product) append(sequence, step);
+      continue;
+    }
+    std::vector<Steps> longer;
+    for (const Steps& alternative : step.alternatives) {
+      for (const Steps& tail : multipliedOut(alternative, most)) {
+        for (const Steps& head : product) {
+          longer.push_back(head);
+          for (const Step& more : tail) append(longer.back(), more);
+        }
+      }
+    }
+    product.swap(longer);
+  }
+  return product;
 }
 
 }  // namespace QVL

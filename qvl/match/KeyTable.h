@@ -1,127 +1,263 @@
-// Rules filed under keys. Private to the library.
+// Entries under keys. Private to the library.
 
 #ifndef QVL_MATCH_KEY_TABLE_H
 #define QVL_MATCH_KEY_TABLE_H
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <vector>
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <type_traits>
+#include <utility>
 
 #include "qvl/match/PathKeys.h"
 
 namespace QVL {
 
-// A hash table from key to the entries filed under it, with a filter in front: most keys that are
-// looked for are not there, and the filter, a few bits per key, says so without touching the table.
+// A hash table from key to the entries under it, with a filter in front: most keys that are looked
+// for are not there, and the filter, a few bits per key, says so without touching the table.
 //
-// Thread safety: none; the data set's lock guards it.
+// It grows step by step: while a larger table takes over from a smaller one, each change moves a
+// few keys, and a look-up asks both. No change moves more than kMovedPerChange keys.
+//
+// Thread safety: any number of threads may look up at once, while none changes the table.
 template <typename Entry>
 class KeyTable {
  public:
   using Key = PathKeys::Key;
 
-  KeyTable() { rebuild(kSmallest); }
+  // The entries under one key, side by side, so that many are passed over quickly: in one piece of
+  // memory with their number.
+  class Entries {
+   public:
+    const Entry* begin() const { return reinterpret_cast<const Entry*>(this + 1); }
+    const Entry* end() const { return begin() + m_count; }
+    std::size_t size() const { return m_count; }
 
-  // Files an entry. Strong guarantee: std::bad_alloc changes nothing.
-  void insert(Key key, const Entry& entry) {
-    if ((m_usedSlots + 1) * 2 > m_slots.size()) rebuild(3 * (keysInUse() + 1));
-    Slot& slot = m_slots[slotOf(key)];
-    slot.entries.push_back(entry);
-    if (slot.key != 0) return;
-    slot.key = key;
-    ++m_usedSlots;
-    m_filter[filterWord(key)] |= filterBits(key);
+   private:
+    friend class KeyTable;
+    static_assert(std::is_trivially_copyable_v<Entry> && alignof(Entry) <= 8, "moved by realloc");
+
+    // With one more entry, perhaps elsewhere; null may stand for none.
+    static Entries* with(Entries* entries, const Entry& entry) {
+      const std::uint32_t count = entries ? entries->m_count : 0;
+      if (!entries || count == entries->m_room) {
+        const std::uint32_t room = count < 2 ? count + 1 : count + count / 2;
+        void* const memory = std::realloc(entries, sizeof(Entries) + room * sizeof(Entry));
+        if (!memory) throw std::bad_alloc();
+        entries = static_cast<Entries*>(memory);
+        entries->m_room = room;
+      }
+      const_cast<Entry*>(entries->begin())[count] = entry;
+      entries->m_count = count + 1;
+      return entries;
+    }
+
+    std::uint32_t m_count;
+    std::uint32_t m_room;
+  };
+
+  static constexpr std::size_t kMovedPerChange = 16;
+
+  // Adds an entry and answers at which place among those of its key. Strong guarantee:
+  // std::bad_alloc changes nothing.
+  std::uint32_t insert(Key key, const Entry& entry) {
+    move();
+    if (m_old.empty() && (m_table.used + 1) * 2 > m_table.slots()) grow();
+    Slot* const slot = slotOf(key);
+    if (!slot) {
+      m_table.add(key, Entries::with(nullptr, entry));
+      ++m_keys;
+      return 0;
+    }
+    const bool wasThere = slot->entries != nullptr;
+    slot->entries = Entries::with(slot->entries, entry);
+    m_keys += !wasThere;
+    return slot->entries->m_count - 1;
   }
 
-  // Takes the entries under a key away for which `isGone(entry)`.
-  template <typename IsGone>
-  void erase(Key key, IsGone isGone) noexcept {
-    // The slot and the filter's bits stay until the table is next rebuilt.
-    std::vector<Entry>& entries = m_slots[slotOf(key)].entries;
-    entries.erase(std::remove_if(entries.begin(), entries.end(), isGone), entries.end());
-    if (entries.empty()) std::vector<Entry>().swap(entries);
+  // Takes the entry at a place under a key away. The last one takes its place, of which
+  // `moved(entry)` is told. The key's slot and its bits in the filter stay until the table is next
+  // built anew.
+  template <typename Moved>
+  void erase(Key key, std::uint32_t place, Moved moved) noexcept {
+    move();
+    Slot& slot = *slotOf(key);
+    Entries& entries = *slot.entries;
+    Entry* const begin = const_cast<Entry*>(entries.begin());
+    if (place != --entries.m_count) {
+      begin[place] = begin[entries.m_count];
+      moved(begin[place]);
+    }
+    if (entries.m_count != 0) return;
+    std::free(slot.entries);
+    slot.entries = nullptr;
+    --m_keys;
+  }
+
+  // How many entries there are under a key.
+  std::size_t count(Key key) const {
+    const Entries* const entries = find(key);
+    return entries ? entries->size() : 0;
   }
 
   // False when nothing stands under the key; true nearly always means that something does.
-  bool mayHold(Key key) const {
-    const std::uint64_t bits = filterBits(key);
-    return (m_filter[filterWord(key)] & bits) == bits;
+  bool mayHold(Key key) const { return m_table.mayHold(key) || m_old.mayHold(key); }
+
+  // Asks for what stands under a key: a large table is far from the processor.
+  void prefetch(Key key) const { m_table.prefetch(key); }
+
+  // The entries under a key; null when there are none.
+  const Entries* find(Key key) const {
+    const Slot* const slot = slotOf(key);
+    return slot ? slot->entries : nullptr;
   }
 
-  // Calls `visit(entry)` for the entries under all of the keys until it answers true, and answers
-  // so itself. A large table is far from the processor: what stands there is asked for beforehand.
-  template <std::size_t size, typename Visit>
-  bool find(const std::array<Key, size>& keys, std::size_t count, Visit visit) const {
-    for (std::size_t i = 0; i < count; ++i) __builtin_prefetch(&m_slots[firstSlotOf(keys[i])]);
-    std::array<const std::vector<Entry>*, size> found;
-    for (std::size_t i = 0; i < count; ++i) {
-      // A free slot has no entries.
-      found[i] = &m_slots[slotOf(keys[i])].entries;
-      __builtin_prefetch(found[i]->data());
-    }
-    for (std::size_t i = 0; i < count; ++i) {
-      for (const Entry& entry : *found[i]) {
-        if (visit(entry)) return true;
+  // Calls `visit(entry)` for all entries until it answers true, and answers so itself.
+  template <typename Visit>
+  bool all(Visit visit) const {
+    for (const Table* const table : {&m_table, &m_old}) {
+      for (std::size_t i = 0; i < table->slots(); ++i) {
+        const Entries* const entries = table->at(i).entries;
+        if (entries && std::any_of(entries->begin(), entries->end(), visit)) return true;
       }
     }
     return false;
   }
 
+  // The slots that `all` goes through.
+  std::size_t slots() const { return m_table.slots() + m_old.slots(); }
+
  private:
-  static constexpr std::size_t kSmallest = 256;
+  static constexpr std::size_t kSmallest = 16;
   static constexpr std::size_t kSlotsPerFilterWord = 8;
 
-  // The entries of a key stand side by side, so that many of them are passed over quickly.
   struct Slot {
-    Key key = 0;  // 0 while free
-    std::vector<Entry> entries;
+    Key key;           // 0 while free
+    Entries* entries;  // owned; null when they were moved away
   };
 
-  std::size_t firstSlotOf(Key key) const { return (key >> 20) & m_mask; }
-  std::size_t slotOf(Key key) const {
-    std::size_t index = firstSlotOf(key);
-    while (m_slots[index].key != 0 && m_slots[index].key != key) index = (index + 1) & m_mask;
-    return index;
+  struct Free {
+    void operator()(void* memory) const { std::free(memory); }
+  };
+
+  // A table of a fixed size, a power of two. Its memory comes zeroed from the system, so that a
+  // large one need not be cleared at once.
+  class Table {
+   public:
+    Table() = default;
+    explicit Table(std::size_t slots)
+        : m_slots(zeroed<Slot>(slots)),
+          m_filter(zeroed<std::uint64_t>(slots / kSlotsPerFilterWord)),
+          m_size(slots) {}
+    Table(Table&& other) noexcept { swap(other); }
+    Table& operator=(Table&& other) noexcept {
+      swap(other);
+      return *this;
+    }
+    ~Table() {
+      for (std::size_t i = 0; i < m_size; ++i) std::free(m_slots[i].entries);
+    }
+
+    bool empty() const { return m_size == 0; }
+    std::size_t slots() const { return m_size; }
+    Slot& at(std::size_t i) const { return m_slots[i]; }
+
+    bool mayHold(Key key) const {
+      if (m_size == 0) return false;
+      const std::uint64_t bits = filterBits(key);
+      return (m_filter[filterWord(key)] & bits) == bits;
+    }
+    void prefetch(Key key) const {
+      if (m_size != 0) __builtin_prefetch(&m_slots[firstSlot(key)]);
+    }
+    // Null when the key was never there.
+    Slot* find(Key key) const {
+      if (m_size == 0) return nullptr;
+      Slot& slot = m_slots[slotOf(key)];
+      return slot.key == 0 ? nullptr : &slot;
+    }
+
+    // Takes the entries over under a key that is not there.
+    void add(Key key, Entries* entries) {
+      Slot& slot = m_slots[slotOf(key)];
+      used += slot.key == 0;
+      slot.key = key;
+      slot.entries = entries;
+      m_filter[filterWord(key)] |= filterBits(key);
+    }
+
+    std::size_t used = 0;  // slots that have a key
+
+   private:
+    template <typename T>
+    static std::unique_ptr<T[], Free> zeroed(std::size_t count) {
+      void* const memory = std::calloc(count, sizeof(T));
+      if (!memory) throw std::bad_alloc();
+      return std::unique_ptr<T[], Free>(static_cast<T*>(memory));
+    }
+
+    void swap(Table& other) noexcept {
+      std::swap(m_slots, other.m_slots);
+      std::swap(m_filter, other.m_filter);
+      std::swap(m_size, other.m_size);
+      std::swap(used, other.used);
+    }
+
+    std::size_t firstSlot(Key key) const { return (key >> 20) & (m_size - 1); }
+    std::size_t slotOf(Key key) const {
+      std::size_t index = firstSlot(key);
+      while (m_slots[index].key != 0 && m_slots[index].key != key)
+        index = (index + 1) & (m_size - 1);
+      return index;
+    }
+    std::size_t filterWord(Key key) const {
+      return (key >> 20) & (m_size / kSlotsPerFilterWord - 1);
+    }
+    static std::uint64_t filterBits(Key key) {
+      return std::uint64_t{1} << ((key >> 4) & 63) | std::uint64_t{1} << ((key >> 10) & 63);
+    }
+
+    std::unique_ptr<Slot[], Free> m_slots;
+    std::unique_ptr<std::uint64_t[], Free> m_filter;
+    std::size_t m_size = 0;
+  };
+
+  // The slot of a key; null when there is none. One in the old table counts while it has entries
+  // only: it may be among those that were gone through already.
+  Slot* slotOf(Key key) const {
+    Slot* const slot = m_table.find(key);
+    if (slot || m_old.empty()) return slot;
+    Slot* const old = m_old.find(key);
+    return old && old->entries ? old : nullptr;
   }
 
-  std::size_t filterWord(Key key) const { return (key >> 20) & m_filterMask; }
-  static std::uint64_t filterBits(Key key) {
-    return std::uint64_t{1} << ((key >> 4) & 63) | std::uint64_t{1} << ((key >> 10) & 63);
+  // The table becomes the old one, and a new one takes over, with room for the keys that have
+  // entries and for those that come until the last of them has moved.
+  void grow() {
+    std::size_t size = std::max(kSmallest, m_table.slots() / 4);
+    while (size < 4 * (m_keys + 1)) size *= 2;
+    Table next(size);
+    m_old = std::move(m_table);
+    m_table = std::move(next);
+    m_moved = 0;
   }
 
-  std::size_t keysInUse() const {
-    return static_cast<std::size_t>(std::count_if(
-        m_slots.begin(), m_slots.end(), [](const Slot& slot) { return !slot.entries.empty(); }));
-  }
-
-  // Room for `wanted` slots, without those whose entries are gone.
-  void rebuild(std::size_t wanted) {
-    std::size_t size = kSmallest;
-    while (size < wanted) size *= 2;
-    std::vector<Slot> slots(size);
-    std::vector<std::uint64_t> filter(size / kSlotsPerFilterWord);
-    slots.swap(m_slots);
-    m_filter.swap(filter);
-    m_mask = size - 1;
-    m_filterMask = m_filter.size() - 1;
-    m_usedSlots = 0;
-    for (Slot& old : slots) {
-      if (old.entries.empty()) continue;
-      Slot& slot = m_slots[slotOf(old.key)];
-      slot.key = old.key;
-      slot.entries.swap(old.entries);
-      ++m_usedSlots;
-      m_filter[filterWord(slot.key)] |= filterBits(slot.key);
+  void move() noexcept {
+    for (std::size_t i = 0; i < kMovedPerChange && !m_old.empty(); ++i) {
+      Slot& slot = m_old.at(m_moved);
+      Entries* const entries = std::exchange(slot.entries, nullptr);
+      if (entries) m_table.add(slot.key, entries);
+      if (++m_moved == m_old.slots()) m_old = Table();
     }
   }
 
-  std::vector<Slot> m_slots;  // a power of two of them, at most half used
-  std::vector<std::uint64_t> m_filter;
-  std::size_t m_mask = 0;
-  std::size_t m_filterMask = 0;
-  std::size_t m_usedSlots = 0;
+  Table m_table;
+  Table m_old;              // what is still to be moved
+  std::size_t m_moved = 0;  // how many slots of it were
+  std::size_t m_keys = 0;   // that have entries
 };
 
 }  // namespace QVL

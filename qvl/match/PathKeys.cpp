@@ -1,5 +1,7 @@
 #include "qvl/match/PathKeys.h"
 
+#include <algorithm>
+
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
@@ -16,8 +18,8 @@ class Chunk {
  public:
   // `atStart`, `atEnd`: the chunk stands at the start or at the end of every text; `behindSlash`: a
   // component begins with it. `text` is for the chunk to use.
-  Chunk(std::string_view bytes, bool atStart, bool behindSlash, bool atEnd, Text& text,
-        RuleKeys& keys)
+  Chunk(std::string_view bytes, bool atStart, bool behindSlash, bool atEnd, HashedText& text,
+        PatternKeys& keys)
       : m_bytes(bytes), m_atStart(atStart), m_atEnd(atEnd), m_text(text), m_keys(keys) {
     m_whole = atStart || behindSlash;
   }
@@ -37,7 +39,7 @@ class Chunk {
       const std::string_view extension = m_bytes.substr(dot + 1);
       const std::uint64_t hash = hashOf(extension);
       add(Kind::Extension, hash, extension.size());
-      m_keys.marks |= markOf(hash);
+      m_keys.components |= bitOf(hash);
     }
   }
 
@@ -50,7 +52,6 @@ class Chunk {
       m_pairing = false;
       if (whollyStarts) {
         piece(part, Kind::Head8, [&](std::size_t n) { return part.substr(0, n); });
-        m_keys.headMarks |= textOf(part.substr(0, 4)).headMarks();
       }
       if (whollyEnds) {
         piece(part, Kind::Tail8, [&](std::size_t n) { return part.substr(part.size() - n); });
@@ -68,7 +69,7 @@ class Chunk {
     }
     if (!part.empty()) {
       add(Kind::Component, hash, part.size());
-      m_keys.marks |= markOf(hash);
+      m_keys.components |= bitOf(hash);
     }
     m_pairing = true;
     m_previous = hash;
@@ -86,7 +87,7 @@ class Chunk {
     }
   }
 
-  const Text& textOf(std::string_view piece) {
+  const HashedText& textOf(std::string_view piece) {
     m_text.assign(piece);
     return m_text;
   }
@@ -100,8 +101,8 @@ class Chunk {
   const std::string_view m_bytes;
   const bool m_atStart;
   const bool m_atEnd;
-  Text& m_text;
-  RuleKeys& m_keys;
+  HashedText& m_text;
+  PatternKeys& m_keys;
 
   bool m_whole;  // does the next part begin a component?
   std::uint64_t m_prefix = kNoComponents;
@@ -114,17 +115,19 @@ class Chunk {
 
 }  // namespace
 
-RuleKeys keysOf(const GlobSteps& steps) {
-  RuleKeys keys;
-  Text text;
+PatternKeys keysOf(const Steps& steps) {
+  PatternKeys keys;
+  HashedText text;
+  std::vector<std::string_view> literals;
   for (std::size_t i = 0; i < steps.size(); ++i) {
-    if (steps[i].kind != GlobStep::Literal) continue;
+    if (steps[i].kind != Step::Literal) continue;
     // Folders behind a slash lead to the start of a component again.
-    const bool behindSlash = i >= 2 && steps[i - 1].kind == GlobStep::Folders &&
-                             steps[i - 2].kind == GlobStep::Literal &&
-                             steps[i - 2].bytes.back() == '/';
+    const bool behindSlash = i >= 2 && steps[i - 1].kind == Step::Folders &&
+                             steps[i - 2].kind == Step::Literal && steps[i - 2].bytes.back() == '/';
     Chunk(steps[i].bytes, i == 0, behindSlash, i + 1 == steps.size(), text, keys).collect();
+    literals.push_back(steps[i].bytes);
   }
+  keys.grams = Grams::of(literals);
   return keys;
 }
 
@@ -155,12 +158,11 @@ std::uint64_t foldInto(char* out, const char* text) {
 
 }  // namespace
 
-void Text::assign(std::string_view text) {
+void HashedText::assign(std::string_view text) {
   constexpr std::size_t kStep = 16;
   constexpr std::size_t kBlock = 64;
   const std::size_t size = text.size();
-  if (m_buffer.size() < size + 2 * kMargin) m_buffer.resize(2 * (size + 2 * kMargin));
-  if (m_ends.size() < size + 1) m_ends.resize(2 * (size + 1));
+  reserve(size);
   char* const out = m_buffer.data() + kMargin;
   std::size_t ends = 0;
 
@@ -184,6 +186,67 @@ void Text::assign(std::string_view text) {
   }
   m_ends[ends] = static_cast<std::uint32_t>(size);
   m_components = ends + 1;
+  m_size = size;
+}
+
+void HashedText::shrink() {
+  constexpr std::size_t kKept = std::size_t{64} * 1024;
+  if (m_buffer.size() > kKept) std::vector<char>().swap(m_buffer);
+  if (m_ends.size() * sizeof m_ends[0] > kKept) std::vector<std::uint32_t>().swap(m_ends);
+}
+
+std::uint16_t Grams::of4(const char* bytes) {
+  std::uint32_t piece;
+  std::memcpy(&piece, bytes, sizeof piece);
+  return static_cast<std::uint16_t>(piece * 0x9E3779B1u >> 16);
+}
+
+std::uint16_t Grams::of2(const char* bytes) {
+  std::uint16_t piece;
+  std::memcpy(&piece, bytes, sizeof piece);
+  return static_cast<std::uint16_t>(piece * 0x85EBCA6Bu >> 13);
+}
+
+std::uint64_t Grams::of(const std::vector<std::string_view>& literals) {
+  // Long pieces first, and of each literal its ends first: what patterns differ in is oftenest
+  // there.
+  std::vector<std::uint16_t> grams;
+  HashedText text;
+  for (const std::size_t length : {std::size_t{4}, std::size_t{2}}) {
+    for (const std::string_view literal : literals) {
+      const bool isLong = literal.size() >= 4;
+      if (literal.size() < 2 || isLong != (length == 4)) continue;
+      text.assign(literal);
+      const std::size_t last = literal.size() - length;
+      for (const std::size_t at : {last, last / 2, std::size_t{0}, last / 4}) {
+        const char* const bytes = text.bytes(at);
+        const std::uint16_t gram = length == 4 ? of4(bytes) : of2(bytes);
+        if (std::find(grams.begin(), grams.end(), gram) == grams.end()) grams.push_back(gram);
+      }
+    }
+  }
+  // Of many, those that stand farthest apart.
+  std::uint64_t all = 0;
+  const std::size_t count = std::min<std::size_t>(grams.size(), 4);
+  for (std::size_t i = 0; i < count; ++i) {
+    all |= std::uint64_t{grams[i * grams.size() / count]} << (16 * i);
+  }
+  return all;
+}
+
+std::size_t Grams::bitsFor(std::size_t length) {
+  std::size_t bits = 1024;
+  while (bits < 16 * length && bits < 65536) bits *= 2;
+  return bits;
+}
+
+void Grams::assign(const HashedText& text) {
+  const std::size_t bits = bitsFor(text.size());
+  m_bits.assign(bits / 64, 0);
+  m_mask = bits - 1;
+  set(0);
+  for (std::size_t at = 0; at + 2 <= text.size(); ++at) set(of2(text.bytes(at)));
+  for (std::size_t at = 0; at + 4 <= text.size(); ++at) set(of4(text.bytes(at)));
 }
 
 }  // namespace PathKeys

@@ -1,4 +1,4 @@
-// The keys under which rules are filed and paths are looked up. Private to the library.
+// The keys under which patterns stand in an index and paths are looked up. Private to the library.
 
 #ifndef QVL_MATCH_PATH_KEYS_H
 #define QVL_MATCH_PATH_KEYS_H
@@ -9,14 +9,14 @@
 #include <string_view>
 #include <vector>
 
-#include "qvl/match/Glob.h"
+#include "qvl/match/Expression.h"
 
 namespace QVL {
 namespace PathKeys {
 
-// A key is a hash of a piece of a path that a rule's literals fix completely, together with the
-// kind of piece. Every text that a rule matches has every key of that rule; so a rule need be filed
-// under one key only, and a text that lacks the key cannot match the rule. Letters are hashed
+// A key is a hash of a piece of a text that a pattern's literals fix completely, together with the
+// kind of piece. Every text that a pattern matches has every key of that pattern; so a pattern need
+// stand under one key only, and a text that lacks the key cannot match it. Letters are hashed
 // without regard to ASCII case, which makes one key serve both ways of matching; the comparison
 // that follows decides.
 using Key = std::uint64_t;
@@ -36,22 +36,21 @@ enum class Kind : unsigned {
 constexpr unsigned kKinds = 10;
 
 // A key together with what it takes to look for it.
-struct RuleKey {
+struct PatternKey {
   Key key;
   Kind kind;
   unsigned depth;      // of a Prefix: the number of components
   std::size_t length;  // bytes of literal behind it
 };
 
-// The keys of one alternative of a rule's expression, and the marks that every text bears which
-// it matches: of whole components and the extension, and of the first bytes of components.
-struct RuleKeys {
-  std::vector<RuleKey> keys;
-  std::uint64_t marks = 0;
-  std::uint64_t headMarks = 0;
+// What every text has that a sequence of steps matches.
+struct PatternKeys {
+  std::vector<PatternKey> keys;
+  std::uint64_t components = 0;  // one bit of 64 for each whole component and the extension
+  std::uint64_t grams = 0;       // four numbers of grams, see Grams
 };
 
-RuleKeys keysOf(const GlobSteps& steps);
+PatternKeys keysOf(const Steps& steps);
 
 inline std::uint64_t mix(std::uint64_t a, std::uint64_t b) {
   const unsigned __int128 product =
@@ -76,16 +75,31 @@ inline std::uint64_t pairOf(std::uint64_t first, std::uint64_t second) {
   return mix(first, second ^ kNoComponents);
 }
 
-// One bit of 64 for a component or an extension: what a text must have, told cheaply.
-inline std::uint64_t markOf(std::uint64_t hash) {
+// One bit of 64 for a component or an extension.
+inline std::uint64_t bitOf(std::uint64_t hash) {
   return std::uint64_t{1} << (hash >> 58);
 }
 
-// A text made ready for hashing: in a buffer of its own, with room around it, so that eight bytes
-// can be read at any place, and with its slashes found. Keeps its storage from text to text.
-class Text {
+// A text made ready for hashing: in a buffer of its own, ASCII letters folded, with room around it,
+// so that eight bytes can be read at any place, and with its slashes found. Keeps its storage from
+// text to text.
+class HashedText {
  public:
+  // Makes room for texts of that length, so that assign need not.
+  void reserve(std::size_t length) {
+    if (m_buffer.size() < length + 2 * kMargin) m_buffer.resize(2 * (length + 2 * kMargin));
+    if (m_ends.size() < length + 1) m_ends.resize(2 * (length + 1));
+  }
+
   void assign(std::string_view text);
+
+  std::size_t size() const { return m_size; }
+
+  // The bytes at a place, as they are hashed.
+  const char* bytes(std::size_t at) const { return m_buffer.data() + kMargin + at; }
+
+  // Gives back what a text far longer than a path needed.
+  void shrink();
 
   // The number of components: between the slashes, the first and the last, possibly empty,
   // included.
@@ -94,18 +108,6 @@ class Text {
   // Where component `index` starts and how long it is.
   std::size_t start(std::size_t index) const { return index == 0 ? 0 : m_ends[index - 1] + 1u; }
   std::size_t length(std::size_t index) const { return m_ends[index] - start(index); }
-
-  // One bit of 64 for the first four bytes of each component that has so many.
-  std::uint64_t headMarks() const {
-    const char* const first = m_buffer.data() + kMargin;
-    std::uint64_t marks = 0;
-    for (std::size_t i = 0; i < m_components; ++i) {
-      std::uint32_t head;
-      std::memcpy(&head, first + start(i), sizeof head);
-      marks |= std::uint64_t{length(i) >= sizeof head} << (head * 0x9E3779B1u >> 26);
-    }
-    return marks;
-  }
 
   // The hash of a piece of the text, without regard to ASCII case. The lengths that components have
   // take no branch that depends on them.
@@ -132,6 +134,43 @@ class Text {
   std::vector<char> m_buffer;
   std::vector<std::uint32_t> m_ends;
   std::size_t m_components = 0;
+  std::size_t m_size = 0;
+};
+
+// Which short pieces a text has, wherever they stand: a Bloom filter over all pieces of four bytes
+// and of two. A pattern names four of those that its literals are made of; a text that lacks one
+// cannot match.
+class Grams {
+ public:
+  // Four numbers of 16 bits, of pieces that all these literals have, longest first; 0 stands for a
+  // piece that every text has.
+  static std::uint64_t of(const std::vector<std::string_view>& literals);
+
+  // Makes room for texts of that length, so that assign need not.
+  void reserve(std::size_t length) { m_bits.reserve(bitsFor(length) / 64); }
+
+  void assign(const HashedText& text);
+
+  bool mayHave(std::uint64_t grams) const {
+    return (bit(grams) & bit(grams >> 16) & bit(grams >> 32) & bit(grams >> 48)) != 0;
+  }
+
+ private:
+  static std::size_t bitsFor(std::size_t length);
+  static std::uint16_t of4(const char* bytes);
+  static std::uint16_t of2(const char* bytes);
+
+  unsigned bit(std::uint64_t gram) const {
+    const std::size_t at = gram & m_mask;
+    return static_cast<unsigned>(m_bits[at / 64] >> (at % 64)) & 1u;
+  }
+  void set(std::uint16_t gram) {
+    const std::size_t at = gram & m_mask;
+    m_bits[at / 64] |= std::uint64_t{1} << (at % 64);
+  }
+
+  std::vector<std::uint64_t> m_bits;
+  std::size_t m_mask = 0;
 };
 
 }  // namespace PathKeys

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "qvl/match/Glob.h"
+#include "qvl/match/Expression.h"
 
 namespace QVL {
 namespace Test {
@@ -14,42 +14,56 @@ namespace Test {
 // literal.
 struct StepSign {
   char sign;
-  GlobStep::Kind kind;
+  Step::Kind kind;
 };
 constexpr StepSign kStepSigns[] = {
-    {'*', GlobStep::RunNotSlash}, {'=', GlobStep::Run}, {'~', GlobStep::Folders},
-    {'?', GlobStep::OneNotSlash}, {'_', GlobStep::One}, {'!', GlobStep::Unknown},
+    {'*', Step::RunNotSlash}, {'=', Step::Run}, {'~', Step::Folders},
+    {'?', Step::OneNotSlash}, {'_', Step::One}, {'!', Step::Set},
 };
 
-inline GlobStep::Kind kindOf(char sign) {
+inline Step::Kind kindOf(char sign) {
   for (const StepSign& known : kStepSigns) {
     if (known.sign == sign) return known.kind;
   }
-  return GlobStep::Literal;
+  return Step::Literal;
 }
 
-inline GlobSteps stepsOf(const std::string& notation) {
-  GlobSteps steps;
+inline Steps stepsOf(const std::string& notation) {
+  Steps steps;
   for (const char sign : notation) {
-    const GlobStep::Kind kind = kindOf(sign);
-    if (kind != GlobStep::Literal) {
-      steps.push_back({kind, {}});
-    } else if (!steps.empty() && steps.back().kind == GlobStep::Literal) {
+    const Step::Kind kind = kindOf(sign);
+    if (kind != Step::Literal) {
+      steps.push_back({kind, {}, {}});
+    } else if (!steps.empty() && steps.back().kind == Step::Literal) {
       steps.back().bytes += sign;
     } else {
-      steps.push_back({kind, std::string(1, sign)});
+      steps.push_back({kind, std::string(1, sign), {}});
     }
   }
   return steps;
 }
 
-inline std::string notationOf(const GlobSteps& steps) {
+// A group as "{a,b}", a repetition as "{a}" and its counts; a set and a place as '!'.
+inline std::string notationOf(const Steps& steps) {
   std::string notation;
-  for (const GlobStep& step : steps) {
-    notation += step.bytes;
-    for (const StepSign& known : kStepSigns) {
-      if (known.kind == step.kind) notation += known.sign;
+  for (const Step& step : steps) {
+    if (step.kind == Step::Group || step.kind == Step::Repeat) {
+      notation += '{';
+      for (std::size_t i = 0; i < step.alternatives.size(); ++i) {
+        notation += (i == 0 ? "" : ",") + notationOf(step.alternatives[i]);
+      }
+      notation += '}';
+      if (step.kind == Step::Repeat) {
+        notation += std::to_string(step.least) + '-';
+        if (step.most != Step::kUnbounded) notation += std::to_string(step.most);
+      }
+      continue;
     }
+    char sign = '!';
+    for (const StepSign& known : kStepSigns) {
+      if (known.kind == step.kind) sign = known.sign;
+    }
+    notation += step.kind == Step::Literal ? step.bytes : std::string(1, sign);
   }
   return notation;
 }

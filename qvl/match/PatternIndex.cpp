@@ -1,0 +1,179 @@
+#include "qvl/match/PatternIndex.h"
+
+#include <algorithm>
+#include <functional>
+#include <utility>
+
+namespace QVL {
+
+using PathKeys::Kind;
+using PathKeys::PatternKey;
+using PathKeys::PatternKeys;
+
+void PatternIndex::Scratch::shrink() {
+  text.shrink();
+}
+
+void PatternIndex::Scratch::Met::clear() {
+  m_row.clear();
+}
+
+bool PatternIndex::Scratch::Met::add(std::uint64_t number) {
+  constexpr std::size_t kFew = 16;
+  if (m_row.size() < kFew) {
+    if (std::find(m_row.begin(), m_row.end(), number) != m_row.end()) return false;
+    m_row.push_back(number);
+    return true;
+  }
+  if (m_row.size() == kFew || 2 * m_row.size() >= m_table.size()) {
+    std::size_t size = 64;
+    while (size < 4 * m_row.size()) size *= 2;
+    m_table.assign(size, 0);
+    for (const std::uint64_t known : m_row) insert(known);
+  }
+  const std::size_t mask = m_table.size() - 1;
+  for (std::size_t at = PathKeys::mix(number, 1) & mask; m_table[at] != 0; at = (at + 1) & mask) {
+    if (m_table[at] == number) return false;
+  }
+  m_row.push_back(number);
+  insert(number);
+  return true;
+}
+
+void PatternIndex::Scratch::Met::insert(std::uint64_t number) {
+  const std::size_t mask = m_table.size() - 1;
+  std::size_t at = PathKeys::mix(number, 1) & mask;
+  while (m_table[at] != 0) at = (at + 1) & mask;
+  m_table[at] = number;
+}
+
+bool PatternIndex::ByLead::operator()(const Program* a, const Program* b) const {
+  const int order = a->lead().compare(b->lead());
+  if (order != 0) return order < 0;
+  const bool aReadsOn = a->readsOnBehindLead();
+  const bool bReadsOn = b->readsOnBehindLead();
+  return aReadsOn != bReadsOn ? aReadsOn : std::less<const Program*>()(a, b);
+}
+
+// The key that the fewest patterns stand under; among equals, the longest. What a kind of key costs
+// every text that has to be looked up by it is weighed against patterns that are run in vain.
+const PatternKey& PatternIndex::leastPopular(const std::vector<PatternKey>& keys) const {
+  const auto cost = [&](const PatternKey& key) -> std::size_t {
+    const std::size_t price = key.kind >= Kind::Head8 ? 1000 : key.kind == Kind::Pair ? 16 : 0;
+    return m_table.count(key.key) + price;
+  };
+  const PatternKey* chosen = &keys.front();
+  std::size_t leastCost = cost(*chosen);
+  for (const PatternKey& key : keys) {
+    const std::size_t costOfKey = cost(key);
+    if (costOfKey > leastCost || (costOfKey == leastCost && key.length <= chosen->length)) continue;
+    chosen = &key;
+    leastCost = costOfKey;
+  }
+  return *chosen;
+}
+
+void PatternIndex::use(const PatternKey& key, int change) {
+  const auto adjust = [change](std::uint32_t& uses, std::uint64_t& mask, unsigned bit) {
+    uses = static_cast<std::uint32_t>(static_cast<int>(uses) + change);
+    mask = (mask & ~(std::uint64_t{1} << bit)) | std::uint64_t{uses != 0} << bit;
+  };
+  const auto kind = static_cast<unsigned>(key.kind);
+  adjust(m_kindUse[kind], m_kinds, kind);
+  if (key.kind == Kind::Prefix) adjust(m_depthUse[key.depth], m_depths, key.depth);
+}
+
+void PatternIndex::insert(const Program& program, Owner owner, std::uint32_t tag, Place& place) {
+  const std::vector<Steps> alternatives = multipliedOut(program.outline(), kMostAlternatives);
+  std::vector<PatternKeys> keys;
+  bool haveKeys = true;
+  for (const Steps& steps : alternatives) {
+    keys.push_back(PathKeys::keysOf(steps));
+    haveKeys = haveKeys && !keys.back().keys.empty();
+  }
+  const bool folded = !program.caseSensitive();
+  m_leads[folded].insert(&program);
+  place.program = &program;
+  place.owner = owner;
+  ++m_size;
+  m_folded += folded;
+  Entry entry{0, 0, &program, &place, tag, 0, folded, keys.size() > 1};
+  try {
+    if (!haveKeys) {
+      // What all of its alternatives need is not worked out; it is compared as a whole.
+      if (keys.size() == 1) {
+        entry.components = keys.front().components;
+        entry.grams = keys.front().grams;
+      }
+      place.comparedAt = static_cast<std::uint32_t>(m_compared.size());
+      m_compared.push_back(entry);
+      return;
+    }
+    place.keys.reserve(keys.size());
+    for (const PatternKeys& one : keys) {
+      const PatternKey& key = leastPopular(one.keys);
+      entry.components = one.components;
+      entry.grams = one.grams;
+      entry.alternative = static_cast<std::uint16_t>(place.keys.size());
+      place.keys.push_back({key, m_table.insert(key.key, entry)});
+      use(key, +1);
+    }
+  } catch (...) {
+    erase(place);
+    throw;
+  }
+}
+
+void PatternIndex::erase(Place& place) noexcept {
+  if (!place.program) return;
+  const bool folded = !place.program->caseSensitive();
+  m_leads[folded].erase(place.program);
+  --m_size;
+  m_folded -= folded;
+  for (const Place::Key& key : place.keys) {
+    m_table.erase(key.key.key, key.at,
+                  [&](const Entry& moved) { moved.place->keys[moved.alternative].at = key.at; });
+    use(key.key, -1);
+  }
+  const std::uint32_t at = place.comparedAt;
+  if (at < m_compared.size() && m_compared[at].place == &place) {
+    m_compared[at] = m_compared.back();
+    m_compared[at].place->comparedAt = at;
+    m_compared.pop_back();
+  }
+  place.keys.clear();
+  place.program = nullptr;
+}
+
+bool PatternIndex::readsOn(Text& text) const {
+  for (const bool folded : {false, true}) {
+    const auto& leads = m_leads[folded];
+    if (leads.empty()) continue;
+    const std::string_view read =
+        folded ? text.folded() : text.plain().substr(0, text.validPrefix());
+    // A literal that goes on where the text ends, or, like all below it, is none of its beginnings.
+    const auto longer = leads.upper_bound(read);
+    if (longer != leads.end() && (*longer)->lead().substr(0, read.size()) == read) return true;
+    // Those that the text begins with, longest first.
+    for (std::string_view rest = read;;) {
+      auto lead = leads.upper_bound(rest);
+      if (lead == leads.begin()) break;
+      const std::string_view found = (*std::prev(lead))->lead();
+      const auto differs = std::mismatch(found.begin(), found.end(), rest.begin(), rest.end());
+      const auto common = static_cast<std::size_t>(differs.second - rest.begin());
+      if (common < found.size()) {
+        rest = rest.substr(0, common);
+        continue;
+      }
+      for (lead = leads.lower_bound(found); lead != leads.end() && (*lead)->lead() == found;
+           ++lead) {
+        if ((*lead)->readsOnBehindLead() || (*lead)->readsOn(text)) return true;
+      }
+      if (found.empty()) break;
+      rest = rest.substr(0, found.size() - 1);
+    }
+  }
+  return false;
+}
+
+}  // namespace QVL

@@ -1,0 +1,313 @@
+// Finds the patterns that match a text, among very many. Private to the library.
+
+#ifndef QVL_MATCH_PATTERN_INDEX_H
+#define QVL_MATCH_PATTERN_INDEX_H
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <set>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "qvl/match/KeyTable.h"
+#include "qvl/match/PathKeys.h"
+#include "qvl/match/Program.h"
+#include "qvl/match/Text.h"
+
+namespace QVL {
+
+// An index over patterns that have a Program. Each stands, for each of a few alternatives of it,
+// under the one of its keys (see PathKeys) that the fewest stand under. A text is cut into its
+// components once; the patterns under its keys are the only ones that can match it, and of those
+// only the ones whose components and grams it has are run.
+//
+// What a look-up costs depends on the length of the text, and on how many patterns have all their
+// literal pieces in it. Each key is looked up once, however often its piece occurs, and each
+// pattern is run at most once.
+//
+// Invariants:
+//   1. Every text that a pattern matches has, for one of its alternatives, all its keys, components
+//      and grams. So a text that lacks one need not be compared.
+//   2. All of these ignore ASCII case and are only ever a reason to run the program, never an
+//   answer.
+//      A text with letters beyond ASCII is looked up twice where patterns ignore case: as it is,
+//      and case folded.
+//
+// Thread safety: any number of threads may look up at once, each with a scratch of its own, as long
+// as none changes the index.
+class PatternIndex {
+ public:
+  // Whatever the caller keeps a pattern for; the index only hands it back.
+  using Owner = const void*;
+
+  // Where a pattern stands in the index: what it takes to take it out. Stays at its address
+  // meanwhile.
+  struct Place {
+    struct Key {
+      PathKeys::PatternKey key;
+      std::uint32_t at;  // among the entries under it
+    };
+
+    Place() = default;
+    Place(const Place&) = delete;
+    Place& operator=(const Place&) = delete;
+
+    const Program* program = nullptr;  // null while it is in no index
+    Owner owner = nullptr;
+    std::vector<Key> keys;         // for each alternative; none: compared with every text
+    std::uint32_t comparedAt = 0;  // then its place among those
+  };
+
+  // What a look-up writes to, and nothing else does. Keeps its storage from text to text.
+  class Scratch {
+   public:
+    Scratch() { keys.reserve(kOrdinary); }
+
+    // Gives back what a text far longer than a path needed.
+    void shrink();
+
+   private:
+    friend class PatternIndex;
+
+    // As many as an ordinary text has, so that a change brings no allocation to the next query.
+    static constexpr std::size_t kOrdinary = 64;
+
+    // Those of some numbers that were met before.
+    class Met {
+     public:
+      Met() { m_row.reserve(kOrdinary); }
+      void clear();
+      // Adds a number, and answers whether it is new.
+      bool add(std::uint64_t number);
+
+     private:
+      void insert(std::uint64_t number);
+
+      std::vector<std::uint64_t> m_row;    // all of them, while they are few
+      std::vector<std::uint64_t> m_table;  // all of them, open addressing; 0 is free
+    };
+
+    PathKeys::HashedText text;
+    PathKeys::Grams grams;
+    std::vector<PathKeys::Key> keys;  // of the text, that something may stand under
+    Met metKeys;
+    Met metPlaces;
+  };
+
+  // What look-ups did, for tests that count work.
+  struct Work {
+    std::size_t keys = 0;      // looked up in the table
+    std::size_t entries = 0;   // visited
+    std::size_t programs = 0;  // run
+  };
+
+  // Adds a pattern, which outlives its stay. Strong guarantee: std::bad_alloc changes nothing.
+  void insert(const Program& program, Owner owner, std::uint32_t tag, Place& place);
+
+  // Takes a pattern out, if it is there.
+  void erase(Place& place) noexcept;
+
+  // How many patterns there are.
+  std::size_t size() const { return m_size; }
+
+  // Calls `found(owner)` for each pattern that matches a UTF-8 text and of which `admits(tag)`,
+  // until it answers true, and answers so itself. In no particular order; each pattern once, but
+  // one that ignores case perhaps twice in a text beyond ASCII.
+  template <typename Admits, typename Found>
+  bool find(Text& text, Scratch& scratch, Admits admits, Found found, Work* work = nullptr) const;
+
+  // Having read the UTF-8 part of a text, could any pattern read another character behind it?
+  bool readsOn(Text& text) const;
+
+ private:
+  // One alternative of a pattern, with all that most comparisons need.
+  struct Entry {
+    std::uint64_t components;  // that a text must have
+    std::uint64_t grams;
+    const Program* program;
+    Place* place;
+    std::uint32_t tag;  // the caller's
+    std::uint16_t alternative;
+    bool folded;           // case does not matter
+    bool hasAlternatives;  // stands under several keys
+  };
+
+  // Orders programs by the literal they begin with, and among equals those first that read on
+  // whatever comes behind it.
+  struct ByLead {
+    using is_transparent = void;
+    bool operator()(const Program* a, const Program* b) const;
+    bool operator()(const Program* a, std::string_view b) const { return a->lead() < b; }
+    bool operator()(std::string_view a, const Program* b) const { return a < b->lead(); }
+  };
+
+  // From so many candidates on it pays to find out which grams the text has.
+  static constexpr std::size_t kManyCandidates = 12;
+  // So many keys of a text are gathered before what stands under them is visited. Ordinary texts
+  // have fewer, and then it is known of the whole text which components it has.
+  static constexpr std::size_t kGathered = 32;
+  // Patterns of more alternatives than this are looked for by what all of those share.
+  static constexpr std::size_t kMostAlternatives = 16;
+
+  template <typename Visit>
+  bool visitAll(Work* work, Visit visit) const;
+  template <typename Visit>
+  bool visitCandidates(std::string_view text, Scratch& scratch, Work* work, Visit visit) const;
+  template <typename VisitGathered>
+  bool gatherKeys(std::string_view text, Scratch& scratch, VisitGathered visitGathered) const;
+  void use(const PathKeys::PatternKey& key, int change);
+  const PathKeys::PatternKey& leastPopular(const std::vector<PathKeys::PatternKey>& keys) const;
+  bool uses(PathKeys::Kind kind) const { return m_kinds >> static_cast<unsigned>(kind) & 1; }
+
+  KeyTable<Entry> m_table;
+  std::vector<Entry> m_compared;                // without keys: compared with every text
+  std::set<const Program*, ByLead> m_leads[2];  // of those for which case matters, and of the rest
+
+  std::size_t m_size = 0;
+  std::size_t m_folded = 0;  // patterns for which case does not matter
+  std::array<std::uint32_t, PathKeys::kKinds> m_kindUse{};
+  std::array<std::uint32_t, 64> m_depthUse{};
+  std::uint64_t m_kinds = 0;   // kinds of keys in use
+  std::uint64_t m_depths = 0;  // and numbers of components of prefixes
+};
+
+template <typename Visit>
+bool PatternIndex::visitAll(Work* work, Visit visit) const {
+  const auto counted = [&](const Entry& entry) {
+    if (work) ++work->entries;
+    return visit(entry);
+  };
+  return m_table.all(counted) || std::any_of(m_compared.begin(), m_compared.end(), counted);
+}
+
+// Puts the keys of a text that something may stand under into the scratch, each once, and calls
+// `visitGathered(components, last)` until it answers true: whenever some have come together, with
+// the components of the text not known yet, and at the end.
+template <typename VisitGathered>
+bool PatternIndex::gatherKeys(std::string_view text, Scratch& scratch,
+                              VisitGathered visitGathered) const {
+  using PathKeys::Kind;
+  const PathKeys::HashedText& hashed = scratch.text;
+  std::uint64_t components = 0;
+  scratch.keys.clear();
+  scratch.metKeys.clear();
+  const auto look = [&](Kind kind, std::uint64_t hash) {
+    const PathKeys::Key key = PathKeys::keyOf(kind, hash);
+    if (m_table.mayHold(key) && scratch.metKeys.add(key)) scratch.keys.push_back(key);
+  };
+
+  const std::size_t dot = text.rfind('.');
+  if (dot != std::string_view::npos) {
+    const std::uint64_t hash = hashed.hash(dot + 1, text.size() - dot - 1);
+    components |= PathKeys::bitOf(hash);
+    if (uses(Kind::Extension)) look(Kind::Extension, hash);
+  }
+
+  const bool wholes = uses(Kind::Component);
+  const bool pairs = uses(Kind::Pair);
+  const bool pieces = m_kinds >> static_cast<unsigned>(Kind::Head8) != 0;
+  std::uint64_t prefix = PathKeys::kNoComponents;
+  std::uint64_t previous = 0;
+  const std::size_t count = hashed.components();
+  std::size_t nextVisit = kGathered;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (scratch.keys.size() >= nextVisit) {
+      if (visitGathered(~std::uint64_t{0}, false)) return true;
+      nextVisit = scratch.keys.size() + kGathered;
+    }
+    const std::size_t start = hashed.start(i);
+    const std::size_t length = hashed.length(i);
+    const std::uint64_t hash = hashed.hash(start, length);
+    components |= PathKeys::bitOf(hash);
+    if (wholes) look(Kind::Component, hash);
+    if (pairs && i > 0) look(Kind::Pair, PathKeys::pairOf(previous, hash));
+    previous = hash;
+    // As deep as any prefix reaches.
+    if (i < 63 && m_depths >> (i + 1) != 0) {
+      prefix = PathKeys::withComponent(prefix, hash);
+      if (m_depths >> (i + 1) & 1) look(Kind::Prefix, prefix);
+    }
+    if (!pieces) continue;
+    unsigned head = static_cast<unsigned>(Kind::Head8);
+    unsigned tail = static_cast<unsigned>(Kind::Tail8);
+    for (std::size_t size = 8; size >= 2; size /= 2, ++head, ++tail) {
+      if (length < size) continue;
+      if (uses(static_cast<Kind>(head))) look(static_cast<Kind>(head), hashed.hash(start, size));
+      if (uses(static_cast<Kind>(tail))) {
+        look(static_cast<Kind>(tail), hashed.hash(start + length - size, size));
+      }
+    }
+  }
+  return visitGathered(components, true);
+}
+
+template <typename Visit>
+bool PatternIndex::visitCandidates(std::string_view text, Scratch& scratch, Work* work,
+                                   Visit visit) const {
+  scratch.text.assign(text);
+  // Where a text has more components than there are patterns, looking them up costs more.
+  if (scratch.text.components() > m_table.slots() + m_compared.size()) return visitAll(work, visit);
+
+  std::size_t visited = 0;  // of the keys
+  bool knowsGrams = false;
+  // The entries of the keys that were gathered since, and those without keys when `last`.
+  const auto visitGathered = [&](std::uint64_t components, bool last) {
+    std::size_t candidates = last ? m_compared.size() : 0;
+    for (std::size_t i = visited; i < scratch.keys.size(); ++i) m_table.prefetch(scratch.keys[i]);
+    for (std::size_t i = visited; i < scratch.keys.size(); ++i) {
+      candidates += m_table.count(scratch.keys[i]);
+    }
+    const bool many = candidates > kManyCandidates;
+    if (many && !std::exchange(knowsGrams, true)) scratch.grams.assign(scratch.text);
+    const auto pass = [&](const Entry& entry) {
+      if (work) ++work->entries;
+      if ((entry.components & ~components) != 0) return false;
+      return (!many || scratch.grams.mayHave(entry.grams)) && visit(entry);
+    };
+    for (; visited < scratch.keys.size(); ++visited) {
+      if (work) ++work->keys;
+      const auto* const entries = m_table.find(scratch.keys[visited]);
+      if (entries && std::any_of(entries->begin(), entries->end(), pass)) return true;
+    }
+    return last && std::any_of(m_compared.begin(), m_compared.end(), pass);
+  };
+  return gatherKeys(text, scratch, visitGathered);
+}
+
+template <typename Admits, typename Found>
+bool PatternIndex::find(Text& text, Scratch& scratch, Admits admits, Found found,
+                        Work* work) const {
+  if (m_size == 0) return false;
+  // Here, whatever the way from here on is, so that no change leads to a way that has to allocate.
+  scratch.text.reserve(text.plain().size());
+  scratch.grams.reserve(text.plain().size());
+  scratch.metPlaces.clear();
+  const auto visit = [&](const Entry& entry) {
+    if (!admits(entry.tag)) return false;
+    if (entry.hasAlternatives &&
+        !scratch.metPlaces.add(reinterpret_cast<std::uintptr_t>(entry.place))) {
+      return false;
+    }
+    if (work) ++work->programs;
+    return entry.program->matches(text) && found(entry.place->owner);
+  };
+
+  constexpr std::size_t kLongest = std::size_t{1} << 31;  // places of components have 32 bits
+  if (m_size <= kManyCandidates || text.plain().size() > kLongest) return visitAll(work, visit);
+
+  const bool oneText = text.isAscii() || m_folded == 0;
+  const auto visitPlain = [&](const Entry& entry) {
+    return (oneText || !entry.folded) && visit(entry);
+  };
+  if (visitCandidates(text.plain(), scratch, work, visitPlain)) return true;
+  return !oneText && visitCandidates(text.folded(), scratch, work, [&](const Entry& entry) {
+    return entry.folded && visit(entry);
+  });
+}
+
+}  // namespace QVL
+
+#endif  // QVL_MATCH_PATTERN_INDEX_H

@@ -1,0 +1,128 @@
+// The library's own matcher. Private to the library.
+
+#ifndef QVL_MATCH_PROGRAM_H
+#define QVL_MATCH_PROGRAM_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "qvl/match/Expression.h"
+#include "qvl/match/Text.h"
+
+namespace QVL {
+
+class CharacterSet;
+class LiteralSet;
+
+// Steps, compiled: matched against whole texts in a time linear in the text for given steps,
+// however text and steps were made up.
+//
+// What stands at the beginning, as long as there is one way only to read on (literals, single
+// characters, `.*` up to a literal), is compared directly, and so is a literal at the end: for most
+// patterns and texts that is all. The rest is a simulation of all ways at once, of the kind known
+// as Shift-And or bit-parallel NFA: for each instruction the set of places in the text where it may
+// begin, as bits of words. The text is gone through in blocks of 64 places; within a block each
+// instruction turns the places where it begins into those where the next one does, by a few word
+// operations with the rows of ByteRows, and passes on to the next block what crosses the border. A
+// loop is gone through until it reaches no further place of the block, and never twice from the
+// same one. So a match costs a few nanoseconds for each instruction and 64 bytes of text; an
+// instruction that no place has reached costs nearly nothing.
+//
+// Thread safety: immutable after construction; the text belongs to one query.
+class Program {
+ public:
+  // The program of what was read. Null when it would be too large. Throws what the engine throws
+  // for a set of characters that is none.
+  static std::unique_ptr<const Program> of(const Steps& steps, bool caseSensitive);
+
+  ~Program();
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
+
+  bool caseSensitive() const { return m_caseSensitive; }
+
+  // Does the program match the whole text, which is UTF-8?
+  bool matches(Text& text) const;
+
+  // Having read the UTF-8 part of a text, could it read another character behind it?
+  bool readsOn(Text& text) const;
+
+  // The literal that every text begins with that it matches.
+  std::string_view lead() const;
+
+  // Does it read on behind that, whatever comes?
+  bool readsOnBehindLead() const;
+
+  // What it matches, as steps: literals, wildcards and groups as they were, and a Set for anything
+  // else, which stands for some text there, possibly none.
+  Steps outline() const;
+
+  // How many instructions there are, those in alternatives and loops included.
+  std::size_t size() const { return m_code.size(); }
+
+ private:
+  friend class ProgramCompiler;
+
+  enum class Op : std::uint8_t {
+    Bytes,        // m_bytes from `from`, `length` of them
+    OneNotSlash,  // `length` characters
+    One,          // likewise
+    Mixed,        // from `from` on, `length` of them: bytes, and characters where m_wild says so
+    Set,          // m_sets[from]
+    RunNotSlash,
+    Run,
+    RunOfSet,  // any number of characters of m_sets[from]
+    Folders,
+    Literals,     // one of m_literals[from]
+    Group,        // `from` alternatives, each an Alternative; `length` instructions in all
+    Alternative,  // `length` instructions
+    Loop,         // `length` instructions, any number of times; the loop's number is `from`
+    Look,         // the next character is looked at
+    LineStart,
+    LineEnd,
+    TextStart,
+    TextEnd,
+    WordBoundary,
+    NotWordBoundary,
+    WordStart,
+    WordEnd,
+  };
+  struct Instruction {
+    Op op;
+    std::uint32_t from;
+    std::uint32_t length;
+  };
+
+  // The most bytes or characters of one instruction: what crosses the border of a block fits a
+  // word.
+  static constexpr std::size_t kLongest = 64;
+  static constexpr std::size_t kMostInstructions = 50000;
+
+  template <bool ascii, bool pending>
+  class Run;
+
+  explicit Program(bool caseSensitive) : m_caseSensitive(caseSensitive) {}
+
+  template <bool ascii>
+  bool matchesAs(Text& text, std::string_view subject) const;
+
+  Steps outline(std::size_t begin, std::size_t end) const;
+
+  std::vector<Instruction> m_code;
+  std::string m_bytes;
+  std::string m_wild;  // beside m_bytes where there is a Mixed: 0, or the Op of the character
+  std::vector<std::shared_ptr<const CharacterSet>> m_sets;
+  std::vector<std::shared_ptr<const LiteralSet>> m_literals;
+  std::size_t m_loops = 0;        // how many there are
+  std::size_t m_leastLength = 0;  // no shorter text matches, in bytes
+  std::uint32_t m_suffix = 0;  // the length of the literal at the end, if it is not the first step
+  bool m_caseSensitive;
+};
+
+}  // namespace QVL
+
+#endif  // QVL_MATCH_PROGRAM_H
