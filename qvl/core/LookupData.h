@@ -11,14 +11,15 @@
 
 namespace QVL {
 
-// Base of every request. The library answers only requests that are a LookupData; a request of any
-// other type is never an error, it just never matches and is left untouched.
+// Base of every request, abstract: there is nothing to define but a destructor. The library answers
+// only requests that are a LookupData; a request of any other type is never an error, it just never
+// matches and is left untouched.
 class QVL_EXPORT ILookupData {
  public:
   ILookupData() = default;
   ILookupData(const ILookupData&) = default;
   ILookupData& operator=(const ILookupData&) = default;
-  virtual ~ILookupData();
+  virtual ~ILookupData() = 0;
 };
 
 // One file access. The host owns the record, fills it in and lends it to the library for the

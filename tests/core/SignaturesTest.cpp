@@ -125,6 +125,108 @@ static_assert(std::is_same_v<decltype(traceInited), int>);
 static_assert(std::is_same_v<decltype(logFilePtr), FILE*>);
 static_assert(std::is_same_v<decltype(ScanAvoidanceFlowvalue), int>);
 
+// --- Exact parameters
+// ---------------------------------------------------------------------------------------------------
+// By value or by reference, and of which type: an operation may stand in a base of its class.
+
+template <class Result, class... Parameters>
+struct Takes {};
+
+template <class Class, class Result, class... Parameters>
+Takes<Result, Parameters...> signature(Result (Class::*)(Parameters...));
+template <class Class, class Result, class... Parameters>
+Takes<Result, Parameters...> signature(Result (Class::*)(Parameters...) const);
+template <class Result, class... Parameters>
+Takes<Result, Parameters...> signature(Result (*)(Parameters...));
+
+#define EXPECT_SIGNATURE(operation, ...) \
+  static_assert(std::is_same_v<decltype(signature(operation)), Takes<__VA_ARGS__>>)
+
+using std::string;
+EXPECT_SIGNATURE(&LookupData::setMatchIndentifier, void, unsigned int);
+EXPECT_SIGNATURE(&LookupManager::assignDataSet, bool, std::shared_ptr<IDataSet>, unsigned int,
+                 Byte);
+EXPECT_SIGNATURE(&LookupManager::isPresent, bool, ILookupData&);
+EXPECT_SIGNATURE(&LookupManager::defineBusinessLogic, void, string);
+EXPECT_SIGNATURE(&LookupManager::parseLogic, string, string);
+EXPECT_SIGNATURE(&LookupManager::executeLogic, bool, string, ILookupData&);
+EXPECT_SIGNATURE(&LookupManager::doLookup, bool, unsigned int, ILookupData&);
+EXPECT_SIGNATURE(&LookupManager::lookupInDataSet, bool, unsigned int&, ILookupData&);
+
+template <class Rule>
+constexpr bool hasTheOperationsOfARule() {
+  EXPECT_SIGNATURE(&Rule::validate, bool, string, AccessTypes);
+  EXPECT_SIGNATURE(&Rule::updateRegex, bool);
+  EXPECT_SIGNATURE(&Rule::canAvoid, bool, ILookupData&);
+  EXPECT_SIGNATURE(&Rule::canAvoidWithAccessType, bool, ILookupData&, bool);
+  EXPECT_SIGNATURE(&Rule::getKey, string);
+  EXPECT_SIGNATURE(&Rule::setCaseSensitiveSearch, void, Byte);
+  EXPECT_SIGNATURE(&Rule::setWildCardSearch, void, Byte);
+  EXPECT_SIGNATURE(&Rule::addOrUpdateKeyword, bool, string, std::set<string>);
+  EXPECT_SIGNATURE(&Rule::deleteKeyword, bool, string);
+  return true;
+}
+static_assert(hasTheOperationsOfARule<FilePathAvoidance>());
+static_assert(hasTheOperationsOfARule<FolderAvoidance>());
+static_assert(hasTheOperationsOfARule<ProcessAvoidance>());
+static_assert(hasTheOperationsOfARule<FileAgeAvoidance>());
+static_assert(hasTheOperationsOfARule<FileTypeAvoidance>());
+
+template <class Set>
+constexpr bool hasTheOperationsOfADataSet() {
+  EXPECT_SIGNATURE(&Set::isEmptyInput, bool, LookupData*);
+  EXPECT_SIGNATURE(&Set::addToDataSet, bool, std::unique_ptr<IAvoidance>);
+  EXPECT_SIGNATURE(&Set::removeFromDataSet, bool, IAvoidance&);
+  EXPECT_SIGNATURE(&Set::isPresentInDataSet, bool, ILookupData&);
+  EXPECT_SIGNATURE(&Set::checkAccessTypeAtDataSetLevelOnly, void, Byte, AccessTypes);
+  EXPECT_SIGNATURE(&Set::addOrUpdateKeyword, bool, string, std::set<string>);
+  EXPECT_SIGNATURE(&Set::deleteKeyword, bool, string);
+  return true;
+}
+static_assert(hasTheOperationsOfADataSet<FilePathDataSet>());
+static_assert(hasTheOperationsOfADataSet<FolderDataSet>());
+static_assert(hasTheOperationsOfADataSet<ProcessDataSet>());
+static_assert(hasTheOperationsOfADataSet<FileTypeDataSet>());
+static_assert(hasTheOperationsOfADataSet<FileAgeDataSet>());
+
+EXPECT_SIGNATURE(&FileTypeAvoidance::findFileExtension, string, string&);
+EXPECT_SIGNATURE(&FileTypeAvoidanceDuplicateKey::operator(), bool, const string&, const string&);
+EXPECT_SIGNATURE(&Utility::replaceAll, string, string, const string&, const string&);
+static_assert(std::is_same_v<decltype(InitTraceLogger), void()>);
+static_assert(std::is_same_v<decltype(InitProdLogger), void()>);
+static_assert(std::is_same_v<decltype(closeTraceLogger), void()>);
+static_assert(std::is_same_v<decltype(reloadHandler), void(int)>);
+
+EXPECT_SIGNATURE(&LibXmlWrapper::getXPathElement, string, Text);
+EXPECT_SIGNATURE(&LibXmlWrapper::getXPathStringValue, string, Text);
+EXPECT_SIGNATURE(&LibXmlWrapper::getXPathBoolValue, bool, Text);
+EXPECT_SIGNATURE(&LibXmlWrapper::getXPathUnsignedLongValue, unsigned long, Text);
+EXPECT_SIGNATURE(&LibXmlWrapper::isXPathElementExists, bool, Text);
+EXPECT_SIGNATURE(&LibXmlWrapper::getXPathElementAttribute, std::list<string>, Text, Text);
+EXPECT_SIGNATURE(&LibXmlWrapper::getXPathAllElementAttribute, Rows, Text, Text, Text);
+EXPECT_SIGNATURE(&LibXmlWrapper::PrintRootElement, void);
+EXPECT_SIGNATURE(&LibXmlWrapper::PrintChildrenName, void, xmlNode*);
+EXPECT_SIGNATURE(&LibXmlWrapper::setXPathElement, bool, Text, Text);
+EXPECT_SIGNATURE(&LibXmlWrapper::setXPathElementAttribute, bool, Text, Text, Text);
+EXPECT_SIGNATURE(&LibXmlWrapper::setXPathElementAttributeEx, bool, Text, Text, Text);
+EXPECT_SIGNATURE(&LibXmlWrapper::AddNewElementNode, bool, Text, Text, Text);
+EXPECT_SIGNATURE(&LibXmlWrapper::AddNewElementNodeEx, bool, Text, Text, Text);
+EXPECT_SIGNATURE(&LibXmlWrapper::AddNewNode, int, char*, char*);
+EXPECT_SIGNATURE(&LibXmlWrapper::addXMLHeader, void, Text, Text);
+EXPECT_SIGNATURE(&LibXmlWrapper::SaveToFile, bool, char*);
+EXPECT_SIGNATURE(&LibXmlWrapper::SaveToMemory, bool, string&);
+
+// One name for two.
+constexpr std::vector<string> (LibXmlWrapper::*kAllTexts)(Text) =
+    &LibXmlWrapper::getXPathAllElement;
+constexpr Rows (LibXmlWrapper::*kAllRows)(Text, Text, Text) = &LibXmlWrapper::getXPathAllElement;
+EXPECT_SIGNATURE(kAllTexts, std::vector<string>, Text);
+EXPECT_SIGNATURE(kAllRows, Rows, Text, Text, Text);
+
+// A request is ILookupData, and that has no operation of its own that a host would have to define.
+static_assert(std::is_abstract_v<ILookupData> && std::has_virtual_destructor_v<ILookupData>);
+static_assert(std::is_base_of_v<ILookupData, LookupData> && !std::is_abstract_v<LookupData>);
+
 // --- Deriving
 // --------------------------------------------------------------------------------------
 

@@ -428,6 +428,7 @@ TEST_F(XmlEditing, HeaderOfAnOddVersionLeavesANewDocument) {
     EXPECT_FALSE(document.isXPathElementExists("//*"));
     EXPECT_FALSE(document.AddNewElementNode(nullptr, "s", nullptr));
     EXPECT_TRUE(document.isXPathElementExists("/s"));
+    EXPECT_EQ(bodyOf(document), "<s/>\n") << "and is saved as version 1.0";
   }
 }
 
