@@ -52,6 +52,8 @@ class QVL_EXPORT DataSet : public IDataSet {
 
   bool addOrUpdateKeyword(std::string keyword, std::set<std::string> values) override;
   bool deleteKeyword(std::string keyword) override;
+  // The key is the text alone: a rule whose text is held already, with whatever access type or
+  // other argument, is refused and destroyed.
   bool addToDataSet(std::unique_ptr<IAvoidance> rule) override;
   bool removeFromDataSet(IAvoidance& rule) override;
   bool isPresentInDataSet(ILookupData& request) override;
