@@ -4,6 +4,7 @@
 #include <libxml/relaxng.h>
 
 #include <cstring>
+#include <exception>
 #include <map>
 #include <memory>
 
@@ -23,13 +24,17 @@ struct Releaser {
 template <typename T, void (*Release)(T*)>
 using Owner = std::unique_ptr<T, Releaser<T, Release>>;
 
-// The first message of a line says most; others say that what is around it is wrong, too, or which
-// of several choices it is not.
-using MessageByLine = std::map<std::size_t, std::string>;
+struct Messages {
+  // The first message of a line says most; others say that what is around it is wrong, too, or
+  // which of several choices it is not.
+  std::map<std::size_t, std::string> byLine;
+  // What went wrong while they were kept: it must not be thrown through the C code that calls.
+  std::exception_ptr failure;
+};
 
 // Older and newer releases of libxml2 differ in the const.
-void keepMessage(void* context, const xmlError* error) {
-  auto& messages = *static_cast<MessageByLine*>(context);
+void keepMessage(void* context, const xmlError* error) try {
+  auto& messages = static_cast<Messages*>(context)->byLine;
   const std::string message = trimmed(error->message == nullptr ? "" : error->message);
   if (message.find("failed to ") != std::string::npos) return;
   const auto* const node = static_cast<const xmlNode*>(error->node);
@@ -38,6 +43,8 @@ void keepMessage(void* context, const xmlError* error) {
           ? ""
           : fmt::format("<{}>: ", reinterpret_cast<const char*>(node->name));
   messages.emplace(static_cast<std::size_t>(error->line), escaped(element + message));
+} catch (...) {
+  static_cast<Messages*>(context)->failure = std::current_exception();
 }
 
 }  // namespace
@@ -53,11 +60,14 @@ Findings checkSchema(const std::string& text) {
                     XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING));
   if (!check || !document) throw Trouble("the policy cannot be held against its schema");
 
-  MessageByLine messages;
-  xmlRelaxNGSetValidStructuredErrors(
-      check.get(), reinterpret_cast<xmlStructuredErrorFunc>(&keepMessage), &messages);
+  Messages kept;
+  xmlRelaxNGSetValidStructuredErrors(check.get(),
+                                     reinterpret_cast<xmlStructuredErrorFunc>(&keepMessage), &kept);
   Findings findings;
-  if (xmlRelaxNGValidateDoc(check.get(), document.get()) == 0) return findings;
+  const int result = xmlRelaxNGValidateDoc(check.get(), document.get());
+  if (kept.failure) std::rethrow_exception(kept.failure);
+  if (result == 0) return findings;
+  auto& messages = kept.byLine;
   // What belongs to no place is said again of one.
   if (messages.size() > 1) messages.erase(0);
   if (messages.empty()) messages.emplace(0, "the file does not fit the schema");
