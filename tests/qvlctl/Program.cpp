@@ -86,6 +86,16 @@ ProgramTest::~ProgramTest() {
   fs::remove_all(fs::path(m_folder).parent_path(), ignored);
 }
 
+bool ProgramTest::hasTerminals() {
+  const int master = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  const bool granted = master >= 0 && ::grantpt(master) == 0 && ::unlockpt(master) == 0;
+  const int slave = granted ? ::open(::ptsname(master), O_RDWR | O_NOCTTY | O_CLOEXEC) : -1;
+  for (const int descriptor : {slave, master}) {
+    if (descriptor >= 0) ::close(descriptor);
+  }
+  return slave >= 0;
+}
+
 Result ProgramTest::run(const std::vector<std::string>& arguments,
                         const Circumstances& circumstances) const {
   const std::string in = m_folder + "/../in";

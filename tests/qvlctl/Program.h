@@ -50,6 +50,9 @@ class ProgramTest : public testing::Test {
   void write(const std::string& name, const std::string& content) const;
   std::string read(const std::string& name) const;
 
+  // Has the system pseudo terminals?
+  static bool hasTerminals();
+
   // An expected output that is kept in a file beside the tests.
   static std::string golden(const std::string& name);
 
