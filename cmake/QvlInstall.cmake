@@ -35,6 +35,19 @@ function(qvl_install_manual component)
   endforeach()
 endfunction()
 
+# qvl_install_documents(): installs the licence, the documents and the examples, side by side as in the
+# source tree, so that their links lead somewhere.
+function(qvl_install_documents)
+  set(folder "share/doc/${PROJECT_NAME}")
+  foreach(name IN ITEMS README.md LICENSE CHANGELOG.md SECURITY.md)
+    install(FILES "${PROJECT_SOURCE_DIR}/${name}" DESTINATION "${folder}" COMPONENT runtime)
+  endforeach()
+  install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" DESTINATION "${folder}" COMPONENT runtime
+    FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "man" EXCLUDE PATTERN "api" EXCLUDE)
+  install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples" DESTINATION "${folder}" COMPONENT runtime
+    FILES_MATCHING PATTERN "*.xml" PATTERN "*.cpp" PATTERN "*.c")
+endfunction()
+
 # qvl_install_home(): installs the folders that the library works in. What is in them already stays:
 # a new version must not undo what the system's user has set.
 function(qvl_install_home)

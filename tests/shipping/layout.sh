@@ -1,4 +1,5 @@
-# layout.sh FOLDER LIBRARY SONAME LINKNAME: is everything where the product keeps it?
+# layout.sh FOLDER LIBRARY SONAME LINKNAME TOOLS SOURCES: is everything where the product keeps it? TOOLS
+# is 1 when the tools are built, else 0.
 set -eu
 cd "$1"
 failed=0
@@ -11,7 +12,6 @@ expect -L "lib64/$4"
 expect -f include/qvl/qvl.h
 expect -f config/traceValues.xml
 expect -d var
-expect -f share/man/man1/qvlctl.1
 expect -f share/man/man3/qvlscanavoidance.3
 expect -f include/qvlpolicy/Policy.h
 expect -f include/qvlpolicy/qvlpolicy.h
@@ -19,6 +19,21 @@ expect -f share/qvlpolicy/policy.rng
 expect -f share/man/man3/qvlpolicy.3
 expect -f share/man/man5/qvl-policy.5
 expect -f share/man/man5/qvl-trace.5
-expect -f share/bash-completion/completions/qvlctl
-expect -f share/zsh/site-functions/_qvlctl
+for name in LICENSE README.md SECURITY.md CHANGELOG.md examples/host.cpp examples/linux-server.xml; do
+  expect -f "share/doc/qvlscanavoidance/$name"
+done
+for document in "$6"/docs/*.md; do
+  expect -f "share/doc/qvlscanavoidance/docs/${document##*/}"
+done
+if [ "$5" = 1 ]; then
+  expect -f share/man/man1/qvlctl.1
+  expect -f share/bash-completion/completions/qvlctl
+  expect -f share/zsh/site-functions/_qvlctl
+  # What the program's messages point to.
+  documents=$(grep -rhoE 'docs/[-a-z]+\.md' "$6/tools/qvlctl" --include='*.cpp' --include='*.h' | sort -u)
+  [ -n "$documents" ] || { echo "expected messages that point to documents"; failed=1; }
+  for document in $documents; do
+    expect -f "share/doc/qvlscanavoidance/$document"
+  done
+fi
 exit $failed
