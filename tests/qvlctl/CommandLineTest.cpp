@@ -44,12 +44,13 @@ TEST_F(CommandLine, HelpsWithEveryCommand) {
               "mean something else\n"
               "  audit                   Walk folders: which files and how many bytes would go "
               "unscanned?\n"
+              "  inventory               List files as qvl-fleet reads them: path, size, times\n"
               "  trace-level             Show or set how much the library's trace file tells\n"
               "\n"
               "`qvlctl COMMAND --help` tells more about a command.\n",
               ""}));
   for (const char* const command :
-       {"lookup", "explain", "diff", "test", "lint", "audit", "trace-level"}) {
+       {"lookup", "explain", "diff", "test", "lint", "audit", "inventory", "trace-level"}) {
     const Result help = run({command, "--help"});
     EXPECT_EQ(help.status, 0);
     EXPECT_EQ(help.err, "");
@@ -72,7 +73,7 @@ TEST_F(CommandLine, HelpThatCannotBeWrittenIsTrouble) {
 
 TEST_F(CommandLine, HelpFitsATerminal) {
   for (const char* const command :
-       {"lookup", "explain", "diff", "test", "lint", "audit", "trace-level"}) {
+       {"lookup", "explain", "diff", "test", "lint", "audit", "inventory", "trace-level"}) {
     const std::string help = run({command, "--help"}).out;
     for (std::size_t start = 0, end; (end = help.find('\n', start)) != std::string::npos;
          start = end + 1) {
@@ -91,11 +92,13 @@ TEST_F(CommandLine, MistakesAreTroubleAndNameTheHelp) {
     const char* error;
   } rows[] = {
       {{},
-       "qvlctl: expected a command: lookup, explain, diff, test, lint, audit or trace-level\nTry "
+       "qvlctl: expected a command: lookup, explain, diff, test, lint, audit, inventory or "
+       "trace-level\nTry "
        "`qvlctl "
        "--help`.\n"},
       {{"ask"},
-       "qvlctl: expected a command: lookup, explain, diff, test, lint, audit or trace-level. The "
+       "qvlctl: expected a command: lookup, explain, diff, test, lint, audit, inventory or "
+       "trace-level. The "
        "following "
        "argument "
        "was not "

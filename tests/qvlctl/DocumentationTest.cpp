@@ -86,6 +86,7 @@ TEST_F(Documentation, TheCompletionForZshKnowsEveryCommandAndOption) {
     for (const std::string& option : options(command)) {
       EXPECT_THAT(completion, HasSubstr("--" + option)) << command;
     }
+    if (command == "inventory") continue;  // has one format
     const std::vector<std::string> formats =
         findAll(run({command, "--format", "none"}).err, "[ ]([a-z]+)(?=,| or [a-z]+;|;)");
     ASSERT_GE(formats.size(), 2u) << command;
@@ -125,6 +126,7 @@ TEST_F(Documentation, EveryMemberOfJsonIsDescribed) {
       {"diff", "-p", "policy.xml", "--with", "next.xml", "--format", "json"},
       {"diff", "-p", "policy.xml", "--with", "next.xml", "--format", "json", "."},
       {"test", "-p", "policy.xml", "--format", "json", "cases.txt"},
+      {"inventory", "."},
       {"trace-level", "-f", "trace.xml", "--format", "json", "4"}};
   const std::string page = source("docs/qvlctl-json.md");
   for (const std::vector<std::string>& commandLine : commandLines) {

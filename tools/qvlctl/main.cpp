@@ -47,7 +47,7 @@ class HelpFormatter : public CLI::Formatter {
 };
 
 constexpr const char* kExpectedCommand =
-    "expected a command: lookup, explain, diff, test, lint, audit or trace-level";
+    "expected a command: lookup, explain, diff, test, lint, audit, inventory or trace-level";
 
 // Help and version print themselves; anything else is a mistake on the command line.
 int reportParseResult(const CLI::App& app, const CLI::ParseError& error) {
@@ -86,6 +86,7 @@ int run(int argc, char** argv) {
   addTestCommand(app, action);
   addLintCommand(app, action);
   addAuditCommand(app, action);
+  addInventoryCommand(app, action);
   addTraceLevelCommand(app, action);
   for (CLI::App* const command : app.get_subcommands({})) command->group("Commands");
   try {

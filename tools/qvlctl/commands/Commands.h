@@ -30,6 +30,7 @@ void addDiffCommand(CLI::App& app, Action& action);
 void addTestCommand(CLI::App& app, Action& action);
 void addLintCommand(CLI::App& app, Action& action);
 void addAuditCommand(CLI::App& app, Action& action);
+void addInventoryCommand(CLI::App& app, Action& action);
 void addTraceLevelCommand(CLI::App& app, Action& action);
 
 struct PolicyOptions {

@@ -48,7 +48,7 @@ _qvlctl() {
         _qvlctl_reply -W "$(_qvlctl_options "$help")"
       elif [[ $command == trace-level ]]; then
         _qvlctl_reply -W '0 1 4 5'
-      elif [[ $command == audit || $command == diff ]]; then
+      elif [[ $command == audit || $command == diff || $command == inventory ]]; then
         _qvlctl_reply -d
       else
         _qvlctl_reply -f
