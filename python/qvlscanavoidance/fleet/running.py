@@ -1,0 +1,111 @@
+"""Spreads the parts over workers of Dask, and adds their tallies up in the order of the parts."""
+
+import collections
+import contextlib
+import sys
+import time
+from typing import Callable, Iterator, List, Optional, Sequence
+
+from . import counting, inventories
+from .tallies import Tallies
+
+IN_FLIGHT = 4  # parts for each worker that are handed out or wait to be added up
+
+
+@contextlib.contextmanager
+def cluster(scheduler: str, workers: int) -> Iterator:
+    """A client of the scheduler at an address, or of one that lives as long as this."""
+    import dask
+    from distributed import Client, LocalCluster
+
+    if scheduler:
+        with Client(scheduler, timeout=30) as client:
+            yield client
+        return
+    # Several processes, since reading rows is Python's work; nothing listens beyond this machine.
+    settings = {
+        "distributed.worker.daemon": True,
+        "distributed.comm.timeouts.connect": "60s",
+        "distributed.logging": {"distributed": "error"},
+    }
+    with dask.config.set(settings), LocalCluster(
+        n_workers=workers,
+        threads_per_worker=1,
+        processes=True,
+        dashboard_address=None,
+        host="127.0.0.1",
+        silence_logs=50,
+    ) as local, Client(local) as client:
+        yield client
+
+
+def count(
+    client,
+    job: counting.Job,
+    parts: Sequence[inventories.Part],
+    progress: Callable[[int, int, Tallies], None],
+) -> Tallies:
+    """The tallies of all parts. What a lost worker had in hand is counted anew by another one."""
+    tallies = Tallies()
+    workers = max(1, sum(client.nthreads().values()))
+    # A task of its own, so that the policies travel once to each worker, and again after a loss.
+    shared = client.submit(_same, job, pure=False)
+    waiting: collections.deque = collections.deque()
+    rest = iter(enumerate(parts))
+    done = 0
+    while True:
+        while len(waiting) < IN_FLIGHT * workers:
+            numbered = next(rest, None)
+            if numbered is None:
+                break
+            number, part = numbered
+            waiting.append(
+                client.submit(counting.count_part, shared, part, pure=False, priority=-number)
+            )
+        if not waiting:
+            return tallies
+        first = waiting.popleft()
+        tallies.merge(first.result(), inventories.SAMPLED_ROWS)
+        del first
+        done += 1
+        progress(done, len(parts), tallies)
+
+
+def _same(job: counting.Job) -> counting.Job:
+    return job
+
+
+class Progress:
+    """A line on standard error, where that is a terminal; ten times a second at most."""
+
+    def __init__(self):
+        self._shown = sys.stderr.isatty()
+        self._start = time.monotonic()
+        self._next = 0.0
+
+    def __call__(self, done: int, count: int, tallies: Tallies) -> None:
+        now = time.monotonic()
+        if not self._shown or (now < self._next and done < count):
+            return
+        self._next = now + 0.1
+        rows = tallies.counts("found")[0]
+        seconds = max(now - self._start, 1e-9)
+        left = seconds / done * (count - done)
+        line = f"{rows:,} rows, {rows / seconds:,.0f} a second, {done:,} of {count:,} parts"
+        print(f"\r\x1b[K{line}, {left:,.0f} s left", end="", file=sys.stderr, flush=True)
+
+    def end(self) -> None:
+        if self._shown:
+            print("\r\x1b[K", end="", file=sys.stderr, flush=True)
+
+
+def parts_of_all(
+    files: Sequence[str], named: dict, list_columns: Optional[Sequence[str]]
+) -> List[inventories.Part]:
+    parts: List[inventories.Part] = []
+    for file in files:
+        try:
+            parts += inventories.parts_of(file, named, list_columns)
+        except inventories.DAMAGES as damage:
+            raise inventories.InventoryError(f"{file}: {damage}") from damage
+    return parts

@@ -1,0 +1,381 @@
+"""qvl-fleet: the same totals whoever counts."""
+
+import gzip
+import json
+import os
+import pathlib
+import random
+import re
+import signal
+import subprocess
+import sys
+import threading
+
+import pytest
+
+from qvlscanavoidance import Policy
+from qvlscanavoidance.fleet import __main__ as fleet
+from qvlscanavoidance.fleet import counting, inventories, queries, reports, running, tallies
+
+QVLCTL = os.environ.get("QVLCTL")
+NOW = 1_790_000_000
+DAY = 86400
+
+POLICY = """<exclusion-policy version="1">
+<logic>(1|2|(4&amp;5)|6)&amp;!3</logic>
+<data-set number="1" kind="folder" name="caches"><rule>/**/cache/</rule>
+<rule access="write">/**/spool/</rule></data-set>
+<data-set number="2" kind="file-type"><rule access="read">o</rule><rule>never</rule></data-set>
+<data-set number="3" kind="file-type" name="programs"><rule>exe</rule></data-set>
+<data-set number="4" kind="file-path"><rule>/**.log</rule></data-set>
+<data-set number="5" kind="file-age"><rule of="modification" days="7"/></data-set>
+<data-set number="6" kind="process"><rule>/bin/ps</rule><rule>/opt/*/x</rule></data-set>
+</exclusion-policy>
+"""
+
+
+def run(*arguments):
+    """The command as a user starts it."""
+    return subprocess.run(
+        [sys.executable, "-m", "qvlscanavoidance.fleet", *map(str, arguments)],
+        capture_output=True,
+        check=False,
+    )
+
+
+@pytest.fixture
+def policy(tmp_path):
+    file = tmp_path / "policy.xml"
+    file.write_text(POLICY)
+    return file
+
+
+def generated(count, seed=1, hosts=7):
+    """Lines of JSON about files of several hosts, a few of them unreadable."""
+    chance = random.Random(seed)
+    lines = []
+    for i in range(count):
+        if chance.random() < 0.01:
+            lines.append(chance.choice(['{"path":', "[]", '{"path":"/x","size":"much"}']))
+            continue
+        folder = "/".join(
+            chance.choice(["cache", "spool", "a", "b", "ü"]) for _ in range(chance.randrange(1, 6))
+        )
+        row = {
+            "host": f"h{chance.randrange(hosts)}",
+            "path": f"/{folder}/{i}.{chance.choice(['o', 'exe', 'log', 'txt'])}",
+            "size": chance.randrange(10**6),
+            "mtime": NOW - chance.randrange(14) * DAY - chance.randrange(2),
+        }
+        lines.append(json.dumps(row))
+    return "\n".join(lines) + "\n"
+
+
+@pytest.fixture(scope="module")
+def inventory(tmp_path_factory):
+    folder = tmp_path_factory.mktemp("inventories")
+    for i in range(6):
+        content = generated(3000, seed=i).encode()
+        if i % 2:
+            (folder / f"{i}.jsonl.gz").write_bytes(gzip.compress(content))
+        else:
+            (folder / f"{i}.jsonl").write_bytes(content)
+    return str(folder / "*")
+
+
+def job_for(policy, new=None, processes=None, accesses=None):
+    texts = [
+        counting.PolicyText(str(file), file.read_bytes(), "2026-01-01")
+        for file in (policy, new)
+        if file
+    ]
+    asked, _ = queries.queries_of([text.policy for text in texts], processes, accesses)
+    return counting.Job(texts[0], texts[1] if new else None, tuple(asked), NOW, 3)
+
+
+def counted_here(job, parts):
+    result = tallies.Tallies()
+    for part in parts:
+        result.merge(counting.count_part(job, part), inventories.SAMPLED_ROWS)
+    return result
+
+
+def report_of(job, result):
+    if job.new:
+        report = reports.diff_report(job, job.policy.policy, job.new.policy, result, 6, 20)
+    else:
+        report = reports.audit_report(job, job.policy.policy, result, 6, 20)
+    return reports.as_json(report)
+
+
+# ---- One machine ----
+
+
+@pytest.mark.skipif(not QVLCTL, reason="qvlctl is not built")
+def test_counts_as_qvlctl_audits(tmp_path, policy):
+    tree = tmp_path / "tree"
+    chance = random.Random(5)
+    for i in range(400):
+        folder = tree / "/".join(chance.choice(["cache", "a", "b", "spool"]) for _ in range(3))
+        folder.mkdir(parents=True, exist_ok=True)
+        file = folder / f"{i}.{chance.choice(['o', 'exe', 'log', 'txt'])}"
+        file.write_bytes(b"x" * chance.randrange(100))
+        age = chance.choice([1, 6, 8, 100]) * DAY
+        os.utime(file, (0, int(__import__("time").time()) - age))
+    (tree / "cache").mkdir(exist_ok=True)
+    with open(os.path.join(os.fsencode(tree), b"cache", b"\xff\n.o"), "w"):
+        pass
+    inventory = tmp_path / "one.jsonl"
+    with open(inventory, "wb") as out:
+        subprocess.run([QVLCTL, "inventory", "--host", "h1", str(tree)], stdout=out, check=True)
+    for query in (
+        ["--process", "", "--access", "read"],
+        ["--process", "/bin/ps", "--access", "write"],
+    ):
+        audited = subprocess.run(
+            [QVLCTL, "audit", "-p", str(policy), *query, "--format", "json", str(tree)],
+            capture_output=True,
+            check=True,
+        )
+        expected = json.loads(audited.stdout)
+        done = run("audit", "-p", policy, *query, "--workers", 1, "--format", "json", inventory)
+        assert done.returncode == 0, done.stderr
+        found = json.loads(done.stdout)
+        for member in ("found", "skipped", "scanned", "dataSets", "skippedByNone", "logic"):
+            assert json.dumps(found[member]) == json.dumps(expected[member]), member
+        members = ("dataSet", "rule", "line", "text", "of", "days", "access", "skipped", "scanned")
+        for mine, theirs in zip(found["rules"], expected["rules"]):
+            for member in members:
+                assert mine.get(member) == theirs.get(member), (member, mine, theirs)
+        assert len(found["rules"]) == len(expected["rules"])
+        assert found["skipped"]["files"] > 100
+
+
+def test_counts_a_file_once_however_many_queries_skip_it(tmp_path, policy):
+    file = tmp_path / "x.jsonl"
+    file.write_text('{"path":"/cache/a","size":5}\n{"path":"/spool/b","size":7}\n{"path":"/c"}\n')
+    job = job_for(policy)
+    assert job.queries == (("", 1), ("", 2), ("/bin/ps", 1), ("/bin/ps", 2))
+    report = json.loads(report_of(job, counted_here(job, inventories.parts_of(str(file), {}))))
+    assert [q["skipped"]["files"] for q in report["queries"]] == [1, 2, 3, 3]
+    assert report["skipped"] == {"files": 3, "bytes": 12}
+    assert report["skippedAlways"] == {"files": 1, "bytes": 5}
+    assert report["dataSets"][0]["skipped"] == {"files": 2, "bytes": 12}
+    assert report["rules"][0]["skipped"] == {"files": 1, "bytes": 5}
+    assert report["rules"][0]["hosts"] == 1
+
+
+def test_tells_for_which_process_rules_nothing_is_asked(policy):
+    parsed = Policy.load(policy)
+    assert queries.queries_of([parsed], None, None)[1] == ["/opt/*/x"]
+    assert queries.queries_of([parsed], ["/opt/a/x", ""], ["17"]) == (
+        [("/opt/a/x", 17), ("", 17)],
+        [],
+    )
+
+
+def test_compares_two_policies(tmp_path, policy):
+    new = tmp_path / "new.xml"
+    new.write_text(POLICY.replace("/**/cache/", "/**/spool/deep/").replace(">never<", ">txt<"))
+    file = tmp_path / "x.jsonl"
+    rows = [("h1", "/a/1.txt"), ("h2", "/a/2.txt"), ("h2", "/a/3.txt"), ("h1", "/cache/4")]
+    file.write_text(
+        "".join(json.dumps({"host": h, "path": p, "size": 10}) + "\n" for h, p in rows)
+    )
+    job = job_for(policy, new, [""], ["read"])
+    report = json.loads(report_of(job, counted_here(job, inventories.parts_of(str(file), {}))))
+    assert report["newlySkipped"] == {"files": 3, "bytes": 30, "hosts": 2, "hostsExact": True}
+    assert report["newlyScanned"] == {"files": 1, "bytes": 10, "hosts": 1, "hostsExact": True}
+    rules = report["newlySkippedByRule"]
+    assert [(r["dataSet"], r["text"], r["files"], r["hosts"]) for r in rules] == [(2, "txt", 3, 2)]
+    assert report["newlySkippedByNoRule"]["files"] == 0
+    assert [h["host"] for h in report["changedByHost"]] == ["h2", "h1"]
+    same = job_for(policy, policy)
+    nothing = json.loads(report_of(same, counted_here(same, inventories.parts_of(str(file), {}))))
+    assert nothing["newlySkipped"]["files"] == nothing["newlyScanned"]["files"] == 0
+
+
+# ---- Bounds ----
+
+
+def test_keeps_sums_exact_when_a_table_is_full():
+    chance = random.Random(3)
+    table = tallies.Table(100, tallies.fold_folders)
+    total = 0
+    for i in range(3000):
+        depth = chance.randrange(5)
+        size = chance.randrange(1000)
+        total += size
+        table.add("".join(f"/{chance.randrange(9)}" for _ in range(depth)), [size, 1])
+        if i % 7 == 0:
+            table.bound()
+            assert len(table.counts) <= 100
+    assert sum(counts[0] for counts in table.counts.values()) == total
+    assert sum(counts[1] for counts in table.counts.values()) == 3000
+
+
+def test_holds_no_more_than_its_bounds_whatever_comes(policy, tmp_path, monkeypatch):
+    bounds = {"hosts": (50, tallies.fold_hosts), "folders": (50, tallies.fold_folders)}
+    monkeypatch.setattr(tallies.Tallies, "BOUNDS", bounds)
+    monkeypatch.setattr(tallies, "MOST_DISTINCT", 20)
+    monkeypatch.setattr(inventories, "CHUNK_BYTES", 2000)
+    file = tmp_path / "x.jsonl"
+    file.write_text(
+        "".join(
+            json.dumps({"host": f"h{i}", "path": f"/{i % 97}/cache/{i}", "size": i}) + "\n"
+            for i in range(3000)
+        )
+    )
+    job = job_for(policy, None, [""], ["read"])
+    result = counted_here(job, inventories.parts_of(str(file), {}))
+    assert all(len(result.table(name).counts) <= 50 for name in bounds)
+    assert all(len(d.hashes) <= 21 for d in result.distinct.values())
+    for name in bounds:
+        sums = [sum(column) for column in zip(*result.table(name).counts.values())]
+        assert sums == [3000, sum(range(3000))] * 2
+    hosts, exact = result.hosts("hosts")
+    assert not exact and 1000 < hosts < 9000
+
+
+def test_counts_hosts_exactly_up_to_a_bound_and_nearly_beyond():
+    for count in (0, 1, 16_384, 100_000):
+        distinct = tallies.Distinct()
+        hashes = [tallies.host_hash(f"host-{i}") for i in range(count)]
+        for begin in range(0, count, 30_000):
+            distinct.merge(tallies.Distinct(hashes[begin : begin + 40_000]))
+        number, exact = distinct.count()
+        assert exact == (count <= tallies.MOST_DISTINCT)
+        assert number == count if exact else abs(number - count) < 0.05 * count
+
+
+def test_adds_sizes_that_overflow_64_bits(policy, tmp_path):
+    file = tmp_path / "x.jsonl"
+    largest = 2**63 - 1
+    file.write_text("".join(f'{{"path":"/cache/{i}","size":{largest}}}\n' for i in range(5)))
+    job = job_for(policy, None, [""], ["read"])
+    report = json.loads(report_of(job, counted_here(job, inventories.parts_of(str(file), {}))))
+    assert report["skipped"] == {"files": 5, "bytes": 5 * largest}
+    assert report["rules"][0]["skipped"]["bytes"] == 5 * largest
+
+
+# ---- Workers ----
+
+
+def test_gives_the_same_bytes_from_1_2_and_4_workers(policy, inventory, tmp_path, monkeypatch):
+    new = tmp_path / "new.xml"
+    new.write_text(POLICY.replace("/**/cache/", "/**/a/"))
+    monkeypatch.setattr(inventories, "PART_BYTES", 60_000)
+    parts = running.parts_of_all(inventories.files_of([inventory]), {}, None)
+    assert len(parts) > 12
+    jobs = [job_for(policy), job_for(policy, new)]
+    expected = [report_of(job, counted_here(job, parts)) for job in jobs]
+    assert json.loads(expected[0])["unreadableRows"]["count"] > 50
+    assert len(json.loads(expected[0])["unreadableRows"]["samples"]) == inventories.SAMPLED_ROWS
+    for workers in (1, 2, 4):
+        with running.cluster("", workers) as client:
+            for job, bytes_ in zip(jobs, expected):
+                result = running.count(client, job, parts, lambda *_: None)
+                assert report_of(job, result) == bytes_, workers
+
+
+def test_survives_a_worker_that_is_killed(policy, inventory, monkeypatch):
+    monkeypatch.setattr(inventories, "PART_BYTES", 30_000)
+    parts = running.parts_of_all(inventories.files_of([inventory]), {}, None)
+    job = job_for(policy)
+    expected = report_of(job, counted_here(job, parts))
+    killed = []
+
+    def kill_one(done, count, _):
+        if done == 3:
+            pid = sorted(client.run(os.getpid).values())[0]
+            os.kill(pid, signal.SIGKILL)
+            killed.append(pid)
+
+    with running.cluster("", 2) as client:
+        result = running.count(client, job, parts, kill_one)
+    assert len(killed) == 1
+    assert report_of(job, result) == expected
+
+
+def test_asks_a_cluster_by_its_address(policy, inventory):
+    from distributed import LocalCluster
+
+    arguments = ["audit", "-p", policy, "--format", "json", "--now", NOW]
+    with LocalCluster(n_workers=1, threads_per_worker=1, dashboard_address=None) as local:
+        there = run(*arguments, "--scheduler", local.scheduler_address, inventory)
+    assert there.returncode == 0, there.stderr
+    here = run(*arguments, "--workers", 2, inventory)
+    assert here.stdout == there.stdout
+
+
+# ---- The command ----
+
+
+def test_refuses_a_policy_with_errors_before_anything_starts(policy, monkeypatch, capsys):
+    policy.write_text(POLICY.replace("<rule>exe</rule>", "<rle/>"))
+
+    def never(*_):
+        raise AssertionError("a cluster was started")
+
+    monkeypatch.setattr(running, "cluster", never)
+    monkeypatch.setattr(inventories, "files_of", never)
+    assert fleet.main(["audit", "-p", str(policy), "none"]) == 2
+    assert f"{policy}:6:" in capsys.readouterr().err
+
+
+@pytest.mark.parametrize(
+    "arguments, message",
+    [
+        (["none*.jsonl"], "there is no such file"),
+        (["--access", "sometimes", "x"], "sometimes"),
+        (["--column", "colour=x", "x"], "colour"),
+        (["--list-columns", "path,size", "x"], "path last"),
+        (["--folder-depth", "0", "x"], "1 at least"),
+    ],
+)
+def test_says_what_is_wrong_on_the_command_line(policy, capsys, arguments, message):
+    try:
+        status = fleet.main(["audit", "-p", str(policy), *arguments])
+    except SystemExit as end:
+        status = end.code
+    assert status == 2
+    assert message in capsys.readouterr().err
+
+
+def test_writes_text_and_a_page_that_needs_nothing(policy, tmp_path):
+    file = tmp_path / "x.jsonl"
+    file.write_text('{"host":"<b>","path":"/cache/<script>&","size":5}\n{"path":\n')
+    job = job_for(policy)
+    result = counted_here(job, inventories.parts_of(str(file), {}))
+    report = json.loads(report_of(job, result))
+    page = reports.as_page(report, 20)
+    assert "<script" not in page and "&lt;b&gt;" in page
+    assert not re.search(r"(src|href)=|url\(|@import", page)
+    text = reports.as_text(report, 20)
+    assert "Rules that never hit anywhere" in text
+    assert "Rows that could not be read: 1" in text and "Rows that could not be read: 1" in page
+    for member in ("skipped", "scanned"):
+        assert f"{report[member]['files']:,}" in page
+
+
+def test_the_document_names_every_member(policy, tmp_path):
+    page = (pathlib.Path(os.environ["QVL_SOURCE_DIR"]) / "docs/fleet.md").read_text()
+    file = tmp_path / "x.jsonl"
+    file.write_text('{"path":"/cache/\\u0000","size":5}\n{"path":\n')
+    members = set()
+
+    def collect(value):
+        for inner in value.values() if isinstance(value, dict) else value:
+            if isinstance(inner, (dict, list)):
+                collect(inner)
+        if isinstance(value, dict):
+            members.update(value)
+
+    new = tmp_path / "new.xml"
+    new.write_text(POLICY.replace("/**/cache/", "/**/a/"))
+    for job in (job_for(policy), job_for(policy, new)):
+        parts = inventories.parts_of(str(file), {})
+        collect(json.loads(report_of(job, counted_here(job, parts))))
+    assert {name for name in members if f"`{name}`" not in page} == set()
+    options = re.findall(r"--[a-z-]+", run("diff", "--help").stdout.decode())
+    assert {option for option in options if f"`{option}" not in page} <= {"--help"}
