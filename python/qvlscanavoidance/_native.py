@@ -5,7 +5,6 @@ Calls run without the interpreter's lock.
 
 import ctypes
 import os
-import pathlib
 import sys
 from ctypes import POINTER, c_char_p, c_int, c_int64, c_size_t, c_uint32, c_uint64, c_void_p
 
@@ -34,6 +33,7 @@ class LoadOptions(ctypes.Structure):
 class Problem(ctypes.Structure):
     _fields_ = [
         ("is_error", c_int),
+        ("name", c_char_p),
         ("name", ctypes.c_char_p),
         ("line", c_uint64),
         ("column", c_uint64),
@@ -143,14 +143,12 @@ _FUNCTIONS = {
 
 
 def _candidates():
-    """Where the library may be: as told, beside this package, where the system looks."""
+    """Where the library may be: as told, or where the system looks."""
     told = os.environ.get("QVLPOLICY_LIBRARY")
     if told:
         return [told]
     name = "libqvlpolicy.0.dylib" if sys.platform == "darwin" else "libqvlpolicy.so.0"
-    installation = pathlib.Path(__file__).resolve().parents[4]
-    beside = installation / "lib64" / name
-    return ([str(beside)] if beside.exists() else []) + [name]
+    return [name]
 
 
 def _load():

@@ -45,6 +45,7 @@ class Problem:
     """An error or a warning about a policy. Texts that are not there are empty."""
 
     is_error: bool
+    name: str  # of its sort, for programs, such as "refused-rule"
     file: str
     line: int  # 1 is the first; 0: not known, or the whole file
     column: int  # in characters, 1 is the first; 0: not known
@@ -425,6 +426,7 @@ def _read(text, file, times_given, today):
             problems.append(
                 Problem(
                     is_error=bool(found.is_error),
+                    name=(found.name or b"").decode(),
                     line=found.line,
                     column=found.column,
                     **{

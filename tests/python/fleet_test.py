@@ -9,7 +9,7 @@ import re
 import signal
 import subprocess
 import sys
-import threading
+import time
 
 import pytest
 
@@ -121,7 +121,7 @@ def test_counts_as_qvlctl_audits(tmp_path, policy):
         file = folder / f"{i}.{chance.choice(['o', 'exe', 'log', 'txt'])}"
         file.write_bytes(b"x" * chance.randrange(100))
         age = chance.choice([1, 6, 8, 100]) * DAY
-        os.utime(file, (0, int(__import__("time").time()) - age))
+        os.utime(file, (0, int(time.time()) - age))
     (tree / "cache").mkdir(exist_ok=True)
     with open(os.path.join(os.fsencode(tree), b"cache", b"\xff\n.o"), "w"):
         pass
