@@ -34,7 +34,6 @@ class Problem(ctypes.Structure):
     _fields_ = [
         ("is_error", c_int),
         ("name", c_char_p),
-        ("name", ctypes.c_char_p),
         ("line", c_uint64),
         ("column", c_uint64),
         ("file", Bytes),
