@@ -5,6 +5,7 @@
 #include <boost/regex/icu.hpp>
 #include <boost/throw_exception.hpp>
 #include <cstddef>
+#include <cstring>
 #include <iterator>
 #include <stdexcept>
 #include <vector>
@@ -97,6 +98,26 @@ const boost::icu_regex_traits& traits() {
   return engine;
 }
 
+// Eight bytes at a time.
+void appendFoldedAscii(std::string_view text, std::string& folded) {
+  constexpr std::uint64_t kEach = 0x0101010101010101u;
+  const std::size_t begin = folded.size();
+  folded.append(text);
+  char* const bytes = folded.data() + begin;
+  std::size_t at = 0;
+  for (std::uint64_t word; at + sizeof word <= text.size(); at += sizeof word) {
+    std::memcpy(&word, bytes + at, sizeof word);
+    // The high bit of each byte from 'A' on, and of each behind 'Z'.
+    const std::uint64_t fromA = word + kEach * (0x80 - 'A');
+    const std::uint64_t behindZ = word + kEach * (0x80 - 'Z' - 1);
+    word |= ((fromA ^ behindZ) & kEach * 0x80) >> 2;
+    std::memcpy(bytes + at, &word, sizeof word);
+  }
+  for (; at < text.size(); ++at) {
+    if (bytes[at] >= 'A' && bytes[at] <= 'Z') bytes[at] = static_cast<char>(bytes[at] - 'A' + 'a');
+  }
+}
+
 }  // namespace
 
 struct Engine::Compiled {
@@ -131,10 +152,11 @@ void throwNotUtf8() {
 void foldCase(std::string_view text, std::string& folded) {
   folded.clear();
   for (std::size_t at = 0; at < text.size();) {
-    const char c = text[at];
-    if (static_cast<unsigned char>(c) < 0x80) {
-      folded += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-      ++at;
+    if (static_cast<unsigned char>(text[at]) < 0x80) {
+      std::size_t end = at + 1;
+      while (end < text.size() && static_cast<unsigned char>(text[end]) < 0x80) ++end;
+      appendFoldedAscii(text.substr(at, end - at), folded);
+      at = end;
       continue;
     }
     const UChar32 character =

@@ -146,6 +146,8 @@ class PatternIndex {
 
   // From so many candidates on it pays to find out which grams the text has.
   static constexpr std::size_t kManyCandidates = 12;
+  // Up to so many patterns are compared in a row.
+  static constexpr std::size_t kFewPatterns = 3;
   // So many keys of a text are gathered before what stands under them is visited. Ordinary texts
   // have fewer, and then it is known of the whole text which components it has.
   static constexpr std::size_t kGathered = 32;
@@ -296,7 +298,7 @@ bool PatternIndex::find(Text& text, Scratch& scratch, Admits admits, Found found
   };
 
   constexpr std::size_t kLongest = std::size_t{1} << 31;  // places of components have 32 bits
-  if (m_size <= kManyCandidates || text.plain().size() > kLongest) return visitAll(work, visit);
+  if (m_size <= kFewPatterns || text.plain().size() > kLongest) return visitAll(work, visit);
 
   const bool oneText = text.isAscii() || m_folded == 0;
   const auto visitPlain = [&](const Entry& entry) {

@@ -845,9 +845,22 @@ bool Program::matchesAs(Text& text, std::string_view subject) const {
       default:
         break;
     }
-    return Run<ascii, false>(*this, text).leads(i, last, at, end);
+    return hasNextLiteral(i, last, subject.substr(at, end - at)) &&
+           Run<ascii, false>(*this, text).leads(i, last, at, end);
   }
   return at == end;
+}
+
+// Has the rest of a text the next literal that every way has to come by? Most texts do not, and
+// that costs less to find out.
+bool Program::hasNextLiteral(std::size_t i, std::size_t last, std::string_view rest) const {
+  for (; i < last; ++i) {
+    const Instruction& code = m_code[i];
+    if (code.op == Op::Group || code.op == Op::Loop) i += code.length;
+    if (code.op != Op::Bytes || code.length < 2) continue;
+    return memmem(rest.data(), rest.size(), m_bytes.data() + code.from, code.length) != nullptr;
+  }
+  return true;
 }
 
 bool Program::readsOn(Text& text) const {

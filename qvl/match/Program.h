@@ -110,6 +110,8 @@ class Program {
   template <bool ascii>
   bool matchesAs(Text& text, std::string_view subject) const;
 
+  bool hasNextLiteral(std::size_t i, std::size_t last, std::string_view rest) const;
+
   Steps outline(std::size_t begin, std::size_t end) const;
 
   std::vector<Instruction> m_code;
