@@ -6,7 +6,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <regex>
 #include <string>
@@ -34,13 +37,15 @@ class Audit : public ProgramTest {
           "</exclusion-policy>\n");
   }
 
-  // The outputs with the test's folder as TREE, and without times.
+  // The outputs with the test's folder as TREE, and without times and what tells machines apart.
   Result audit(std::vector<std::string> arguments,
                const Circumstances& circumstances = Circumstances()) const {
     arguments.insert(arguments.begin(), {"audit", "--policy", "../policy.xml"});
     Result result = run(arguments, circumstances);
     const std::regex times("in [0-9.]+ seconds, [0-9,]+ a second");
     result.out = std::regex_replace(result.out, times, "in T seconds, R a second");
+    const std::regex evidence("\n  [-0-9T:]+Z on .*, qvlctl .*, policy sha256:[0-9a-f]{64}\n");
+    result.out = std::regex_replace(result.out, evidence, "\n");
     for (std::string* const text : {&result.out, &result.err}) {
       for (std::size_t place; (place = text->find(folder())) != std::string::npos;) {
         text->replace(place, folder().size(), "TREE");
@@ -483,6 +488,8 @@ TEST_F(Audit, WritesJson) {
   Result result = audit({"--format", "json", "--top", "2", "--access", "read", "."});
   result.out = std::regex_replace(result.out, std::regex("\"querySeconds\": [-0-9.e]+"),
                                   "\"querySeconds\": T");
+  const std::regex made(R"re("(created|host|version)": ".*")re");
+  result.out = std::regex_replace(result.out, made, "\"$1\": \"T\"");
   EXPECT_EQ(result, (Result{0, golden("audit.json"), ""}));
 }
 
@@ -524,6 +531,127 @@ TEST_F(Audit, WritesAPageThatHoldsTheJsonAndNeedsNothingElse) {
        {"://", "src=", "href=", "url(", "@import", "fetch(", "@AUDIT@"}) {
     EXPECT_EQ(rest.find(fetched), std::string::npos) << fetched;
   }
+}
+
+TEST_F(Audit, IsEvidence) {
+  writeSized("x.o", 1);
+  const Result text = run({"audit", "-p", "../policy.xml", "."});
+  Circumstances circumstances;
+  circumstances.program = "/usr/bin/env";
+  // From others than qvlctl.
+  const auto lineOf = [&](const std::vector<std::string>& command) {
+    const std::string out = run(command, circumstances).out;
+    return out.substr(0, out.find_first_of(" \n"));
+  };
+  const std::string digest = lineOf({"sha256sum", "../policy.xml"});
+  const std::string host = lineOf({"uname", "-n"});
+  ASSERT_EQ(digest.size(), 64u);
+  const std::regex line(
+      "\n  20[0-9]{2}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z on (.*), qvlctl " QVLCTL_VERSION
+      ", policy sha256:([0-9a-f]{64})\n");
+  std::smatch match;
+  ASSERT_TRUE(std::regex_search(text.out, match, line)) << text.out;
+  EXPECT_EQ(match[1], host);
+  EXPECT_EQ(match[2], digest);
+
+  const auto json = nlohmann::json::parse(audit({"--format", "json", "."}).out);
+  EXPECT_EQ(json["host"], host);
+  EXPECT_EQ(json["policyDigest"], "sha256:" + digest);
+  EXPECT_EQ(json["policyVersion"], "1");
+  EXPECT_EQ(json["tool"], (nlohmann::json{{"name", "qvlctl"}, {"version", QVLCTL_VERSION}}));
+
+  const std::string page = audit({"--format", "html", "."}).out;
+  for (const std::string& shown :
+       {host, "sha256:" + digest, json["created"].get<std::string>().substr(0, 15),
+        std::string("qvlctl " QVLCTL_VERSION)}) {
+    EXPECT_NE(page.substr(0, page.find("<script")).find(shown), std::string::npos) << shown;
+  }
+}
+
+TEST_F(Audit, ThePageTellsTheTotalsWithoutScripts) {
+  writeSized("a<b>&\"'/x.o", 1234567);
+  writeSized("a<b>&\"'/y", 1);
+  const std::string page = audit({"--format", "html", "a<b>&\"'"}).out;
+  const std::string still = page.substr(0, page.find("<script"));
+  EXPECT_NE(still.find("<h1>Audit of TREE/a&lt;b&gt;&amp;&quot;'</h1>"), std::string::npos)
+      << still;
+  EXPECT_NE(still.find("<tr><th scope=\"row\">Skipped</th><td class=\"number\">1</td>"
+                       "<td class=\"number\">1.2 MiB</td><td class=\"number\">50.0 %</td>"
+                       "<td class=\"number\">100.0 %</td></tr>"),
+            std::string::npos)
+      << still;
+  EXPECT_NE(still.find("<tr><td class=\"line\">read</td><td class=\"wide\">none</td>"
+                       "<td class=\"number\">1</td><td class=\"number\">1.2 MiB</td></tr>"),
+            std::string::npos)
+      << still;
+}
+
+// In a browser, where one is installed: a script behind the page looks at what it has become.
+TEST_F(Audit, ThePageCanBeUsedOnAPhoneAndByKeyboard) {
+  Circumstances circumstances;
+  circumstances.program = "/bin/sh";
+  if (run({"-c", "command -v chromium"}, circumstances).status != 0) {
+    GTEST_SKIP() << "no chromium is installed";
+  }
+  writeSized("cache/" + std::string(60, 'n') + "/a", 1000);
+  writeSized("src/x.o", 1536);
+  writeSized("src/x.cpp", 100);
+  std::string page = audit({"--format", "html", "."}).out;
+  std::string check = R"js(<script>
+const problems = [];
+const say = (what, element) => problems.push(what + ": " + element.outerHTML.slice(0, 80));
+if (innerWidth !== 390) problems.push("the window is " + innerWidth + " wide");
+if (document.documentElement.scrollWidth > innerWidth) problems.push("the page is too wide");
+const regions = [...document.querySelectorAll("table")].map(table => table.parentElement);
+if (regions.length < 5) problems.push("tables are missing");
+for (const region of regions.filter(region => region.checkVisibility())) {
+  if (region.tabIndex !== 0) say("not reached by the Tab key", region);
+  if (!region.getAttribute("aria-label")) say("without a name", region);
+  if (region.scrollWidth > region.clientWidth && region.offsetHeight - region.clientHeight < 5) {
+    say("goes on without a bar", region);
+  }
+}
+if (!regions.some(region => region.scrollWidth > region.clientWidth)) {
+  problems.push("no table is wider than the page, so nothing was tried");
+}
+for (const one of document.querySelectorAll("button, input, [role=treeitem]")) {
+  if (!(one.textContent || one.ariaLabel || one.closest("label"))) say("without a name", one);
+}
+const stops = document.querySelectorAll("#map [tabindex='0']").length;
+if (stops !== 1) problems.push("the picture has " + stops + " stops of the Tab key");
+const tell = () => { parent.postMessage("checked: " + JSON.stringify(problems), "*"); };
+if (typeof axe === "undefined") tell();
+else axe.run().then(result => {
+  for (const rule of result.violations.filter(one => ["serious", "critical"].includes(one.impact))) {
+    problems.push("axe " + rule.id + ": " + rule.nodes[0].html.slice(0, 80));
+  }
+  tell();
+});
+</script>)js";
+  // The script of axe-core, if the environment says where it is.
+  if (const char* const axe = std::getenv("AXE_CORE")) {
+    std::ifstream script(axe, std::ios::binary);
+    ASSERT_TRUE(script) << axe;
+    check =
+        "<script>" + std::string(std::istreambuf_iterator<char>(script), {}) + "</script>" + check;
+  }
+  page.insert(page.rfind("</body>"), check);
+  write("page.html", page);
+  // No window of the browser is as narrow as a phone, but a frame in it can be.
+  write(
+      "phone.html",
+      "<title>not checked</title><script>onmessage = event => { document.title = event.data; };"
+      "</script><iframe src='page.html' style='border: 0; width: 390px; height: 844px'></iframe>");
+  const Result result =
+      run({"-c",
+           "chromium --headless --no-sandbox --disable-gpu --user-data-dir=\"$PWD/profile\" "
+           "--virtual-time-budget=20000 --dump-dom \"file://$PWD/phone.html\" "
+           "2>browser.log"},
+          circumstances);
+  const std::size_t place = result.out.find("<title>");
+  EXPECT_EQ(result.out.substr(place, result.out.find("</title>", place) - place),
+            "<title>checked: []")
+      << result.out.substr(0, 300);
 }
 
 TEST_F(Audit, RefusesAnUnknownFormat) {

@@ -25,8 +25,7 @@ TEST_F(CommandLine, HelpsWithEveryCommand) {
       (Result{0,
               "Asks an exclusion policy what an on-access scanner would ask: may this file "
               "access go\n"
-              "unscanned? A policy is an XML file of exclusion rules; docs/policy-format.md "
-              "describes it.\n"
+              "unscanned? A policy is an XML file of exclusion rules; qvl-policy(5) describes it.\n"
               "Usage: qvlctl [OPTIONS] [COMMAND]\n"
               "\n"
               "Options:\n"
@@ -57,6 +56,87 @@ TEST_F(CommandLine, HelpsWithEveryCommand) {
     EXPECT_THAT(help.out, HasSubstr(std::string("Usage: qvlctl ") + command));
     EXPECT_THAT(help.out, HasSubstr("Exit status: 0"));
   }
+}
+
+TEST_F(CommandLine, GuessesWhatWasMeant) {
+  const struct {
+    std::vector<std::string> arguments;
+    const char* meant;
+  } rows[] = {
+      {{"lokup", "-p", "p.xml"}, "lookup"},
+      {{"adit", "-p", "p.xml"}, "audit"},
+      {{"--verison"}, "--version"},
+      {{"lookup", "--polcy", "p.xml"}, "--policy"},
+      {{"lookup", "-p", "p.xml", "--acess=read"}, "--access"},
+      {{"audit", "-p", "p.xml", ".", "--one-file-sytem"}, "--one-file-system"},
+      {{"diff", "-p", "p.xml", "--wiht", "q.xml"}, "--with"},
+  };
+  for (const auto& row : rows) {
+    const Result result = run(row.arguments);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_THAT(result.err, HasSubstr(std::string("\nDid you mean ") + row.meant + "?\n"));
+  }
+  for (const char* const far : {"frobnicate", "x"}) {
+    EXPECT_THAT(run({far}).err, testing::Not(HasSubstr("Did you mean")));
+  }
+}
+
+class QuietCommandLine : public ProgramTest {
+ protected:
+  void SetUp() override {
+    write("policy.xml",
+          "<exclusion-policy version='1'><logic>1|7</logic>"
+          "<data-set number='1' kind='folder'><rule>/skip/</rule></data-set></exclusion-policy>");
+  }
+};
+
+TEST_F(QuietCommandLine, LeavesOutNotesAndWarnings) {
+  EXPECT_THAT(run({"lookup", "-p", "policy.xml", "skip/a"}).err,
+              testing::AllOf(HasSubstr("warning: "), HasSubstr("note: ")));
+  for (const char* const quiet : {"-q", "--quiet"}) {
+    EXPECT_EQ(run({"lookup", quiet, "-p", "policy.xml", "skip/a"}),
+              (Result{1, "scan      -        skip/a\n", ""}));
+  }
+  EXPECT_EQ(run({"lookup", "-q", "-p", "none.xml", "/a"}),
+            (Result{2, "", "qvlctl: cannot read none.xml: No such file or directory\n"}));
+  Circumstances terminal;
+  terminal.errorsOnTerminal = true;
+  EXPECT_EQ(run({"audit", "-q", "-p", "policy.xml", "."}, terminal).err, "");
+}
+
+TEST_F(QuietCommandLine, ColoursAreAsTheCommandLineSays) {
+  const std::string coloured = "\x1b[33mexcluded\x1b[0m  1        /skip/a";
+  const std::string plain = "excluded  1        /skip/a";
+  const auto lookup = [&](const char* when, const Circumstances& circumstances) {
+    return run({"lookup", "-q", "-p", "policy.xml", "--color", when, "/skip/a"}, circumstances).out;
+  };
+  Circumstances terminal;
+  terminal.outputOnTerminal = true;
+  EXPECT_EQ(lookup("auto", terminal), coloured + "\r\n");
+  EXPECT_EQ(lookup("never", terminal), plain + "\r\n");
+  EXPECT_EQ(lookup("auto", Circumstances()), plain + "\n");
+  EXPECT_EQ(lookup("always", Circumstances()), coloured + "\n");
+}
+
+TEST_F(QuietCommandLine, ThePolicyMayComeFromStandardInput) {
+  Circumstances circumstances;
+  circumstances.input = read("policy.xml");
+  EXPECT_EQ(run({"lookup", "-q", "-p", "-", "/skip/a"}, circumstances),
+            (Result{0, "excluded  1        /skip/a\n", ""}));
+  EXPECT_EQ(run({"lookup", "-p", "-", "/skip/a"}, circumstances).err,
+            "qvlctl: warning: standard input:1: logic: there is no data set 7; it counts as not "
+            "matching\n");
+  EXPECT_EQ(run({"lookup", "-q", "-p", "-"}, circumstances),
+            (Result{2, "",
+                    "qvlctl: expected paths on the command line, since the policy is on standard "
+                    "input\n"}));
+  EXPECT_EQ(run({"test", "-q", "-p", "-", "-"}, circumstances),
+            (Result{2, "",
+                    "qvlctl: expected files of cases, since the policy is on standard input; found "
+                    "-\n"}));
+  circumstances.input = "<exclusion-policy";
+  EXPECT_THAT(run({"audit", "-p", "-", "."}, circumstances).err,
+              HasSubstr("qvlctl: standard input:"));
 }
 
 TEST_F(CommandLine, HelpThatCannotBeWrittenIsTrouble) {

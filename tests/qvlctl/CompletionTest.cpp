@@ -36,8 +36,11 @@ TEST_F(Completion, OffersCommands) {
 }
 
 TEST_F(Completion, OffersTheOptionsOfTheCommand) {
-  EXPECT_EQ(complete({"lookup", "--"}),
-            (Result{0, "--help\n--policy\n--process\n--access\n--trace\n--format\n--null\n", ""}));
+  EXPECT_EQ(
+      complete({"lookup", "--"}),
+      (Result{
+          0, "--help\n--policy\n--process\n--access\n--trace\n--format\n--null\n--quiet\n--color\n",
+          ""}));
   EXPECT_EQ(complete({"diff", "--w"}), (Result{0, "--with\n", ""}));
   EXPECT_EQ(complete({"audit", "--o"}), (Result{0, "--one-file-system\n", ""}));
 }
@@ -47,6 +50,9 @@ TEST_F(Completion, OffersTheValuesOfOptions) {
   EXPECT_EQ(complete({"lookup", "--format", ""}), (Result{0, "text\njson\n", ""}));
   EXPECT_EQ(complete({"test", "--format", ""}), (Result{0, "text\ntap\njunit\njson\n", ""}));
   EXPECT_EQ(complete({"lint", "--platform", "m"}), (Result{0, "macos\n", ""}));
+  EXPECT_EQ(complete({"audit", "--color", "a"}), (Result{0, "auto\nalways\n", ""}));
+  EXPECT_EQ(complete({"diff", "--fail-on", "newly-s"}),
+            (Result{0, "newly-skipped\nnewly-scanned\n", ""}));
   EXPECT_EQ(complete({"trace-level", ""}), (Result{0, "0\n1\n4\n5\n", ""}));
 }
 

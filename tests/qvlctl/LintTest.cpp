@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
@@ -349,6 +350,9 @@ class Lint : public ProgramTest {
                             dataSets + "\n</exclusion-policy>\n");
     std::vector<std::string> arguments = {"lint", "--policy", "policy.xml"};
     arguments.insert(arguments.end(), options.begin(), options.end());
+    if (std::find(options.begin(), options.end(), "--platform") == options.end()) {
+      arguments.insert(arguments.end(), {"--platform", "auto"});
+    }
     return run(arguments);
   }
 
@@ -415,6 +419,25 @@ TEST_F(Lint, FindsNamesThatAreOnlyAliases) {
   expectAll(aliasesByTheOtherRules());
 }
 
+// The advice of the other system would break the rule.
+TEST_F(Lint, ThePlatformIsThatOfTheMachine) {
+#ifdef __APPLE__
+  const std::string here = "macos";
+#else
+  const std::string here = "linux";
+#endif
+  write("policy.xml",
+        "<exclusion-policy version='1'><logic>1</logic><data-set number='1' kind='folder'>"
+        "<rule>/etc/app/</rule></data-set></exclusion-policy>");
+  const Result result = run({"lint", "-p", "policy.xml"});
+  EXPECT_EQ(result, run({"lint", "-p", "policy.xml", "--platform", here}));
+  EXPECT_NE(result.out.find(", on " + here + "\n"), std::string::npos) << result.out;
+  EXPECT_EQ(run({"lint", "-p", "policy.xml", "--platform", "linux"}).out,
+            "policy.xml: 0 errors, 0 warnings, 0 notes, on linux\n");
+  EXPECT_NE(run({"lint", "-p", "policy.xml", "--platform", "macos"}).out.find("/private/etc/app/"),
+            std::string::npos);
+}
+
 TEST_F(Lint, FindsWhatIsOddAboutTheLogic) {
   expectAll(oddLogics());
 }
@@ -432,10 +455,11 @@ TEST_F(Lint, TellsReasonsAndAdvice) {
                        "<data-set number='1' kind='folder'>\n  <rule>/usr/</rule>\n"
                        "  <rule>/usr/lib/</rule>\n</data-set>\n" +
                            std::string("<data-set number='2' kind='file-type'><rule>.o</rule>"
-                                       "</data-set>")),
+                                       "</data-set>"),
+                       {"--platform", "macos"}),
             (Result{1, golden("lint.txt"), ""}));
   EXPECT_EQ(lintPolicy("1", paths("/srv/x")),
-            (Result{0, "policy.xml: 0 errors, 0 warnings, 0 notes\n", ""}));
+            (Result{0, "policy.xml: 0 errors, 0 warnings, 0 notes, on linux\n", ""}));
 }
 
 TEST_F(Lint, WritesJson) {
@@ -454,8 +478,8 @@ TEST_F(Lint, TroubleIsNoFinding) {
 
 TEST_F(Lint, SamplePoliciesHaveNoWarnings) {
   for (const char* const name : {"linux-server", "mac-developer"}) {
-    const Result result =
-        run({"lint", "-p", std::string(QVL_SOURCE_DIR "/examples/") + name + ".xml"});
+    const Result result = run({"lint", "--platform", "auto", "-p",
+                               std::string(QVL_SOURCE_DIR "/examples/") + name + ".xml"});
     EXPECT_EQ(result.status, 0) << result.out;
   }
 }
@@ -482,6 +506,35 @@ TEST_F(Lint, EveryFindingIsDocumentedAndTested) {
     }
   }
   EXPECT_EQ(tested, documented);
+}
+
+// The command of the hook, as pre-commit runs it: with the names of all files at its end.
+TEST_F(Lint, TheHookFailsForAnyPolicyWithWarnings) {
+  std::ifstream hooks(QVL_SOURCE_DIR "/.pre-commit-hooks.yaml");
+  std::string entry;
+  for (std::string line; std::getline(hooks, line);) {
+    if (line.compare(0, 9, "  entry: ") == 0) entry = line.substr(9);
+  }
+  ASSERT_NE(entry, "");
+  const auto policy = [](const std::string& rule) {
+    return "<exclusion-policy version='1'><logic>1</logic><data-set number='1' "
+           "kind='folder'><rule>" +
+           rule + "</rule></data-set></exclusion-policy>";
+  };
+  write("good 1.xml", policy("/srv/build/"));
+  write("good 2.xml", policy("/srv/other/"));
+  write("bad.xml", policy("/usr/"));
+  const std::string program = QVLCTL;
+  const auto hook = [&](const std::string& files) {
+    Circumstances circumstances;
+    circumstances.program = "/bin/sh";
+    return run({"-c", "PATH=" + program.substr(0, program.rfind('/')) + ":$PATH; " + entry + files},
+               circumstances)
+        .status;
+  };
+  EXPECT_EQ(hook(" 'good 1.xml' 'good 2.xml'"), 0);
+  EXPECT_EQ(hook(" 'good 1.xml' bad.xml 'good 2.xml'"), 1);
+  EXPECT_EQ(hook(" none.xml 'good 1.xml'"), 1);
 }
 
 }  // namespace

@@ -1,14 +1,20 @@
 // qvlctl: asks the exclusion engine what the scanner would ask.
 
+#include <algorithm>
 #include <exception>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "CLI/CLI.hpp"
 #include "commands/Commands.h"
+#include "commands/EditDistance.h"
 #include "fmt/format.h"
 #include "io/Output.h"
+#include "io/OutputChoices.h"
 #include "io/Trouble.h"
 
 namespace {
@@ -49,8 +55,56 @@ class HelpFormatter : public CLI::Formatter {
 constexpr const char* kExpectedCommand =
     "expected a command: lookup, explain, diff, test, lint, audit, inventory or trace-level";
 
+// Of which every command has the same.
+void addOutputOptions(CLI::App& command) {
+  command.add_flag("-q,--quiet", outputChoices().quiet,
+                   "Leave out notes and warnings, and the line that shows progress");
+  addChoiceOption(command, "--color", "WHEN", outputChoices().colour, {"auto", "always", "never"},
+                  "When to use colours");
+}
+
+// What was probably meant: the nearest of the names, if it is near.
+std::optional<std::string> nearest(const std::string& word, const std::vector<std::string>& names) {
+  constexpr std::size_t kFarthest = 2;
+  std::optional<std::string> best;
+  std::size_t least = kFarthest + 1;
+  for (const std::string& name : names) {
+    const std::size_t distance = editDistance(word, name);
+    if (distance < least && distance < name.size()) {
+      least = distance;
+      best = name;
+    }
+  }
+  return best;
+}
+
+std::string suggestion(const CLI::App& app, int argc, char** argv) {
+  const std::vector<CLI::App*> commands = app.get_subcommands();
+  std::vector<std::string> names;
+  if (commands.empty()) {
+    for (const CLI::App* const command : app.get_subcommands({})) {
+      names.push_back(command->get_name());
+    }
+  }
+  for (const CLI::Option* const option :
+       (commands.empty() ? &app : commands.front())->get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  }
+  for (int i = 1; i < argc; ++i) {
+    const std::string_view whole = argv[i];
+    const std::string argument(whole.substr(0, whole.find('=')));
+    if (std::find(names.begin(), names.end(), argument) != names.end()) continue;
+    const bool isOption = argument.size() > 2 && argument.compare(0, 2, "--") == 0;
+    if (!isOption && (i > 1 || !commands.empty())) continue;
+    if (const auto name = nearest(argument, names)) {
+      return fmt::format("\nDid you mean {}?", *name);
+    }
+  }
+  return {};
+}
+
 // Help and version print themselves; anything else is a mistake on the command line.
-int reportParseResult(const CLI::App& app, const CLI::ParseError& error) {
+int reportParseResult(const CLI::App& app, const CLI::ParseError& error, int argc, char** argv) {
   if (error.get_exit_code() == 0) {
     std::ostringstream text;
     app.exit(error, text);
@@ -60,19 +114,20 @@ int reportParseResult(const CLI::App& app, const CLI::ParseError& error) {
     return kYes;
   }
   std::string program = "qvlctl";
+  const std::string meant = suggestion(app, argc, argv);
   if (app.get_subcommands().empty()) {
-    complain(fmt::format("{}. {}\nTry `qvlctl --help`.", kExpectedCommand, error.what()));
+    complain(fmt::format("{}. {}{}\nTry `qvlctl --help`.", kExpectedCommand, error.what(), meant));
     return kTrouble;
   }
   for (const CLI::App* const command : app.get_subcommands()) program += " " + command->get_name();
-  complain(fmt::format("{}\nTry `{} --help`.", error.what(), program));
+  complain(fmt::format("{}{}\nTry `{} --help`.", error.what(), meant, program));
   return kTrouble;
 }
 
 int run(int argc, char** argv) {
   CLI::App app(
       "Asks an exclusion policy what an on-access scanner would ask: may this file access go\n"
-      "unscanned? A policy is an XML file of exclusion rules; docs/policy-format.md describes it.",
+      "unscanned? A policy is an XML file of exclusion rules; qvl-policy(5) describes it.",
       "qvlctl");
   app.set_version_flag("--version", "qvlctl " QVLCTL_VERSION, "Print the version and exit");
   app.set_help_flag("-h,--help", "Print this help and exit");
@@ -88,11 +143,14 @@ int run(int argc, char** argv) {
   addAuditCommand(app, action);
   addInventoryCommand(app, action);
   addTraceLevelCommand(app, action);
-  for (CLI::App* const command : app.get_subcommands({})) command->group("Commands");
+  for (CLI::App* const command : app.get_subcommands({})) {
+    command->group("Commands");
+    addOutputOptions(*command);
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return reportParseResult(app, error);
+    return reportParseResult(app, error, argc, argv);
   }
   if (!action) {
     complain(fmt::format("{}\nTry `qvlctl --help`.", kExpectedCommand));

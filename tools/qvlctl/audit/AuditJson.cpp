@@ -142,7 +142,12 @@ Json auditInJson(const AuditSubject& subject, AuditReport& report) {
   Json json;
   json["report"] = "audit";
   json["version"] = kVersion;
+  json["created"] = subject.evidence.created;
+  addText(json, "host", subject.evidence.host);
+  json["tool"] = {{"name", "qvlctl"}, {"version", subject.evidence.toolVersion}};
   addText(json, "policy", policy.file);
+  json["policyDigest"] = "sha256:" + subject.evidence.policyDigest;
+  json["policyVersion"] = "1";  // of the format: the only one that there is
   json["logic"] = policy.logic;
   json["roots"] = rootsInJson(subject.roots);
   json["queries"] = queriesInJson(subject.queries, report);

@@ -6,12 +6,14 @@
 #include <string>
 #include <vector>
 
+#include "audit/Evidence.h"
 #include "policy/Policy.h"
 #include "queries/Queries.h"
 
 namespace qvlctl {
 
 struct AuditSubject {
+  const Evidence& evidence;
   const Policy& policy;
   const std::vector<Query>& queries;      // that were asked about each file
   const std::vector<std::string>& roots;  // the folders that were walked

@@ -46,6 +46,9 @@ class AuditText {
     m_output.print("{}\n", m_output.coloured(Colour::Heading,
                                              fmt::format("Audit of {} under {}", escapedRoots(),
                                                          escaped(m_subject.policy.file))));
+    m_output.print("  {} on {}, qvlctl {}, policy sha256:{}\n", m_subject.evidence.created,
+                   escaped(m_subject.evidence.host), m_subject.evidence.toolVersion,
+                   m_subject.evidence.policyDigest);
     row("found", seen, "");
     row("skipped", skipped,
         fmt::format("   {} of the files, {} of the bytes", percentage(skipped.files, seen.files),

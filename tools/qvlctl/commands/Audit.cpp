@@ -10,6 +10,7 @@
 #include "audit/AuditPage.h"
 #include "audit/AuditReport.h"
 #include "audit/AuditText.h"
+#include "audit/Evidence.h"
 #include "commands/Commands.h"
 #include "fmt/format.h"
 #include "io/Output.h"
@@ -59,6 +60,7 @@ class Audit {
         m_missing(std::max<std::size_t>(options.top, 1)),
         m_roots(rootsOf(options.folders, m_missing)),
         m_question(options.question),
+        m_evidence(evidenceOf(m_question.policyText)),
         m_queries({m_question.inUse()}, options.question.limits()),
         m_report(m_question.inUse(), m_queries.all(), m_missing, m_roots.size(), options.top,
                  [this] { m_progress->show(m_report); }) {}
@@ -75,7 +77,7 @@ class Audit {
 
  private:
   void write() {
-    const AuditSubject subject = {m_question.policy, m_queries.all(), m_roots};
+    const AuditSubject subject = {m_evidence, m_question.policy, m_queries.all(), m_roots};
     if (m_options.format == "text") {
       writeAuditText(m_output, subject, m_report, m_options.top);
       return;
@@ -88,6 +90,7 @@ class Audit {
   Missing m_missing;
   const std::vector<std::string> m_roots;
   Question m_question;
+  const Evidence m_evidence;
   Queries m_queries;
   std::optional<Progress> m_progress{std::in_place};  // until the walks have ended
   AuditReport m_report;

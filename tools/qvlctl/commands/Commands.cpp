@@ -6,22 +6,31 @@
 #include <cstdint>
 
 #include "fmt/format.h"
+#include "io/Files.h"
 #include "io/Output.h"
+#include "io/OutputChoices.h"
 #include "io/PathReader.h"
 #include "io/TraceLog.h"
+#include "io/Trouble.h"
 #include "policy/PolicyReader.h"
 
 namespace qvlctl {
 namespace {
 
 // The trace log starts with the library's first object.
-Policy readPolicyFirst(const PolicyOptions& options) {
+std::string readPolicyFirst(const PolicyOptions& options) {
   if (!options.trace) keepTraceLogSilent();
-  return readPolicy(options.policyFile);
+  return readFile(options.policyFile == "-" ? "/dev/stdin" : options.policyFile);
+}
+
+// What messages call the policy.
+std::string nameOf(const std::string& policyFile) {
+  return policyFile == "-" ? "standard input" : policyFile;
 }
 
 void addPolicyOption(CLI::App& command, PolicyOptions& options) {
-  command.add_option("-p,--policy", options.policyFile, "The policy: an XML file")
+  command
+      .add_option("-p,--policy", options.policyFile, "The policy: an XML file; `-`: standard input")
       ->required()
       ->type_name("FILE");
 }
@@ -88,9 +97,11 @@ QueryLimits MatrixOptions::limits() const {
 }
 
 Question::Question(const PolicyOptions& options)
-    : policy(readPolicyFirst(options)), engine(policy) {
+    : policyText(readPolicyFirst(options)),
+      policy(readPolicy(nameOf(options.policyFile), policyText)),
+      engine(policy) {
   for (const Warning& warning : engine.warnings()) {
-    complain("warning: " + describe(policy.file, warning.position, warning.message));
+    remark("warning: " + describe(policy.file, warning.position, warning.message));
   }
 }
 
@@ -123,6 +134,9 @@ void forEachPath(const PathOptions& options, const std::function<void()>& before
     ask(path);
   };
   const auto askStandardInput = [&] {
+    if (options.isInputTaken) {
+      throw Trouble("expected paths on the command line, since the policy is on standard input");
+    }
     PathReader reader(STDIN_FILENO, options.zeroSeparated ? '\0' : '\n', beforeWaiting,
                       "standard input", "; did you mean -0?");
     for (std::string_view path; reader.next(path);) askAbout(path);
@@ -132,7 +146,7 @@ void forEachPath(const PathOptions& options, const std::function<void()>& before
 
   if (relativePaths == 0) return;
   beforeWaiting();
-  complain(fmt::format(
+  remark(fmt::format(
       "note: {} not absolute; a scanner asks for full paths, and only rules that begin with a "
       "wildcard, and file types, can match anything else",
       relativePaths == 1 ? "1 path is" : grouped(relativePaths) + " paths are"));

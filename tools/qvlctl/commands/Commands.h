@@ -34,7 +34,7 @@ void addInventoryCommand(CLI::App& app, Action& action);
 void addTraceLevelCommand(CLI::App& app, Action& action);
 
 struct PolicyOptions {
-  std::string policyFile;
+  std::string policyFile;  // "-": standard input
   bool trace = false;
 };
 
@@ -64,6 +64,7 @@ struct Question {
 
   PolicyInUse inUse() { return {policy, engine}; }
 
+  const std::string policyText;  // the file's content
   const Policy policy;
   Engine engine;
   QVL::LookupData request;  // process and access type are filled in from QuestionOptions
@@ -72,6 +73,7 @@ struct Question {
 // The paths that a command is asked about.
 struct PathOptions {
   bool zeroSeparated = false;
+  bool isInputTaken = false;  // standard input holds something else
   std::vector<std::string> paths;
 };
 

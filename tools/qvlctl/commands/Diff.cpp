@@ -362,7 +362,11 @@ void addDiffCommand(CLI::App& app, Action& action) {
       "  qvlctl diff --policy policy.xml --with next.xml --fail-on newly-skipped /srv\n"
       "  qvlctl diff --policy policy.xml --with next.xml --process \"\" --access read - "
       "<paths.txt");
-  command.callback([options, &action] { action = [options] { return Diff(*options).run(); }; });
+  command.callback([options, &action] {
+    options->paths.isInputTaken =
+        options->question.policyFile == "-" || options->newPolicyFile == "-";
+    action = [options] { return Diff(*options).run(); };
+  });
 }
 
 }  // namespace qvlctl

@@ -331,7 +331,10 @@ void addExplainCommand(CLI::App& app, Action& action) {
       "Exit status: 0 at least one path is excluded, 1 none is, 2 trouble.\n"
       "\n"
       "  qvlctl explain --policy policy.xml /home/ann/project/build/main.o");
-  command.callback([options, &action] { action = [options] { return Explain(*options).run(); }; });
+  command.callback([options, &action] {
+    options->paths.isInputTaken = options->question.policyFile == "-";
+    action = [options] { return Explain(*options).run(); };
+  });
 }
 
 }  // namespace qvlctl

@@ -13,16 +13,26 @@
 namespace qvlctl {
 namespace {
 
+#ifdef __APPLE__
+constexpr const char* kThisPlatform = "macos";
+#else
+constexpr const char* kThisPlatform = "linux";
+#endif
+
 struct LintOptions {
   std::string policyFile;
   std::string format;
-  std::string platform = "auto";
+  std::string platform = kThisPlatform;
 };
 
 std::optional<Platform> platformOf(const std::string& name) {
   if (name == "macos") return Platform::MacOs;
   if (name == "linux") return Platform::Linux;
   return std::nullopt;
+}
+
+const char* nameOf(Platform platform) {
+  return platform == Platform::MacOs ? "macos" : "linux";
 }
 
 const char* nameOf(Severity severity) {
@@ -68,10 +78,10 @@ class Lint {
                                finding.reason, finding.name)),
           finding.advice);
     }
-    m_output.print("{}: {}, {}, {}\n", escaped(m_options.policyFile),
+    m_output.print("{}: {}, {}, {}, on {}\n", escaped(m_options.policyFile),
                    counted(count(Severity::Error), "error", "errors"),
                    counted(count(Severity::Warning), "warning", "warnings"),
-                   counted(count(Severity::Note), "note", "notes"));
+                   counted(count(Severity::Note), "note", "notes"), nameOf(m_report.platform));
   }
 
   void writeJson() {
@@ -79,7 +89,7 @@ class Lint {
     json["report"] = "lint";
     json["version"] = 1;
     addText(json, "policy", m_options.policyFile);
-    json["platform"] = m_report.platform == Platform::MacOs ? "macos" : "linux";
+    json["platform"] = nameOf(m_report.platform);
     json["errors"] = count(Severity::Error);
     json["warnings"] = count(Severity::Warning);
     json["notes"] = count(Severity::Note);
@@ -110,16 +120,9 @@ void addLintCommand(CLI::App& app, Action& action) {
       ->required()
       ->type_name("FILE");
   addFormatOption(command, options->format, {"text", "json"});
-  command
-      .add_option("--platform", options->platform,
-                  "Which names of folders are only aliases: those of macos or of linux (default: "
-                  "auto, the one whose folders the rules name)")
-      ->type_name("NAME")
-      ->check([](const std::string& text) {
-        return text == "auto" || platformOf(text)
-                   ? std::string()
-                   : fmt::format("expected auto, macos or linux; found {}", inQuotes(text));
-      });
+  addChoiceOption(command, "--platform", "NAME", options->platform, {"linux", "macos", "auto"},
+                  "Where the policy is used, which decides what names of folders are only aliases "
+                  "(auto: where the folders are that the rules name)");
   command.footer(
       "Prints each finding with its place, the reason and what to do about it; docs/lint.md tells\n"
       "them all. An error is a policy that no command can use.\n"

@@ -83,7 +83,10 @@ void addLookupCommand(CLI::App& app, Action& action) {
       "\n"
       "  qvlctl lookup --policy policy.xml --access write /var/log/syslog\n"
       "  find / -print0 | qvlctl lookup --policy policy.xml -0");
-  command.callback([options, &action] { action = [options] { return Lookup(*options).run(); }; });
+  command.callback([options, &action] {
+    options->paths.isInputTaken = options->question.policyFile == "-";
+    action = [options] { return Lookup(*options).run(); };
+  });
 }
 
 }  // namespace qvlctl

@@ -60,6 +60,9 @@ class Test {
 
  private:
   void runFile(const std::string& file) {
+    if (file == "-" && m_options.question.policyFile == "-") {
+      throw Trouble("expected files of cases, since the policy is on standard input; found -");
+    }
     if (file == "-") return runCases(STDIN_FILENO, "standard input");
     const FileDescriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
     if (!descriptor) {

@@ -11,6 +11,7 @@
 #include "io/Files.h"
 #include "io/Json.h"
 #include "io/Output.h"
+#include "io/OutputChoices.h"
 #include "io/Trouble.h"
 #include "io/XmlFile.h"
 
@@ -92,9 +93,8 @@ class TraceLevel {
         json);
     const int highest = *std::prev(std::upper_bound(std::begin(kLevels), std::end(kLevels), level));
     if (level != highest) {
-      complain(
-          fmt::format("note: no message of the library has the level {}; it tells what {} tells",
-                      level, highest));
+      remark(fmt::format("note: no message of the library has the level {}; it tells what {} tells",
+                         level, highest));
     }
   }
 

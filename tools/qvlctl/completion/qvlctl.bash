@@ -40,6 +40,7 @@ _qvlctl() {
     -p | --policy | --with | -f | --file | --process) _qvlctl_reply -f ;;
     --access) _qvlctl_reply -W 'read write any' ;;
     --format) _qvlctl_reply -W "$(_qvlctl_formats "$help")" ;;
+    --color) _qvlctl_reply -W 'auto always never' ;;
     --fail-on) _qvlctl_reply -W 'newly-skipped newly-scanned any' ;;
     --platform) _qvlctl_reply -W 'auto macos linux' ;;
     --top) ;;

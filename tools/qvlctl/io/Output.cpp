@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "io/Files.h"
+#include "io/OutputChoices.h"
 #include "io/Trouble.h"
 
 namespace qvlctl {
@@ -68,6 +69,8 @@ std::string escapedWith(std::string_view text, const char* backslash) {
 }
 
 bool mayUseColour() {
+  const std::string& choice = outputChoices().colour;
+  if (choice != "auto") return choice == "always";
   const char* const terminal = std::getenv("TERM");
   return ::isatty(STDOUT_FILENO) && std::getenv("NO_COLOR") == nullptr && terminal != nullptr &&
          std::string_view(terminal) != "dumb";
@@ -145,6 +148,15 @@ bool writeAll(int descriptor, std::string_view text) {
 void complain(std::string_view message) {
   // Nobody is left to be told when standard error itself fails.
   (void)writeAll(STDERR_FILENO, fmt::format("qvlctl: {}\n", message));
+}
+
+void remark(std::string_view message) {
+  if (!outputChoices().quiet) complain(message);
+}
+
+OutputChoices& outputChoices() {
+  static OutputChoices choices;
+  return choices;
 }
 
 Output::Output() : m_useColour(mayUseColour()) {}

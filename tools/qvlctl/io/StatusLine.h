@@ -5,6 +5,8 @@
 
 #include <string>
 
+#include "io/OutputChoices.h"
+
 namespace qvlctl {
 
 // A line on standard error that is written over and over, if that is a terminal; otherwise nothing.
@@ -13,7 +15,7 @@ namespace qvlctl {
 class StatusLine {
  public:
   // `isWanted` is false where nothing is to be shown, terminal or not.
-  explicit StatusLine(bool isWanted = true);
+  explicit StatusLine(bool isWanted = !outputChoices().quiet);
   ~StatusLine();
   StatusLine(const StatusLine&) = delete;
   StatusLine& operator=(const StatusLine&) = delete;

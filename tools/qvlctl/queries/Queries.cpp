@@ -7,6 +7,7 @@
 
 #include "fmt/format.h"
 #include "io/Output.h"
+#include "io/OutputChoices.h"
 #include "policy/RuleText.h"
 #include "queries/ProcessNames.h"
 
@@ -166,7 +167,7 @@ void complainOfNameless(const Queries& queries) {
   constexpr std::size_t kMostToTell = 10;
   const std::vector<NamelessRule>& rules = queries.nameless();
   if (rules.empty()) return;
-  complain(
+  remark(
       fmt::format("note: {} asked for: no name of a process was found that {}; give one with "
                   "--process",
                   rules.size() == 1 ? "1 process rule is not"
@@ -174,11 +175,11 @@ void complainOfNameless(const Queries& queries) {
                   rules.size() == 1 ? "it matches" : "they match"));
   for (std::size_t i = 0; i < rules.size() && i < kMostToTell; ++i) {
     const DataSet& dataSet = rules[i].policy->dataSets[rules[i].dataSet];
-    complain(fmt::format("  data set {}, {}", dataSet.number,
-                         ruleInWords(*rules[i].policy, dataSet, rules[i].rule)));
+    remark(fmt::format("  data set {}, {}", dataSet.number,
+                       ruleInWords(*rules[i].policy, dataSet, rules[i].rule)));
   }
   if (rules.size() > kMostToTell) {
-    complain(fmt::format("  and {} more", grouped(rules.size() - kMostToTell)));
+    remark(fmt::format("  and {} more", grouped(rules.size() - kMostToTell)));
   }
 }
 

@@ -3,6 +3,7 @@
 #include "fmt/format.h"
 #include "io/Files.h"
 #include "io/Output.h"
+#include "io/OutputChoices.h"
 
 namespace qvlctl {
 
@@ -18,24 +19,23 @@ void Missing::leftOut(const std::string& path, const std::string& fileSystem) {
 
 void Missing::tell() const {
   const auto tellRest = [](std::uint64_t count, std::size_t told) {
-    if (count > told) complain(fmt::format("  and {} more", grouped(count - told)));
+    if (count > told) remark(fmt::format("  and {} more", grouped(count - told)));
   };
   if (m_leftOutCount > 0) {
-    complain(fmt::format("note: {} left out; --pseudo-file-systems walks them, too",
-                         m_leftOutCount == 1
-                             ? "1 pseudo file system is"
-                             : grouped(m_leftOutCount) + " pseudo file systems are"));
+    remark(fmt::format("note: {} left out; --pseudo-file-systems walks them, too",
+                       m_leftOutCount == 1 ? "1 pseudo file system is"
+                                           : grouped(m_leftOutCount) + " pseudo file systems are"));
     for (const LeftOutFolder& folder : m_leftOut) {
-      complain(fmt::format("  {}: {}", escaped(folder.path), folder.fileSystem));
+      remark(fmt::format("  {}: {}", escaped(folder.path), folder.fileSystem));
     }
     tellRest(m_leftOutCount, m_leftOut.size());
   }
   if (m_unreadableCount > 0) {
-    complain(fmt::format("warning: {} could not be read and {} missing above",
-                         counted(m_unreadableCount, "folder", "folders"),
-                         m_unreadableCount == 1 ? "is" : "are"));
+    remark(fmt::format("warning: {} could not be read and {} missing above",
+                       counted(m_unreadableCount, "folder", "folders"),
+                       m_unreadableCount == 1 ? "is" : "are"));
     for (const UnreadableFolder& folder : m_unreadable) {
-      complain(fmt::format("  {}: {}", escaped(folder.path), errorText(folder.error)));
+      remark(fmt::format("  {}: {}", escaped(folder.path), errorText(folder.error)));
     }
     tellRest(m_unreadableCount, m_unreadable.size());
   }

@@ -5,6 +5,7 @@
 #include "fmt/format.h"
 #include "io/Files.h"
 #include "io/Output.h"
+#include "io/OutputChoices.h"
 #include "io/Trouble.h"
 
 namespace qvlctl {
@@ -29,8 +30,8 @@ std::vector<std::string> rootsOf(const std::vector<std::string>& folders, Missin
       return false;
     }();
     if (isCovered) {
-      complain(fmt::format("note: {} is walked once only, as part of another folder",
-                           escaped(paths[i])));
+      remark(fmt::format("note: {} is walked once only, as part of another folder",
+                         escaped(paths[i])));
     } else {
       roots.push_back(paths[i]);
     }
