@@ -187,8 +187,9 @@ typedef struct qvlpolicy_batch {
 
 /* Answers a batch. Returns how many paths were answered: all of them, or fewer when the data sets
  * of the next one have no room in `data_sets`, or its rules none in `hits`; go on from there then.
- * Room for as many as the policy has data sets, or rules, is enough for one path at least. Negative: a status; what was filled in does
- * not count then. Allocates next to nothing, and may run in many threads on parts of one buffer. */
+ * Room for as many as the policy has data sets, or rules, is enough for one path at least.
+ * Negative: a status; what was filled in does not count then. Allocates next to nothing, and may
+ * run in many threads on parts of one buffer. */
 QVLPOLICY_EXPORT int64_t qvlpolicy_ask_many(const qvlpolicy_policy* policy,
                                             const qvlpolicy_batch* batch);
 
