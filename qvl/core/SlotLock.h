@@ -5,6 +5,7 @@
 
 #include <pthread.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <boost/thread/lock_types.hpp>
@@ -222,18 +223,24 @@ class SlotLock {
     return nullptr;
   }
 
-  // Threads without a slot are about: this one's may be taken.
+  // Threads without a slot are about: this one's may be taken. Whichever is free next is waited
+  // for, and none in particular, which a query that hangs might hold.
   std::pair<Slot*, Lock> takeFreeSlot(Slot& preferred) {
-    Lock lock(preferred.mutex, boost::try_to_lock);
-    if (lock) return {&preferred, std::move(lock)};
-    if (Slots* const slots = m_slots.load(std::memory_order_acquire)) {
-      for (auto& entry : slots->entries) {
-        if (entry.thread.load(std::memory_order_acquire) == 0) continue;
-        lock = Lock(entry.slot->mutex, boost::try_to_lock);
-        if (lock) return {entry.slot.get(), std::move(lock)};
+    constexpr std::chrono::microseconds kLongestPause(1000);
+    for (std::chrono::microseconds pause(10);; pause = std::min(2 * pause, kLongestPause)) {
+      Lock lock(preferred.mutex, boost::try_to_lock);
+      if (lock) return {&preferred, std::move(lock)};
+      lock = Lock(m_first.mutex, boost::try_to_lock);
+      if (lock) return {&m_first, std::move(lock)};
+      if (Slots* const slots = m_slots.load(std::memory_order_acquire)) {
+        for (auto& entry : slots->entries) {
+          if (entry.thread.load(std::memory_order_acquire) == 0) continue;
+          lock = Lock(entry.slot->mutex, boost::try_to_lock);
+          if (lock) return {entry.slot.get(), std::move(lock)};
+        }
       }
+      std::this_thread::sleep_for(pause);
     }
-    return {&preferred, Lock(preferred.mutex)};
   }
 
   // Locks every slot, under m_gate. When one does not get free in time, it is returned, and none is
