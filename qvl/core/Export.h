@@ -5,7 +5,10 @@
 #define QVL_CORE_EXPORT_H
 
 #if defined(__GNUC__) || defined(__clang__)
+// Part of what the library offers.
 #define QVL_EXPORT __attribute__((visibility("default")))
+
+// Private to the library.
 #define QVL_HIDDEN __attribute__((visibility("hidden")))
 #else
 #define QVL_EXPORT
