@@ -22,7 +22,7 @@ constexpr std::size_t kKept = std::size_t{64} * 1024;
 std::uint64_t equalBytes(const char* bytes, unsigned char byte) {
   const __m128i wanted = _mm_set1_epi8(static_cast<char>(byte));
   std::uint64_t bits = 0;
-  for (unsigned i = 0; i < 4; ++i) {
+  for (std::size_t i = 0; i < 4; ++i) {
     const __m128i some = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + 16 * i));
     const auto mask = static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(some, wanted)));
     bits |= std::uint64_t{mask} << (16 * i);
