@@ -658,8 +658,8 @@ class Program::Run {
     const bool againBefore = m_again;
     passed(i);
     // A body that a place of this block was led through once leads nowhere new from there.
-    Word& done = m_loops[2 * code.from];
-    Word& doneOf = m_loops[2 * code.from + 1];
+    Word& done = m_loops[std::size_t{2} * code.from];
+    Word& doneOf = m_loops[std::size_t{2} * code.from + 1];
     if (std::exchange(doneOf, m_block + 1) != m_block + 1) done = 0;
     Word reached = now;
     Word from = now & ~done;
@@ -679,8 +679,8 @@ class Program::Run {
 
   // The bytes of the characters of a set, continuation bytes included.
   Word setRow(std::uint32_t set) {
-    Word& row = m_setRows[2 * set];
-    Word& madeFor = m_setRows[2 * set + 1];
+    Word& row = m_setRows[std::size_t{2} * set];
+    Word& madeFor = m_setRows[std::size_t{2} * set + 1];
     if (madeFor == m_block + 1) return row;
     madeFor = m_block + 1;
     row = 0;
