@@ -80,7 +80,8 @@ std::string totals(const Json& audit) {
 std::string queries(const Json& audit) {
   std::string rows;
   for (const Json& query : audit["queries"]) {
-    std::string processes = query["process"] == "" ? "none" : path(query["process"]);
+    const std::string& process = query["process"].get_ref<const std::string&>();
+    std::string processes = process.empty() ? "none" : path(query["process"]);
     for (const Json& alike : query["alikeProcesses"]) processes += ", " + path(alike["process"]);
     rows += fmt::format("<tr><td class=\"line\">{}{}</td><td class=\"wide\">{}</td>{}</tr>\n",
                         inHtml(query["access"]),

@@ -1,7 +1,5 @@
-#include <algorithm>
 #include <climits>
 #include <exception>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -91,7 +89,10 @@ class TraceLevel {
     print(
         fmt::format("{}: trace level {}, was {}", escaped(m_options.file), level, inWords(before)),
         json);
-    const int highest = *std::prev(std::upper_bound(std::begin(kLevels), std::end(kLevels), level));
+    int highest = 0;
+    for (const int known : kLevels) {
+      if (known <= level) highest = known;
+    }
     if (level != highest) {
       remark(fmt::format("note: no message of the library has the level {}; it tells what {} tells",
                          level, highest));

@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "fmt/format.h"
 #include "policy/Engine.h"
 #include "policy/Expression.h"
 
@@ -72,7 +73,8 @@ std::optional<std::string> processNameFor(const DataSet& dataSet, const Rule& ru
     std::string expression = expressionOf(one, rule);
     for (const Keyword& keyword : one.keywords) {
       const std::string& value = keyword.values.front();
-      expression = QVL::Utility::replaceAll(std::move(expression), '(' + value + ')', value);
+      expression =
+          QVL::Utility::replaceAll(std::move(expression), fmt::format("({})", value), value);
     }
     candidates.push_back(sampleOf(std::move(expression)));
   }
