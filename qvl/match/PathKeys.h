@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <string_view>
 #include <vector>
 
@@ -85,6 +86,12 @@ inline std::uint64_t bitOf(std::uint64_t hash) {
 // text to text.
 class HashedText {
  public:
+  // Longer texts have no components: their places have 32 bits, and case folding, which makes three
+  // bytes of two at most, is to fit them, too.
+  static constexpr std::size_t kLongest = std::size_t{1} << 31;
+  static_assert(kLongest / 2 * 3 <= std::numeric_limits<std::uint32_t>::max(),
+                "a place in a text does not fit 32 bits");
+
   // Makes room for texts of that length, so that assign need not.
   void reserve(std::size_t length) {
     if (m_buffer.size() < length + 2 * kMargin) m_buffer.resize(2 * (length + 2 * kMargin));
@@ -126,6 +133,10 @@ class HashedText {
   static constexpr std::size_t kMargin = 16;  // assign writes in steps of this many
 
   static std::uint64_t load8(const char* bytes) {
+    static_assert(
+        __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
+        "hash() shifts away what stands around a short piece: the byte behind it is to be "
+        "above it in a word");
     std::uint64_t word;
     std::memcpy(&word, bytes, sizeof word);
     return word;

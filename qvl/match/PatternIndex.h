@@ -297,8 +297,9 @@ bool PatternIndex::find(Text& text, Scratch& scratch, Admits admits, Found found
     return entry.program->matches(text) && found(entry.place->owner);
   };
 
-  constexpr std::size_t kLongest = std::size_t{1} << 31;  // places of components have 32 bits
-  if (m_size <= kFewPatterns || text.plain().size() > kLongest) return visitAll(work, visit);
+  if (m_size <= kFewPatterns || text.plain().size() > PathKeys::HashedText::kLongest) {
+    return visitAll(work, visit);
+  }
 
   const bool oneText = text.isAscii() || m_folded == 0;
   const auto visitPlain = [&](const Entry& entry) {

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "qvl/match/Engine.h"
 #include "qvl/match/Expression.h"
 #include "tests/support/Dice.h"
 #include "tests/support/Outcome.h"
@@ -191,6 +192,17 @@ TEST(CompiledPattern, LiteralsOfAnOutlineAreInEveryTextThatMatches) {
   EXPECT_GT(checked, expressions / 10);
 }
 
+// A code point, encoded.
+std::string utf8(unsigned code) {
+  const auto rest = [](unsigned bits) { return static_cast<char>(0x80 | (bits & 0x3F)); };
+  if (code < 0x80) return {static_cast<char>(code)};
+  if (code < 0x800) return {static_cast<char>(0xC0 | code >> 6), rest(code)};
+  if (code < 0x10000) {
+    return {static_cast<char>(0xE0 | code >> 12), rest(code >> 6), rest(code)};
+  }
+  return {static_cast<char>(0xF0 | code >> 18), rest(code >> 12), rest(code >> 6), rest(code)};
+}
+
 TEST(CompiledPattern, FoldsCaseAsTheEngineDoes) {
   // Every character of the Basic Multilingual Plane, against a few that others fold to.
   for (const char* const letter : {"k", "s", "i", "ß", "ς", "é", "ǆ", "\u1e9e"}) {
@@ -199,20 +211,26 @@ TEST(CompiledPattern, FoldsCaseAsTheEngineDoes) {
     const auto engine = engineFor(letter, false);
     for (unsigned code = 1; code < 0x10000; ++code) {
       if (code >= 0xD800 && code < 0xE000) continue;
-      std::string text;
-      if (code < 0x80) {
-        text = {static_cast<char>(code)};
-      } else if (code < 0x800) {
-        text = {static_cast<char>(0xC0 | code >> 6), static_cast<char>(0x80 | (code & 0x3F))};
-      } else {
-        text = {static_cast<char>(0xE0 | code >> 12), static_cast<char>(0x80 | (code >> 6 & 0x3F)),
-                static_cast<char>(0x80 | (code & 0x3F))};
-      }
+      const std::string text = utf8(code);
       ASSERT_EQ(outcomeOf(pattern, text),
                 boost::u32regex_match(text, *engine) ? "match" : "no match")
           << letter << " on code point " << code;
     }
   }
+}
+
+TEST(CaseFolding, MakesThreeBytesOfTwoAtMost) {
+  // HashedText::kLongest counts on it.
+  bool grows = false;
+  std::string folded;
+  for (unsigned code = 1; code < 0x110000; ++code) {
+    if (code >= 0xD800 && code < 0xE000) continue;
+    const std::string text = utf8(code);
+    foldCase(text, folded);
+    ASSERT_LE(folded.size() * 2, text.size() * 3) << "code point " << code;
+    grows = grows || folded.size() > text.size();
+  }
+  EXPECT_TRUE(grows);
 }
 
 TEST(CompiledPattern, AnswersWhereTheEngineGivesUp) {
