@@ -142,12 +142,17 @@ _FUNCTIONS = {
 
 
 def _candidates():
-    """Where the library may be: as told, or where the system looks."""
+    """Where the library may be: as told, or in the installation of this package, or where the system
+    looks."""
     told = os.environ.get("QVLPOLICY_LIBRARY")
     if told:
         return [told]
     name = "libqvlpolicy.0.dylib" if sys.platform == "darwin" else "libqvlpolicy.so.0"
-    return [name]
+    # PREFIX/lib/python3/dist-packages/qvlscanavoidance, and PREFIX/lib64 beside it.
+    prefix = os.path.realpath(__file__)
+    for _ in range(5):
+        prefix = os.path.dirname(prefix)
+    return [os.path.join(prefix, "lib64", name), name]
 
 
 def _load():

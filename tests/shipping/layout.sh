@@ -18,6 +18,9 @@ expect -f include/qvlpolicy/qvlpolicy.h
 expect -f share/qvlpolicy/policy.rng
 expect -f share/man/man3/qvlpolicy.3
 expect -f share/man/man5/qvl-policy.5
+expect -x bin/qvl-fleet
+expect -f lib/python3/dist-packages/qvlscanavoidance/fleet/__main__.py
+expect -f share/man/man1/qvl-fleet.1
 expect -f share/man/man5/qvl-trace.5
 for name in LICENSE README.md SECURITY.md CHANGELOG.md examples/host.cpp examples/linux-server.xml; do
   expect -f "share/doc/qvlscanavoidance/$name"

@@ -21,6 +21,9 @@ grep -q '<ScanAvoidanceFlow>0<' "$home/config/traceValues.xml" || fail "tracing 
 echo changed >"$home/config/traceValues.xml"
 echo kept >"$home/var/ScanAvoidanceTraces.log"
 echo foreign >"$home/include/foreign.h"
+# What Python leaves behind when it runs.
+mkdir -p "$home/lib/python3/dist-packages/qvlscanavoidance/fleet/__pycache__"
+echo compiled >"$home/lib/python3/dist-packages/qvlscanavoidance/fleet/__pycache__/x.pyc"
 install
 [ "$(cat "$home/config/traceValues.xml")" = changed ] ||
   fail "a second installation to leave the trace configuration as it was set"

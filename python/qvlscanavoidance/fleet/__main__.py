@@ -146,7 +146,7 @@ def main(arguments: Optional[Sequence[str]] = None) -> int:
     except PolicyError as error:
         for problem in error.problems:
             _complain(str(problem))
-    except (OSError, ValueError, RuntimeError) as error:
+    except (ImportError, OSError, ValueError, RuntimeError) as error:
         _complain(str(error))
     return 2
 
