@@ -190,6 +190,10 @@ def test_compares_two_policies(tmp_path, policy):
     assert [(r["dataSet"], r["text"], r["files"], r["hosts"]) for r in rules] == [(2, "txt", 3, 2)]
     assert report["newlySkippedByNoRule"]["files"] == 0
     assert [h["host"] for h in report["changedByHost"]] == ["h2", "h1"]
+    folders = {folder["path"]: folder for folder in report["changedByFolder"]}
+    assert folders["/a"]["newlySkipped"] == {"files": 3, "bytes": 30, "hosts": 2, "hostsExact": True}
+    assert folders["/a"]["newlyScanned"] == {"files": 0, "bytes": 0, "hosts": 0, "hostsExact": True}
+    assert folders["/cache"]["newlyScanned"]["hosts"] == 1
     same = job_for(policy, policy)
     nothing = json.loads(report_of(same, counted_here(same, inventories.parts_of(str(file), {}))))
     assert nothing["newlySkipped"]["files"] == nothing["newlyScanned"]["files"] == 0
@@ -235,6 +239,34 @@ def test_holds_no_more_than_its_bounds_whatever_comes(policy, tmp_path, monkeypa
         assert sums == [3000, sum(range(3000))] * 2
     hosts, exact = result.hosts("hosts")
     assert not exact and 1000 < hosts < 9000
+
+
+def test_counts_the_hosts_of_folders_that_are_counted_together(policy, tmp_path, monkeypatch):
+    bounds = {"folders": (8, tallies.fold_folders)}
+    monkeypatch.setattr(tallies.Tallies, "BOUNDS", bounds)
+    monkeypatch.setattr(inventories, "CHUNK_BYTES", 700)
+    new = tmp_path / "new.xml"
+    new.write_text(POLICY.replace(">never<", ">txt<"))
+    file = tmp_path / "x.jsonl"
+    chance = random.Random(4)
+    hosts = {}
+    with open(file, "w") as out:
+        for i in range(600):
+            folder, host = f"/d/{chance.randrange(40)}", f"h{chance.randrange(9)}"
+            hosts.setdefault(folder, set()).add(host)
+            out.write(json.dumps({"host": host, "path": f"{folder}/{i}.txt", "size": 1}) + "\n")
+    job = job_for(policy, new, [""], ["read"])
+    result = counted_here(job, inventories.parts_of(str(file), {}))
+    report = json.loads(report_of(job, result))
+    listed = report["changedByFolder"]
+    assert sum(entry["newlySkipped"]["files"] for entry in listed) == 600
+    assert [e["newlySkipped"]["hosts"] for e in listed if e["others"]] == [9]
+    # Each host of a folder is counted there, or with the small ones.
+    for entry in listed:
+        if not entry["others"]:
+            assert 0 < entry["newlySkipped"]["hosts"] <= len(hosts[entry["path"]])
+    names = {key for name, key in result.distinct if name == "newlySkippedFolders"}
+    assert names <= set(result.table("folders").counts)
 
 
 def test_counts_hosts_exactly_up_to_a_bound_and_nearly_beyond():

@@ -3,14 +3,14 @@
 import dataclasses
 import functools
 import hashlib
-from typing import Dict, List, Optional, Sequence, Tuple
+from typing import Dict, Iterator, List, Optional, Sequence, Tuple
 
 import numpy as np
 import pandas
 
 from .. import Paths, Policy
 from . import inventories
-from .tallies import Tallies, grouped, host_hash, summable, total
+from .tallies import MOST_DISTINCT_IN_FOLDER, Tallies, grouped, host_hash, summable, total
 
 
 @dataclasses.dataclass(frozen=True)
@@ -126,17 +126,26 @@ class _Counter:
             self.tallies.table(name).add(rule, [files, size])
 
     def add_rule_hosts(self, name: str, keys: np.ndarray, count: int) -> None:
-        hosts = len(self.host_names)
-        pairs = np.unique((keys % count) * hosts + self.host_codes[keys // count])
-        rules = pairs // hosts
-        for rule in np.unique(rules).tolist():
-            codes = pairs[rules == rule] % hosts
-            self.tallies.add_hosts(name, rule, self.host_hashes[codes])
+        for rule, hashes in self.hosts_of_each(keys % count, keys // count):
+            self.tallies.add_hosts(name, rule, hashes)
 
-    def add_places(self, groups: Sequence[np.ndarray]) -> None:
+    def hosts_of_each(self, things: np.ndarray, rows: np.ndarray) -> Iterator[Tuple[int, np.ndarray]]:
+        """Each different one of some things, and the hosts of its rows: thing i belongs to rows[i]."""
+        hosts = max(len(self.host_names), 1)
+        pairs = np.unique(things * hosts + self.host_codes[rows])
+        starts = np.flatnonzero(np.diff(pairs // hosts)) + 1
+        for part in np.split(pairs, starts) if len(pairs) else ():
+            yield int(part[0]) // hosts, self.host_hashes[part % hosts]
+
+    def add_places(self, groups: Sequence[np.ndarray], host_names: Sequence[str] = ()) -> None:
         """Counts by host and by folder: all files and those of each group. Those of the first group
-        come first, since the smallest entries give way."""
+        come first, since the smallest entries give way. `host_names`: of each group, under which the
+        hosts of its files are counted by folder."""
         codes, folders = self.folders()
+        for name, group in zip(host_names, groups):
+            rows = np.flatnonzero(group)
+            for code, hashes in self.hosts_of_each(codes[rows], rows):
+                self.tallies.add_hosts(name, folders[code], hashes, MOST_DISTINCT_IN_FOLDER)
         places = (
             ("hosts", self.host_codes, self.host_names),
             ("folders", codes, folders),
@@ -151,7 +160,7 @@ class _Counter:
             table = self.tallies.table(name)
             for code, values in counts.items():
                 table.add(names[code], values)
-            table.bound()
+            self.tallies.bound(name)
 
     def folders(self):
         """Which folder each row counts for, as codes, and their names."""
@@ -254,7 +263,10 @@ class _Comparison(_Counter):
             by_rule = np.zeros(n, dtype=bool)
             by_rule[keys // count] = True
             self.add_total(name + "ByNone", changes[name] & ~by_rule)
-        self.add_places([changes["newlySkipped"], changes["newlyScanned"]])
+        self.add_places(
+            [changes["newlySkipped"], changes["newlyScanned"]],
+            Tallies.HOSTS_BESIDE["folders"],
+        )
 
     def _hits(self, policy: Policy, query, chosen: np.ndarray) -> np.ndarray:
         answers = self.ask(policy, query, True, chosen)

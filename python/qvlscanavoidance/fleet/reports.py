@@ -91,10 +91,21 @@ def _largest(tallies: Tallies, name: str, member: str, groups: Sequence[str], to
     return [
         {
             **_place_name(member, key),
-            **{group: _tally(counts[2 * i : 2 * i + 2]) for i, group in enumerate(groups)},
+            **{
+                group: {**_tally(counts[2 * i : 2 * i + 2]), **_hosts_beside(tallies, name, group, key)}
+                for i, group in enumerate(groups)
+            },
         }
         for counts, key in rows[:top]
     ]
+
+
+def _hosts_beside(tallies: Tallies, table: str, group: str, key: str) -> Dict[str, Any]:
+    name = group + table.capitalize()
+    if name not in tallies.HOSTS_BESIDE.get(table, ()):
+        return {}
+    hosts, exact = tallies.hosts(name, key)
+    return {"hosts": hosts, "hostsExact": exact}
 
 
 def audit_report(job: Job, policy: Policy, tallies: Tallies, files: int, top: int) -> Dict:
@@ -307,14 +318,17 @@ def _diff_sections(report: Dict, top: int) -> List[_Section]:
         sections.append(
             _Section(title, ("Data set", "Rule", "#Line", "#Hosts", "#Files", "#Size"), rows)
         )
-    for title, name, member in (
-        ("Hosts with the most newly skipped", "changedByHost", "host"),
-        ("Folders with the most newly skipped", "changedByFolder", "path"),
-    ):
-        sections.append(
-            _Section(title, (member.capitalize(), "#Newly skipped", "#Size", "#Newly scanned", "#Size"),
-                [(_name(e, member), *_two(e["newlySkipped"]), *_two(e["newlyScanned"]))
-                 for e in report[name]]))  # fmt: skip
+    sections.append(
+        _Section("Hosts with the most newly skipped",
+            ("Host", "#Newly skipped", "#Size", "#Newly scanned", "#Size"),
+            [(_name(e, "host"), *_two(e["newlySkipped"]), *_two(e["newlyScanned"]))
+             for e in report["changedByHost"]]))  # fmt: skip
+    sections.append(
+        _Section("Folders with the most newly skipped",
+            ("Folder", "#Newly skipped", "#Size", "#Hosts", "#Newly scanned", "#Size", "#Hosts"),
+            [(_name(e, "path"), *_two(e["newlySkipped"]), _hosts_in_words(e["newlySkipped"]),
+              *_two(e["newlyScanned"]), _hosts_in_words(e["newlyScanned"]))
+             for e in report["changedByFolder"]]))  # fmt: skip
     return sections
 
 

@@ -13,6 +13,7 @@ import numpy as np
 MOST_HOSTS = 100_000  # with a count of their own
 MOST_FOLDERS = 50_000
 MOST_DISTINCT = 16_384  # hosts that are told apart exactly; beyond that their number is an estimate
+MOST_DISTINCT_IN_FOLDER = 256  # likewise, of each folder
 OTHERS = "\0"  # the key of what is counted together; sorts before every path and host
 
 Key = Any
@@ -47,15 +48,12 @@ class Table:
             for i, count in enumerate(counts):
                 old[i] += count
 
-    def merge(self, other: "Table") -> None:
-        for key, counts in other.counts.items():
-            self.add(key, counts)
-        self.bound()
-
-    def bound(self) -> None:
-        """Counts the smallest entries together until at most half of the room is used."""
+    def bound(self) -> List[Tuple[Key, Key]]:
+        """Counts the smallest entries together until at most half of the room is used. Tells which
+        entries are counted with which others now, in the order in which that happened."""
+        moves: List[Tuple[Key, Key]] = []
         if not self._most or len(self.counts) <= self._most:
-            return
+            return moves
         while len(self.counts) > self._most // 2:
             before = len(self.counts)
             order = sorted(self.counts, key=lambda key: (self.counts[key], key))
@@ -63,26 +61,29 @@ class Table:
                 into = self._fold(key)
                 if into != key:
                     self.add(into, self.counts.pop(key))
+                    moves.append((key, into))
             if len(self.counts) == before:
-                return
+                break
+        return moves
 
 
 class Distinct:
-    """How many different hosts there are: exact up to MOST_DISTINCT, estimated beyond that by the
-    smallest hashes (k minimum values: Bar-Yossef and others, 2002)."""
+    """How many different hosts there are: exact up to a number, estimated beyond that by as many of
+    the smallest hashes (k minimum values: Bar-Yossef and others, 2002)."""
 
-    def __init__(self, hashes: Any = ()):
-        self.hashes = np.unique(np.asarray(hashes, dtype=np.uint64))[: MOST_DISTINCT + 1]
+    def __init__(self, hashes: Any = (), most: int = 0):
+        self.most = most or MOST_DISTINCT
+        self.hashes = np.unique(np.asarray(hashes, dtype=np.uint64))[: self.most + 1]
 
     def merge(self, other: "Distinct") -> None:
         joined = np.concatenate((self.hashes, other.hashes))
-        self.hashes = np.unique(joined)[: MOST_DISTINCT + 1]
+        self.hashes = np.unique(joined)[: self.most + 1]
 
     def count(self) -> Tuple[int, bool]:
         """The number, and whether it is exact."""
-        if len(self.hashes) <= MOST_DISTINCT:
+        if len(self.hashes) <= self.most:
             return len(self.hashes), True
-        return round(MOST_DISTINCT / ((int(self.hashes[MOST_DISTINCT - 1]) + 1) / 2**64)), False
+        return round(self.most / ((int(self.hashes[self.most - 1]) + 1) / 2**64)), False
 
 
 def host_hash(host: str) -> int:
@@ -95,6 +96,8 @@ class Tallies:
     first rows that could not be read."""
 
     BOUNDS = {"hosts": (MOST_HOSTS, fold_hosts), "folders": (MOST_FOLDERS, fold_folders)}
+    # Numbers of hosts by the keys of a table, which follow its entries.
+    HOSTS_BESIDE = {"folders": ("newlySkippedFolders", "newlyScannedFolders")}
 
     def __init__(self):
         self.tables: Dict[str, Table] = {}
@@ -109,8 +112,18 @@ class Tallies:
     def counts(self, name: str, key: Key = "", width: int = 2) -> Counts:
         return self.table(name).counts.get(key, [0] * width)
 
-    def add_hosts(self, name: str, key: Key, hashes: np.ndarray) -> None:
-        distinct = Distinct(hashes)
+    def bound(self, name: str) -> None:
+        """Bounds a table, and the numbers of hosts beside it."""
+        for key, into in self.table(name).bound():
+            for beside in self.HOSTS_BESIDE.get(name, ()):
+                distinct = self.distinct.pop((beside, key), None)
+                if distinct is not None:
+                    self._add_distinct(beside, into, distinct)
+
+    def add_hosts(self, name: str, key: Key, hashes: np.ndarray, most: int = 0) -> None:
+        self._add_distinct(name, key, Distinct(hashes, most))
+
+    def _add_distinct(self, name: str, key: Key, distinct: Distinct) -> None:
         if (name, key) in self.distinct:
             self.distinct[name, key].merge(distinct)
         else:
@@ -120,13 +133,12 @@ class Tallies:
         return self.distinct[name, key].count() if (name, key) in self.distinct else (0, True)
 
     def merge(self, other: "Tallies", most_samples: int) -> None:
-        for name, table in other.tables.items():
-            self.table(name).merge(table)
         for (name, key), distinct in other.distinct.items():
-            if (name, key) in self.distinct:
-                self.distinct[name, key].merge(distinct)
-            else:
-                self.distinct[name, key] = distinct
+            self._add_distinct(name, key, distinct)
+        for name, table in other.tables.items():
+            for key, counts in table.counts.items():
+                self.table(name).add(key, counts)
+            self.bound(name)
         self.samples += other.samples[: most_samples - len(self.samples)]
 
 
