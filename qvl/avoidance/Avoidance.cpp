@@ -22,7 +22,7 @@ struct Avoidance::State {
   PatternObserver* observer = nullptr;
 
   // Is this what is compiled already?
-  bool holds(const std::string& expression, bool caseSensitive) const {
+  bool holds(const ExpressionText& expression, bool caseSensitive) const {
     return m_regex && m_regex->caseSensitive() == caseSensitive &&
            m_regex->expression() == expression;
   }
@@ -65,11 +65,11 @@ bool Avoidance::validate(std::string text, AccessTypes accessType) {
 bool Avoidance::updateRegex() {
   trace("updateRegex");
   try {
-    std::string expression;
+    ExpressionText expression;
     if (!buildExpression(expression)) return false;
     const bool caseSensitive = m_state->m_caseSensitiveSearch != 0;
     if (!m_state->holds(expression, caseSensitive)) {
-      auto pattern = std::make_unique<const CompiledPattern>(expression, caseSensitive);
+      auto pattern = std::make_unique<const CompiledPattern>(std::move(expression), caseSensitive);
       m_state->m_regex.swap(pattern);
       if (m_state->observer) m_state->observer->ruleChanged(*this);
     }

@@ -14,6 +14,7 @@
 namespace QVL {
 
 class CompiledPattern;
+class ExpressionText;
 class PatternObserver;
 struct ConstructorTexts;
 struct RuleTexts;
@@ -79,7 +80,7 @@ class QVL_EXPORT Avoidance : public IAvoidance {
   virtual bool acceptsText(const std::string& text) const = 0;
 
   // Puts the expression for the rule text into `expression`; false when there is none.
-  virtual bool buildExpression(std::string& expression) const = 0;
+  virtual bool buildExpression(ExpressionText& expression) const = 0;
 
   // The part of a request that the expression is matched against.
   virtual std::string_view inputOf(const LookupData& request) const;

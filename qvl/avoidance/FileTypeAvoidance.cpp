@@ -5,20 +5,12 @@
 
 #include "qvl/avoidance/RuleTexts.h"
 #include "qvl/avoidance/TextLimits.h"
-#include "qvl/avoidance/Utility.h"
 #include "qvl/core/RequestCast.h"
+#include "qvl/match/Keywords.h"
+#include "qvl/match/PatternLanguage.h"
 #include "qvl/trace/TraceCall.h"
 
 namespace QVL {
-namespace {
-
-std::string_view extensionOf(std::string_view path) {
-  traceCall(kFileTypeTexts.className, "findFileExtension");
-  const std::size_t dot = path.rfind('.');
-  return dot == std::string_view::npos ? std::string_view() : path.substr(dot + 1);
-}
-
-}  // namespace
 
 FileTypeAvoidance::FileTypeAvoidance(std::string fileType, AccessTypes accessType)
     : Avoidance(kFileTypeTexts, accessType) {
@@ -37,6 +29,7 @@ FileTypeAvoidance::~FileTypeAvoidance() {
 }
 
 std::string FileTypeAvoidance::findFileExtension(std::string& path) {
+  traceCall(kFileTypeTexts.className, "findFileExtension");
   return std::string(extensionOf(path));
 }
 
@@ -73,16 +66,13 @@ bool FileTypeAvoidance::acceptsText(const std::string& text) const {
   return !text.empty() && text.size() <= kMaxFileTypeLength;
 }
 
-bool FileTypeAvoidance::buildExpression(std::string& expression) const {
-  expression = text();
-  if (wildCardSearch()) {
-    expression = Utility::replaceAll(std::move(expression), "?", "[^/]");
-    expression = Utility::replaceAll(std::move(expression), "*", "\\*");
-  }
+bool FileTypeAvoidance::buildExpression(ExpressionText& expression) const {
+  expression = ExpressionText(wildCardSearch() ? expressionOfFileType(text()) : text());
   return true;
 }
 
 std::string_view FileTypeAvoidance::inputOf(const LookupData& request) const {
+  trace("findFileExtension");
   return extensionOf(request.m_filePath);
 }
 

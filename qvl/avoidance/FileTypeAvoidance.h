@@ -37,7 +37,7 @@ class QVL_EXPORT FileTypeAvoidance : public Avoidance {
 
  private:
   bool acceptsText(const std::string& text) const override;
-  bool buildExpression(std::string& expression) const override;
+  bool buildExpression(ExpressionText& expression) const override;
   std::string_view inputOf(const LookupData& request) const override;
 };
 

@@ -4,6 +4,7 @@
 
 #include "qvl/avoidance/RuleTexts.h"
 #include "qvl/avoidance/TextLimits.h"
+#include "qvl/match/PatternLanguage.h"
 
 namespace QVL {
 
@@ -33,8 +34,8 @@ bool FolderAvoidance::acceptsText(const std::string& text) const {
   return !text.empty() && text.size() <= kMaxPathLength && text.back() == '/';
 }
 
-void FolderAvoidance::complete(std::string& expression) const {
-  expression += m_includeSubFolders ? ".*" : "[^/]*";
+const char* FolderAvoidance::ending() const {
+  return endOfFolder(m_includeSubFolders != 0);
 }
 
 }  // namespace QVL

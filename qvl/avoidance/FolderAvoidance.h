@@ -24,7 +24,7 @@ class QVL_EXPORT FolderAvoidance : public PatternAvoidance {
 
  private:
   bool acceptsText(const std::string& text) const override;
-  void complete(std::string& expression) const override;
+  const char* ending() const override;
 
   const unsigned char m_includeSubFolders;
 };

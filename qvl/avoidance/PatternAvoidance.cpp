@@ -1,33 +1,14 @@
 #include "qvl/avoidance/PatternAvoidance.h"
 
-#include <boost/algorithm/string/join.hpp>
 #include <utility>
 
-#include "qvl/avoidance/Utility.h"
+#include "qvl/match/Keywords.h"
+#include "qvl/match/PatternLanguage.h"
 
 namespace QVL {
-namespace {
-
-// The expression of a glob. The stars that a step puts in must not be rewritten by a later one, so
-// the double star waits under a placeholder; a rule text that holds such a word means the wildcard.
-std::string translate(std::string glob) {
-  struct Step {
-    const char* from;
-    const char* to;
-  };
-  static constexpr Step kSteps[] = {
-      {".", "\\."},   {"/**/", "DOUBLEWITHSLASH"},    {"**", "DOUBLE"},
-      {"*", "[^/]*"}, {"DOUBLEWITHSLASH", "/(.*/|)"}, {"DOUBLE", ".*"},
-      {"?", "[^/]"},
-  };
-  for (const Step& step : kSteps) glob = Utility::replaceAll(std::move(glob), step.from, step.to);
-  return glob;
-}
-
-}  // namespace
 
 struct PatternAvoidance::Keywords {
-  std::map<std::string, std::string> m_keywords;  // keyword to parenthesised alternation
+  KeywordTable m_keywords;
 };
 
 PatternAvoidance::PatternAvoidance(const RuleTexts& texts, AccessTypes accessType)
@@ -38,22 +19,27 @@ PatternAvoidance::~PatternAvoidance() = default;
 bool PatternAvoidance::addOrUpdateKeyword(std::string keyword, std::set<std::string> values) {
   trace("addOrUpdateKeyword");
   if (keyword.empty() || values.empty()) return false;
-  m_keywords->m_keywords[std::move(keyword)] = "(" + boost::algorithm::join(values, "|") + ")";
+  m_keywords->m_keywords.set(keyword, std::make_shared<const Alternation>(std::move(values)));
   return true;
 }
 
 bool PatternAvoidance::deleteKeyword(std::string keyword) {
   trace("deleteKeyword");
-  return m_keywords->m_keywords.erase(keyword) != 0;
+  return m_keywords->m_keywords.erase(keyword);
 }
 
-bool PatternAvoidance::buildExpression(std::string& expression) const {
-  expression = wildCardSearch() ? translate(text()) : text();
-  if (!prepareForKeywords(expression)) return false;
-  for (const auto& [keyword, replacement] : m_keywords->m_keywords) {
-    expression = Utility::replaceAll(std::move(expression), keyword, replacement);
+KeywordTable& PatternAvoidance::keywords() {
+  return m_keywords->m_keywords;
+}
+
+bool PatternAvoidance::buildExpression(ExpressionText& expression) const {
+  std::string translated = wildCardSearch() ? expressionOfGlob(text()) : text();
+  if (!prepareForKeywords(translated)) return false;
+  expression = ExpressionText(std::move(translated));
+  for (const auto& [keyword, values] : m_keywords->m_keywords) {
+    expression.substitute(keyword, values);
   }
-  complete(expression);
+  expression.append(ending());
   return true;
 }
 
@@ -61,6 +47,8 @@ bool PatternAvoidance::prepareForKeywords(std::string& /*expression*/) const {
   return true;
 }
 
-void PatternAvoidance::complete(std::string& /*expression*/) const {}
+const char* PatternAvoidance::ending() const {
+  return "";
+}
 
 }  // namespace QVL

@@ -3,7 +3,6 @@
 #ifndef QVL_AVOIDANCE_PATTERN_AVOIDANCE_H
 #define QVL_AVOIDANCE_PATTERN_AVOIDANCE_H
 
-#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -12,6 +11,8 @@
 #include "qvl/core/Export.h"
 
 namespace QVL {
+
+class KeywordTable;
 
 // A rule whose text is a glob with keywords or, with wildcards off, a regular expression.
 //
@@ -34,15 +35,19 @@ class QVL_EXPORT PatternAvoidance : public Avoidance {
   PatternAvoidance(const RuleTexts& texts, AccessTypes accessType);
 
  private:
-  bool buildExpression(std::string& expression) const final;
+  friend class RuleView;
+
+  bool buildExpression(ExpressionText& expression) const final;
 
   // Edits the translated text before keywords are substituted; false when the rule cannot be built.
   virtual bool prepareForKeywords(std::string& expression) const;
 
-  // Completes the expression after keywords were substituted.
-  virtual void complete(std::string& expression) const;
+  // What the expression ends in, behind the text.
+  virtual const char* ending() const;
 
-  struct Keywords;  // keyword to replacement
+  QVL_HIDDEN KeywordTable& keywords();
+
+  struct Keywords;
   std::unique_ptr<Keywords> m_keywords;
 };
 

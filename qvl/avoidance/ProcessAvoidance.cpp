@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "qvl/avoidance/RuleTexts.h"
+#include "qvl/match/PatternLanguage.h"
 
 namespace QVL {
 
@@ -31,13 +32,10 @@ bool ProcessAvoidance::acceptsText(const std::string& text) const {
   return !text.empty() && text.back() != '/';
 }
 
-// A name that is no path and names no keyword stands for a program in the default folder.
 bool ProcessAvoidance::prepareForKeywords(std::string& expression) const {
   if (!m_useDefaultFolder) return true;
   if (m_defaultFolder.empty()) return false;
-  if (text().find_first_of("/%") == std::string::npos) {
-    expression = m_defaultFolder + "/" + expression;
-  }
+  if (isInDefaultFolder(text())) expression = m_defaultFolder + "/" + expression;
   return true;
 }
 

@@ -7,15 +7,14 @@
 #include "qvl/avoidance/FileTypeAvoidance.h"
 #include "qvl/avoidance/FolderAvoidance.h"
 #include "qvl/avoidance/ProcessAvoidance.h"
+#include "qvl/match/PatternLanguage.h"
 
 namespace QVL {
 
 std::string_view inputOf(const LookupData& request, RuleInput input) {
   if (input == RuleInput::ProcessName) return request.m_processName;
   const std::string_view path = request.m_filePath;
-  if (input == RuleInput::FilePath) return path;
-  const std::size_t dot = path.rfind('.');
-  return dot == std::string_view::npos ? std::string_view() : path.substr(dot + 1);
+  return input == RuleInput::FilePath ? path : extensionOf(path);
 }
 
 bool RuleView::isOfTheLibrary(const IAvoidance& rule) {
@@ -44,6 +43,13 @@ const CompiledPattern& RuleView::patternOf(const Avoidance& rule) {
 
 AccessTypes RuleView::accessTypeOf(const Avoidance& rule) {
   return rule.accessType();
+}
+
+KeywordTable* RuleView::keywordsFor(IAvoidance& rule, const char* operation) {
+  if (!isOfTheLibrary(rule) || typeid(rule) == typeid(FileTypeAvoidance)) return nullptr;
+  auto& patternRule = static_cast<PatternAvoidance&>(rule);
+  patternRule.trace(operation);
+  return &patternRule.keywords();
 }
 
 void RuleView::observe(const Avoidance& rule, PatternObserver* observer) {

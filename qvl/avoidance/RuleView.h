@@ -12,6 +12,7 @@
 namespace QVL {
 
 class CompiledPattern;
+class KeywordTable;
 
 // The part of a request that a rule's expression is matched against.
 enum class RuleInput { FilePath, ProcessName, Extension };
@@ -43,6 +44,10 @@ class RuleView {
   static RuleInput inputOf(const Avoidance& rule);
   static const CompiledPattern& patternOf(const Avoidance& rule);
   static AccessTypes accessTypeOf(const Avoidance& rule);
+
+  // The keywords of a rule of the library's own classes, which nobody can tell from handing them to
+  // it one by one: the trace line of that operation is written. Null for every other rule.
+  static KeywordTable* keywordsFor(IAvoidance& rule, const char* operation);
 
   // From now on `observer` is told; null ends that. A rule has one observer, its data set.
   static void observe(const Avoidance& rule, PatternObserver* observer);

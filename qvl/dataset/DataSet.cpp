@@ -16,6 +16,7 @@
 #include "qvl/dataset/FolderDataSet.h"
 #include "qvl/dataset/ProcessDataSet.h"
 #include "qvl/dataset/RuleIndex.h"
+#include "qvl/match/Keywords.h"
 #include "qvl/trace/TraceCall.h"
 
 namespace QVL {
@@ -45,6 +46,8 @@ struct QVL_HIDDEN DataSet::State {
                                                : AccessCheck::ByEachRule;
   }
 
+  void pushKeywords(IAvoidance& rule) const;
+
   // The decision. Any number of queries may be here at once, each with a scratch of its own, while
   // all code that they come to is the library's own.
   bool decide(DataSet& self, LookupData& request, RuleIndex::Scratch& scratch) const;
@@ -73,7 +76,7 @@ struct QVL_HIDDEN DataSet::State {
   AccessTypes m_accessType = AccessTypes();
   bool m_caseSensitiveSearch;
   bool m_wildCardSearch;
-  std::map<std::string, std::set<std::string>> m_keywords;
+  KeywordTable m_keywords;
 };
 
 DataSet::DataSet(const Kind& kind) : m_state(std::make_unique<State>(kind)) {}
@@ -141,25 +144,58 @@ void DataSet::disableWildCardSearch() {
 bool DataSet::addOrUpdateKeyword(std::string keyword, std::set<std::string> values) {
   trace("addOrUpdateKeyword");
   if (keyword.empty() || values.empty()) return false;
-  m_state->m_keywords[keyword] = values;
-  changeEveryRule([&](IAvoidance& rule) { rule.addOrUpdateKeyword(keyword, values); });
+  const auto alternation = std::make_shared<const Alternation>(values);
+  changeKeywords(
+      "addOrUpdateKeyword", [&](KeywordTable& table) { table.set(keyword, alternation); },
+      [&](IAvoidance& rule) { rule.addOrUpdateKeyword(keyword, values); });
   return true;
 }
 
 bool DataSet::deleteKeyword(std::string keyword) {
   trace("deleteKeyword");
-  if (m_state->m_keywords.erase(keyword) == 0) return false;
-  changeEveryRule([&](IAvoidance& rule) { rule.deleteKeyword(keyword); });
+  if (!m_state->m_keywords.has(keyword)) return false;
+  changeKeywords(
+      "deleteKeyword", [&](KeywordTable& table) { table.erase(keyword); },
+      [&](IAvoidance& rule) { rule.deleteKeyword(keyword); });
   return true;
+}
+
+// Rules that had the keywords of the data set, and no others, share those that it has now.
+template <typename Change, typename Tell>
+void DataSet::changeKeywords(const char* operation, Change change, Tell tell) {
+  KeywordTable& keywords = m_state->m_keywords;
+  const KeywordTable before = m_state->m_avoidances.empty() ? KeywordTable() : keywords;
+  change(keywords);
+  changeEveryRule([&](IAvoidance& rule) {
+    KeywordTable* const own = RuleView::keywordsFor(rule, operation);
+    if (!own) {
+      tell(rule);
+    } else if (own->sharesWith(before)) {
+      *own = keywords;
+    } else {
+      change(*own);
+    }
+  });
+}
+
+void DataSet::State::pushKeywords(IAvoidance& rule) const {
+  for (const auto& [keyword, alternation] : m_keywords) {
+    KeywordTable* const own = RuleView::keywordsFor(rule, "addOrUpdateKeyword");
+    if (!own) {
+      rule.addOrUpdateKeyword(keyword, alternation->values());
+    } else if (own->empty() || own->sharesWith(m_keywords)) {
+      *own = m_keywords;
+    } else {
+      own->set(keyword, alternation);
+    }
+  }
 }
 
 bool DataSet::addToDataSet(std::unique_ptr<IAvoidance> rule) {
   trace("addToDataSet");
   auto all = m_state->m_lock.all();
   if (!rule) return false;
-  for (const auto& [keyword, values] : m_state->m_keywords) {
-    rule->addOrUpdateKeyword(keyword, values);
-  }
+  m_state->pushKeywords(*rule);
   rule->setCaseSensitiveSearch(m_state->m_caseSensitiveSearch);
   rule->setWildCardSearch(m_state->m_wildCardSearch);
   // A rule that cannot be compiled with these settings keeps the expression it came with.

@@ -104,6 +104,11 @@ class QVL_EXPORT DataSet : public IDataSet {
   template <typename Change>
   void changeEveryRule(Change change);
 
+  // Changes the keywords of the data set by `change(table)` and those of every rule, a rule of a
+  // host's own by `tell(rule)`.
+  template <typename Change, typename Tell>
+  void changeKeywords(const char* operation, Change change, Tell tell);
+
   // Asks the rules one by one, in key order.
   bool anyRuleMatches(LookupData& request, AccessCheck check);
 

@@ -7,16 +7,17 @@
 
 namespace QVL {
 
-CompiledPattern::CompiledPattern(const std::string& expression, bool caseSensitive)
-    : m_expression(expression), m_caseSensitive(caseSensitive) {
-  const std::optional<Reading> reading = readExpression(expression, caseSensitive);
+CompiledPattern::CompiledPattern(ExpressionText expression, bool caseSensitive)
+    : m_expression(std::move(expression)), m_caseSensitive(caseSensitive) {
+  const std::optional<Reading> reading = readExpression(m_expression, caseSensitive);
+  const auto engine = [&] {
+    return std::make_unique<const Engine>(m_expression.whole(), caseSensitive);
+  };
   std::unique_ptr<const Engine> judge;
-  if (!reading || !reading->isCertain) {
-    judge = std::make_unique<const Engine>(expression, caseSensitive);
-  }
+  if (!reading || !reading->isCertain) judge = engine();
   if (reading) m_program = Program::of(reading->steps, reading->caseSensitive);
   if (m_program) return;
-  m_engine = judge ? std::move(judge) : std::make_unique<const Engine>(expression, caseSensitive);
+  m_engine = judge ? std::move(judge) : engine();
 }
 
 CompiledPattern::~CompiledPattern() = default;

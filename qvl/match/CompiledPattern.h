@@ -7,6 +7,7 @@
 #include <string>
 
 #include "qvl/match/Engine.h"
+#include "qvl/match/Keywords.h"
 #include "qvl/match/Program.h"
 #include "qvl/match/Text.h"
 
@@ -24,12 +25,12 @@ namespace QVL {
 class CompiledPattern {
  public:
   // Throws what the engine throws when the expression is not valid or not UTF-8.
-  CompiledPattern(const std::string& expression, bool caseSensitive);
+  CompiledPattern(ExpressionText expression, bool caseSensitive);
   ~CompiledPattern();
   CompiledPattern(const CompiledPattern&) = delete;
   CompiledPattern& operator=(const CompiledPattern&) = delete;
 
-  const std::string& expression() const { return m_expression; }
+  const ExpressionText& expression() const { return m_expression; }
   bool caseSensitive() const { return m_caseSensitive; }
 
   // Does the expression match the whole text? Throws std::out_of_range for a text that is not
@@ -40,7 +41,7 @@ class CompiledPattern {
   const Program* program() const { return m_program.get(); }
 
  private:
-  const std::string m_expression;
+  const ExpressionText m_expression;
   const bool m_caseSensitive;
   std::unique_ptr<const Program> m_program;
   std::unique_ptr<const Engine> m_engine;

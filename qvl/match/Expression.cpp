@@ -6,6 +6,8 @@
 #include <utility>
 
 #include "qvl/match/Engine.h"
+#include "qvl/match/Keywords.h"
+#include "qvl/match/LiteralSet.h"
 #include "qvl/match/Utf8.h"
 
 namespace QVL {
@@ -15,6 +17,8 @@ namespace {
 constexpr int kDeepestGroup = 16;
 // Counts above this are left to the engine.
 constexpr unsigned kHighestCount = 1000;
+// So many alternatives that are literals make a LiteralSet; fewer are gone through one by one.
+constexpr std::size_t kManyLiterals = 9;
 
 struct NotUnderstood {};
 
@@ -42,22 +46,40 @@ void append(Steps& steps, Step step) {
 // engine exactly what the steps say; wherever that is not certain, NotUnderstood is thrown.
 class Reader {
  public:
-  explicit Reader(std::string_view expression) : m_rest(expression) {}
+  using Place = ExpressionText::Place;
 
-  Reading read(bool caseSensitive) {
+  // `places`: where alternations stand that are read already.
+  Reader(const std::string& expression, bool caseSensitive, const std::vector<Place>& places = {})
+      : m_expression(expression),
+        m_rest(expression),
+        m_nextPlace(places.begin()),
+        m_endOfPlaces(places.end()),
+        m_caseSensitive(caseSensitive) {
+    if (Utf8::validPrefix(expression) != expression.size()) throw NotUnderstood();
+  }
+
+  Reading read() {
     if (skip("(?i)")) {
-      caseSensitive = false;
+      m_caseSensitive = false;
       m_isCertain = false;
     }
-    Reading reading{{}, caseSensitive, true};
-    appendGroup(reading.steps, group(0));
-    if (!m_rest.empty()) throw NotUnderstood();
-    reading.isCertain = m_isCertain;
-    return reading;
+    Steps steps;
+    appendGroup(steps, group(0));
+    finish();
+    return {std::move(steps), m_caseSensitive, m_isCertain};
+  }
+
+  Atom readGroup() {
+    Steps steps = atomAt(0);
+    finish();
+    return {std::move(steps), m_isCertain};
   }
 
  private:
-  using Alternatives = std::vector<Steps>;
+  void finish() const {
+    // An alternation that stands where no atom can is more than it says by itself.
+    if (!m_rest.empty() || m_nextPlace != m_endOfPlaces) throw NotUnderstood();
+  }
 
   bool skip(std::string_view token) {
     if (m_rest.substr(0, token.size()) != token) return false;
@@ -75,9 +97,9 @@ class Reader {
   char peek() const { return m_rest.empty() ? '\0' : m_rest.front(); }
 
   // Alternatives up to the closing parenthesis or the end, neither of which is read.
-  Alternatives group(int depth) {
+  std::vector<Steps> group(int depth) {
     if (depth > kDeepestGroup) throw NotUnderstood();
-    Alternatives all;
+    std::vector<Steps> all;
     do {
       all.push_back(sequence(depth));
     } while (skip("|"));
@@ -90,12 +112,16 @@ class Reader {
   }
 
   // Goes on by one of the alternatives.
-  static void appendGroup(Steps& steps, Alternatives alternatives) {
+  static void appendGroup(Steps& steps, std::vector<Steps> alternatives) {
     if (alternatives.size() == 1) {
       for (Step& step : alternatives.front()) append(steps, std::move(step));
     } else {
-      steps.push_back({Step::Group, {}, std::move(alternatives)});
+      steps.push_back({Step::Group, {}, sharing(std::move(alternatives))});
     }
+  }
+
+  static std::shared_ptr<const Alternatives> sharing(std::vector<Steps> alternatives) {
+    return std::make_shared<const Alternatives>(std::move(alternatives));
   }
 
   Steps sequence(int depth) {
@@ -114,6 +140,9 @@ class Reader {
 
   // One atom, with the star of those runs that have a name of their own.
   Steps atomAt(int depth) {
+    if (m_nextPlace != m_endOfPlaces && m_nextPlace->at == m_expression.size() - m_rest.size()) {
+      return alternation(*m_nextPlace++->alternation);
+    }
     if (skip("[^/]")) return run(Step::RunNotSlash, Step::OneNotSlash);
     if (skip(".")) return run(Step::Run, Step::One);
     if (skip("(.*/|)")) return single(Step::Folders);
@@ -152,6 +181,13 @@ class Reader {
         return literal(std::move(character));
       }
     }
+  }
+
+  Steps alternation(const Alternation& values) {
+    const std::optional<Atom>& atom = values.atom(m_caseSensitive);
+    if (!atom || !skip("()")) throw NotUnderstood();
+    m_isCertain = m_isCertain && atom->isCertain;
+    return atom->steps;
   }
 
   Steps run(Step::Kind many, Step::Kind one) {
@@ -194,7 +230,15 @@ class Reader {
   }
 
   static Steps single(Step::Kind kind) { return {{kind, {}, {}}}; }
-  static Steps literal(std::string bytes) { return {{Step::Literal, std::move(bytes), {}}}; }
+
+  Steps literal(std::string character) const {
+    if (!m_caseSensitive) {
+      std::string folded;
+      foldCase(character, folded);
+      character.swap(folded);
+    }
+    return {{Step::Literal, std::move(character), {}}};
+  }
 
   Steps place(Step::Kind kind) {
     m_isCertain = false;
@@ -227,7 +271,7 @@ class Reader {
     repeat.looks = skip("?") || isGroup;
     if (peek() == '+') throw NotUnderstood();
     if (isQuantifier(m_rest)) throw NotUnderstood();
-    repeat.alternatives.push_back(std::move(atom));
+    repeat.alternatives = sharing({std::move(atom)});
     return repeat;
   }
 
@@ -262,19 +306,21 @@ class Reader {
     }
   }
 
+  const std::string_view m_expression;
   std::string_view m_rest;
+  std::vector<Place>::const_iterator m_nextPlace;
+  const std::vector<Place>::const_iterator m_endOfPlaces;
+  bool m_caseSensitive;
   bool m_isCertain = true;
 };
 
-void foldLiterals(Steps& steps) {
-  for (Step& step : steps) {
-    if (step.kind == Step::Literal) {
-      std::string folded;
-      foldCase(step.bytes, folded);
-      step.bytes.swap(folded);
-    }
-    for (Steps& alternative : step.alternatives) foldLiterals(alternative);
+std::shared_ptr<const LiteralSet> manyLiteralsOf(const std::vector<Steps>& sequences) {
+  std::vector<std::string> literals;
+  for (const Steps& steps : sequences) {
+    if (isShortLiteral(steps)) literals.push_back(steps.empty() ? "" : steps.front().bytes);
   }
+  return literals.size() < kManyLiterals ? nullptr
+                                         : std::make_shared<const LiteralSet>(std::move(literals));
 }
 
 // Into how many sequences would it be multiplied out? No more than `most` + 1 are counted.
@@ -283,7 +329,7 @@ std::size_t countOf(const Steps& steps, std::size_t most) {
   for (const Step& step : steps) {
     if (step.kind != Step::Group) continue;
     std::size_t alternatives = 0;
-    for (const Steps& alternative : step.alternatives) {
+    for (const Steps& alternative : step.alternatives->sequences) {
       alternatives += countOf(alternative, most);
       if (alternatives > most) return most + 1;
     }
@@ -295,12 +341,27 @@ std::size_t countOf(const Steps& steps, std::size_t most) {
 
 }  // namespace
 
-std::optional<Reading> readExpression(const std::string& expression, bool caseSensitive) {
-  if (Utf8::validPrefix(expression) != expression.size()) return std::nullopt;
+Alternatives::Alternatives(std::vector<Steps> all)
+    : sequences(std::move(all)), literals(manyLiteralsOf(sequences)) {}
+
+bool isShortLiteral(const Steps& steps) {
+  return steps.empty() || (steps.size() == 1 && steps.front().kind == Step::Literal &&
+                           steps.front().bytes.size() <= LiteralSet::kLongest);
+}
+
+std::optional<Reading> readExpression(const ExpressionText& expression, bool caseSensitive) {
   try {
-    Reading reading = Reader(expression).read(caseSensitive);
-    if (!reading.caseSensitive) foldLiterals(reading.steps);
-    return reading;
+    return Reader(expression.text(), caseSensitive, expression.places()).read();
+  } catch (const NotUnderstood&) {
+    // Perhaps all of it says more than its parts.
+    if (expression.places().empty()) return std::nullopt;
+    return readExpression(ExpressionText(expression.whole()), caseSensitive);
+  }
+}
+
+std::optional<Atom> readGroup(const std::string& expression, bool caseSensitive) {
+  try {
+    return Reader(expression, caseSensitive).readGroup();
   } catch (const NotUnderstood&) {
     return std::nullopt;
   }
@@ -310,14 +371,12 @@ std::vector<Steps> multipliedOut(const Steps& steps, std::size_t most) {
   std::vector<Steps> product(1);
   for (const Step& step : steps) {
     const std::size_t room = most / product.size();
-    std::size_t count = 0;
-    for (const Steps& alternative : step.alternatives) count += countOf(alternative, room);
-    if (step.kind != Step::Group || count > room) {
+    if (step.kind != Step::Group || countOf({step}, room) > room) {
       for (Steps& sequence : product) append(sequence, step);
       continue;
     }
     std::vector<Steps> longer;
-    for (const Steps& alternative : step.alternatives) {
+    for (const Steps& alternative : step.alternatives->sequences) {
       for (const Steps& tail : multipliedOut(alternative, most)) {
         for (const Steps& head : product) {
           longer.push_back(head);

@@ -6,12 +6,16 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace QVL {
 
+class ExpressionText;
+class LiteralSet;
+struct Alternatives;
 struct Step;
 
 // A sequence of steps: each goes on where the one before it ended.
@@ -42,28 +46,51 @@ struct Step {
   static constexpr unsigned kUnbounded = std::numeric_limits<unsigned>::max();
 
   Kind kind;
-  std::string bytes;                // of a Literal, whole characters; of a Set, its expression
-  std::vector<Steps> alternatives;  // of a Group; of a Repeat its only one
-  unsigned least = 1;               // of a Repeat
+  std::string bytes;  // of a Literal, whole characters; of a Set, its expression
+  std::shared_ptr<const Alternatives> alternatives;  // of a Group; of a Repeat its only one
+  unsigned least = 1;                                // of a Repeat
   unsigned most = 1;
   // Of a Repeat: does the engine look at the next character each time, whether or not it goes on?
   // That is so unless a single character is repeated greedily.
   bool looks = false;
 };
 
-// What an expression was understood to mean.
-struct Reading {
-  Steps steps;         // literals are case folded when case does not matter
-  bool caseSensitive;  // an expression can say itself that case does not matter
+// The sequences of a group: never changed, and shared by all expressions that have the group.
+struct Alternatives {
+  explicit Alternatives(std::vector<Steps> all);
+
+  const std::vector<Steps> sequences;
+  // Those of them that are short literals, where there are many.
+  const std::shared_ptr<const LiteralSet> literals;
+};
+
+// A literal of one Step, or none, that a LiteralSet can hold.
+bool isShortLiteral(const Steps& steps);
+
+// What a part of an expression was understood to mean. Literals are case folded when case does not
+// matter.
+struct Atom {
+  Steps steps;
   // False when the engine has to be asked whether it accepts the expression at all.
   bool isCertain;
+};
+
+// What an expression was understood to mean.
+struct Reading {
+  Steps steps;
+  bool caseSensitive;  // an expression can say itself that case does not matter
+  bool isCertain;      // as that of an Atom
 };
 
 // A text matches the expression exactly when it matches the steps. Absent when that cannot be said:
 // the expression is not UTF-8 or not valid; it has back references, conditions, recursion, or parts
 // that look around or are never given back; changes its options midway; or nests or repeats too
 // deeply.
-std::optional<Reading> readExpression(const std::string& expression, bool caseSensitive);
+std::optional<Reading> readExpression(const ExpressionText& expression, bool caseSensitive);
+
+// The same of one group in its parentheses, wherever it stands. Absent also when it is more than
+// one, or begins with options.
+std::optional<Atom> readGroup(const std::string& expression, bool caseSensitive);
 
 // The sequence with its groups multiplied out, as far as that gives no more than `most` sequences;
 // groups that would give more stay as they are.

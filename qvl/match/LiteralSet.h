@@ -19,6 +19,9 @@ namespace QVL {
 // Thread safety: immutable.
 class LiteralSet {
  public:
+  // The most bytes of one literal.
+  static constexpr std::size_t kLongest = 64;
+
   explicit LiteralSet(std::vector<std::string> literals);
 
   // Calls `found(length)` for each literal that the text begins with, shortest first. True when the

@@ -84,7 +84,8 @@ void PatternIndex::use(const PatternKey& key, int change) {
 }
 
 void PatternIndex::insert(const Program& program, Owner owner, std::uint32_t tag, Place& place) {
-  const std::vector<Steps> alternatives = multipliedOut(program.outline(), kMostAlternatives);
+  const std::vector<Steps> alternatives =
+      multipliedOut(program.outline(kMostAlternatives), kMostAlternatives);
   std::vector<PatternKeys> keys;
   bool haveKeys = true;
   for (const Steps& steps : alternatives) {

@@ -16,8 +16,6 @@ constexpr std::size_t kNone = std::string_view::npos;
 constexpr std::size_t kBits = ByteRows::kBits;
 using Word = ByteRows::Word;
 
-// So many alternatives that are literals make a LiteralSet; fewer are gone through one by one.
-constexpr std::size_t kManyLiterals = 9;
 // So often literals and single characters take turns in what becomes a Mixed.
 constexpr std::size_t kManyTurns = 8;
 
@@ -49,6 +47,12 @@ Word filled(Word from, Word mask, bool& beyond) {
   Word sum;
   beyond = __builtin_add_overflow(inside, mask, &sum);
   return inside == 0 ? from : from | (sum ^ mask);
+}
+
+// Of no alternatives: a Set, which stands for any text.
+Step groupOf(std::vector<Steps> alternatives) {
+  if (alternatives.empty()) return {Step::Set, {}, {}};
+  return {Step::Group, {}, std::make_shared<const Alternatives>(std::move(alternatives))};
 }
 
 bool isLineSeparator(std::uint32_t character) {
@@ -142,7 +146,7 @@ class ProgramCompiler {
         emit(Op::Folders);
         return 0;
       case Step::Group:
-        return group(step.alternatives);
+        return group(*step.alternatives);
       case Step::Repeat:
         return repeat(step);
       case Step::LineStart:
@@ -190,27 +194,16 @@ class ProgramCompiler {
     return 0;
   }
 
-  std::size_t group(const std::vector<Steps>& alternatives) {
-    std::vector<std::string> literals;
+  std::size_t group(const Alternatives& alternatives) {
+    const auto& literals = alternatives.literals;
     std::vector<const Steps*> others;
-    for (const Steps& steps : alternatives) {
-      const bool isLiteral =
-          steps.empty() || (steps.size() == 1 && steps.front().kind == Step::Literal &&
-                            steps.front().bytes.size() <= Program::kLongest);
-      if (isLiteral) {
-        literals.push_back(steps.empty() ? std::string() : steps.front().bytes);
-      } else {
-        others.push_back(&steps);
-      }
+    for (const Steps& steps : alternatives.sequences) {
+      if (!literals || !isShortLiteral(steps)) others.push_back(&steps);
     }
     std::size_t least = kNone;
-    if (literals.size() < kManyLiterals) {
-      others.clear();
-      for (const Steps& steps : alternatives) others.push_back(&steps);
-    } else {
-      const auto set = std::make_shared<const LiteralSet>(std::move(literals));
-      least = set->leastLength();
-      m_program.m_literals.push_back(set);
+    if (literals) {
+      least = literals->leastLength();
+      m_program.m_literals.push_back(literals);
       if (others.empty()) {
         emit(Op::Literals, m_program.m_literals.size() - 1);
         return least;
@@ -235,7 +228,7 @@ class ProgramCompiler {
   }
 
   std::size_t repeat(const Step& step) {
-    const Steps& body = step.alternatives.front();
+    const Steps& body = step.alternatives->sequences.front();
     std::size_t least = 0;
     for (unsigned i = 0; i < step.least && !m_tooLarge; ++i) {
       if (step.looks) emit(Op::Look);
@@ -244,7 +237,7 @@ class ProgramCompiler {
     if (step.looks) emit(Op::Look);
     if (step.most != Step::kUnbounded) {
       for (unsigned i = step.least; i < step.most && !m_tooLarge; ++i) {
-        group({body, {}});
+        group(Alternatives({body, {}}));
         if (step.looks) emit(Op::Look);
       }
       return least;
@@ -319,11 +312,11 @@ bool Program::readsOnBehindLead() const {
   return i < m_code.size() && (m_code[i].op == Op::Run || m_code[i].op == Op::Folders);
 }
 
-Steps Program::outline() const {
-  return outline(0, m_code.size());
+Steps Program::outline(std::size_t most) const {
+  return outline(0, m_code.size(), most);
 }
 
-Steps Program::outline(std::size_t begin, std::size_t end) const {
+Steps Program::outline(std::size_t begin, std::size_t end, std::size_t most) const {
   Steps steps;
   for (std::size_t i = begin; i < end; ++i) {
     const Instruction& code = m_code[i];
@@ -362,20 +355,22 @@ Steps Program::outline(std::size_t begin, std::size_t end) const {
         steps.push_back({Step::Folders, {}, {}});
         break;
       case Op::Group: {
-        Step group{Step::Group, {}, {}};
-        for (std::size_t at = i + 1; at < i + 1 + code.length; at += 1 + m_code[at].length) {
-          group.alternatives.push_back(outline(at + 1, at + 1 + m_code[at].length));
+        std::vector<Steps> alternatives;
+        for (std::size_t at = i + 1; at < i + 1 + code.length && code.from <= most;
+             at += 1 + m_code[at].length) {
+          alternatives.push_back(outline(at + 1, at + 1 + m_code[at].length, most));
         }
-        steps.push_back(std::move(group));
+        steps.push_back(groupOf(std::move(alternatives)));
         i += code.length;
         break;
       }
       case Op::Literals: {
-        Step group{Step::Group, {}, {}};
-        for (const std::string& literal : m_literals[code.from]->literals()) {
-          group.alternatives.push_back({{Step::Literal, literal, {}}});
+        const std::vector<std::string>& literals = m_literals[code.from]->literals();
+        std::vector<Steps> alternatives;
+        for (std::size_t k = 0; k < literals.size() && literals.size() <= most; ++k) {
+          alternatives.push_back({{Step::Literal, literals[k], {}}});
         }
-        steps.push_back(std::move(group));
+        steps.push_back(groupOf(std::move(alternatives)));
         break;
       }
       case Op::Loop:

@@ -59,7 +59,8 @@ class Program {
 
   // What it matches, as steps: literals, wildcards and groups as they were, and a Set for anything
   // else, which stands for some text there, possibly none.
-  Steps outline() const;
+  // Groups of more than `most` alternatives become a Set as well.
+  Steps outline(std::size_t most) const;
 
   // How many instructions there are, those in alternatives and loops included.
   std::size_t size() const { return m_code.size(); }
@@ -112,7 +113,7 @@ class Program {
 
   bool hasNextLiteral(std::size_t i, std::size_t last, std::string_view rest) const;
 
-  Steps outline(std::size_t begin, std::size_t end) const;
+  Steps outline(std::size_t begin, std::size_t end, std::size_t most) const;
 
   std::vector<Instruction> m_code;
   std::string m_bytes;

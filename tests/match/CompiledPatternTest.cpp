@@ -167,7 +167,7 @@ TEST(CompiledPattern, LiteralsOfAnOutlineAreInEveryTextThatMatches) {
     if (!engine) continue;
     const CompiledPattern pattern(expression, true);
     if (!pattern.program() || !pattern.program()->caseSensitive()) continue;
-    const std::vector<Steps> alternatives = multipliedOut(pattern.program()->outline(), 64);
+    const std::vector<Steps> alternatives = multipliedOut(pattern.program()->outline(64), 64);
     for (int j = 0; j < 20; ++j) {
       const std::string text = mixed(dice, kInputCommon, kInputAny, 0, 8);
       if (outcomeOf([&] {
@@ -206,7 +206,7 @@ std::string utf8(unsigned code) {
 TEST(CompiledPattern, FoldsCaseAsTheEngineDoes) {
   // Every character of the Basic Multilingual Plane, against a few that others fold to.
   for (const char* const letter : {"k", "s", "i", "ß", "ς", "é", "ǆ", "\u1e9e"}) {
-    const CompiledPattern pattern(letter, false);
+    const CompiledPattern pattern(std::string(letter), false);
     ASSERT_NE(pattern.program(), nullptr);
     const auto engine = engineFor(letter, false);
     for (unsigned code = 1; code < 0x10000; ++code) {

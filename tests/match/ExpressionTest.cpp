@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "qvl/match/Keywords.h"
 #include "tests/match/StepNotation.h"
 #include "tests/support/Outcome.h"
 
@@ -120,8 +121,8 @@ TEST(Expression, ReadsRepetitions) {
 
 TEST(Expression, CanSayItselfThatCaseDoesNotMatter) {
   EXPECT_EQ(readAs("(?i)A"), "a ?");
-  EXPECT_FALSE(readExpression("(?i)A", true)->caseSensitive);
-  EXPECT_TRUE(readExpression("A", true)->caseSensitive);
+  EXPECT_FALSE(readExpression(std::string("(?i)A"), true)->caseSensitive);
+  EXPECT_TRUE(readExpression(std::string("A"), true)->caseSensitive);
 }
 
 TEST(Expression, SaysNothingWhereItIsNotCertain) {

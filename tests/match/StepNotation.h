@@ -49,8 +49,8 @@ inline std::string notationOf(const Steps& steps) {
   for (const Step& step : steps) {
     if (step.kind == Step::Group || step.kind == Step::Repeat) {
       notation += '{';
-      for (std::size_t i = 0; i < step.alternatives.size(); ++i) {
-        notation += (i == 0 ? "" : ",") + notationOf(step.alternatives[i]);
+      for (std::size_t i = 0; i < step.alternatives->sequences.size(); ++i) {
+        notation += (i == 0 ? "" : ",") + notationOf(step.alternatives->sequences[i]);
       }
       notation += '}';
       if (step.kind == Step::Repeat) {

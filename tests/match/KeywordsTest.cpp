@@ -1,0 +1,139 @@
+#include "qvl/match/Keywords.h"
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "qvl/avoidance/Utility.h"
+#include "qvl/match/CompiledPattern.h"
+#include "qvl/match/LiteralSet.h"
+#include "tests/match/StepNotation.h"
+#include "tests/support/Dice.h"
+#include "tests/support/Outcome.h"
+
+namespace QVL {
+namespace Test {
+namespace {
+
+std::shared_ptr<const Alternation> alternationOf(std::set<std::string> values) {
+  return std::make_shared<const Alternation>(std::move(values));
+}
+
+std::string readAs(const ExpressionText& expression, bool caseSensitive) {
+  const std::optional<Reading> reading = readExpression(expression, caseSensitive);
+  if (!reading) return "-";
+  return notationOf(reading->steps) + (reading->isCertain ? "" : " ?") +
+         (reading->caseSensitive ? "" : " i");
+}
+
+std::set<std::string> numbered(const std::string& stem, int count) {
+  std::set<std::string> values;
+  for (int i = 0; i < count; ++i) values.insert(stem + std::to_string(i));
+  return values;
+}
+
+TEST(Keywords, AreSubstitutedByTheirValuesInAscendingOrder) {
+  ExpressionText expression("/opt/%TOOLS%/bin/%TOOLS%");
+  expression.substitute("%TOOLS%", alternationOf({"beta", "alpha"}));
+  EXPECT_EQ(expression.whole(), "/opt/(alpha|beta)/bin/(alpha|beta)");
+  EXPECT_EQ(expression.places().size(), 2u);
+}
+
+TEST(Keywords, ThatStandInValuesAreSubstitutedThereToo) {
+  ExpressionText expression("%A%");
+  expression.substitute("%A%", alternationOf({"x%B%", "y"}));
+  expression.substitute("%B%", alternationOf({"b"}));
+  EXPECT_EQ(expression.whole(), "(x(b)|y)");
+}
+
+TEST(Keywords, ThatReachOverTheBorderOfValuesAreSubstitutedThereToo) {
+  for (const char* const keyword : {"a(x", "y)b", "(", ")", "|", "()"}) {
+    ExpressionText expression("aKb()");
+    expression.substitute("K", alternationOf({"x", "y"}));
+    expression.substitute(keyword, alternationOf({"z"}));
+    EXPECT_EQ(expression.whole(), Utility::replaceAll("a(x|y)b()", keyword, "(z)")) << keyword;
+  }
+}
+
+// Whatever texts, keywords and values are made of, sharing the values changes neither the
+// expression nor what is read of it.
+TEST(Keywords, MeanWhatTheirValuesInPlaceWouldMean) {
+  const std::vector<std::string> parts = {"%A%", "%B%",  "%C%", "K",   "/",    "a",   "\\", "[",
+                                          "]",   "(",    ")",   "*",   "+?",   "{2}", "|",  ".*",
+                                          "é",   "(?i)", "(?:", "\\Q", "\xc3", "(?#"};
+  const std::vector<std::string> values = {"a",   "b",    "é",   "[ab]", "x*",      "%B%", "K",
+                                           "a|b", "a)(b", "(b)", "",     "(?i)x",   "(",   "\xa9",
+                                           "\\",  "]",    "?:a", "?i)a", "a{2}\\b", "A",   "\\1"};
+  const std::vector<std::string> keywords = {"%A%", "%B%", "%C%", "K", "(", "a)", "|", "()"};
+  Dice dice;
+  SCOPED_TRACE(dice.origin());
+  std::size_t shared = 0;
+  std::size_t read = 0;
+  for (std::size_t i = Dice::cases(40000); i > 0; --i) {
+    const std::string text = dice.join(parts, 1, 6);
+    std::map<std::string, std::set<std::string>> table;
+    for (std::size_t count = 1 + dice.below(3); count > 0; --count) {
+      std::set<std::string>& of = table[dice.pick(keywords)];
+      for (std::size_t many = 1 + dice.below(4); many > 0; --many) of.insert(dice.pick(values));
+      if (dice.oneIn(8)) of.merge(numbered("v", 20));
+    }
+    ExpressionText expression(text);
+    std::string plain = text;
+    for (const auto& [keyword, of] : table) {
+      const auto alternation = alternationOf(of);
+      expression.substitute(keyword, alternation);
+      plain = Utility::replaceAll(std::move(plain), keyword, alternation->expression());
+    }
+    ASSERT_EQ(expression.whole(), plain) << shown(text);
+    const bool caseSensitive = dice.oneIn(2);
+    const std::string asPlain = readAs(ExpressionText(plain), caseSensitive);
+    ASSERT_EQ(readAs(expression, caseSensitive), asPlain) << shown(text) << " as " << shown(plain);
+    shared += expression.places().empty() ? 0 : 1;
+    read += asPlain == "-" ? 0 : 1;
+  }
+  EXPECT_GT(shared, Dice::cases(40000) / 8);
+  EXPECT_GT(read, Dice::cases(40000) / 20);
+}
+
+TEST(Keywords, AreReadOnceForAllExpressions) {
+  const auto values = alternationOf(numbered("value", 5000));
+  ExpressionText first("/a/K");
+  ExpressionText second("/b/*K/c");
+  first.substitute("K", values);
+  second.substitute("K", values);
+  const std::optional<Reading> one = readExpression(first, true);
+  const std::optional<Reading> other = readExpression(second, true);
+  ASSERT_TRUE(one && other);
+  ASSERT_EQ(one->steps.size(), 2u);
+  const auto& alternatives = one->steps[1].alternatives;
+  ASSERT_NE(alternatives, nullptr);
+  ASSERT_NE(alternatives->literals, nullptr);
+  EXPECT_EQ(alternatives->literals->literals().size(), 5000u);
+  EXPECT_EQ(alternatives, values->atom(true)->steps.front().alternatives);
+  EXPECT_EQ(other->steps[2].kind, Step::Group);
+  EXPECT_EQ(other->steps[2].alternatives, alternatives);
+}
+
+TEST(Keywords, TablesShareUntilOneChanges) {
+  KeywordTable table;
+  EXPECT_TRUE(table.empty());
+  table.set("a", alternationOf({"1"}));
+  KeywordTable copy = table;
+  EXPECT_TRUE(copy.sharesWith(table));
+  copy.set("b", alternationOf({"2"}));
+  EXPECT_FALSE(copy.sharesWith(table));
+  EXPECT_FALSE(table.has("b"));
+  EXPECT_TRUE(copy.has("a"));
+  EXPECT_FALSE(table.erase("b"));
+  EXPECT_TRUE(copy.erase("a"));
+  EXPECT_TRUE(table.has("a"));
+}
+
+}  // namespace
+}  // namespace Test
+}  // namespace QVL
