@@ -24,8 +24,8 @@ notices() {
   esac
 }
 
-# in_class CLASS EXPRESSION: the expression, kept to the class.
-in_class() { echo "/<class-decl name='$1'/,/<\/class-decl>/ $2"; }
+# in_class CLASS EXPRESSION: the expression, kept to the class, which ends where its indentation does.
+in_class() { echo "/^      <class-decl name='$1'/,/^      <\/class-decl>/ $2"; }
 
 notices "s/name='AnyAccess' value='3'/name='AnyAccess' value='4'/" AnyAccess
 notices "$(in_class LookupData "s/in-bits='832'/in-bits='896'/")" LookupData
