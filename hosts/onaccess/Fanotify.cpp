@@ -8,11 +8,14 @@
 #include <sys/fanotify.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/sysmacros.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "Trouble.h"
 #include "fmt/format.h"
@@ -49,10 +52,25 @@ LinkName linkOfProgram(pid_t process) {
   return name;
 }
 
-std::optional<FileIdentity> identityAt(const char* path) {
-  struct stat status;
-  if (::stat(path, &status) != 0) return std::nullopt;
-  return FileIdentity{status.st_dev, status.st_ino};
+// What the kernel knows of a file without asking its file system anew: that of a user may never
+// answer. `path` is empty for the file behind `folder` itself.
+std::optional<FileIdentity> identityAt(int folder, const char* path) {
+  struct statx status;
+  if (::statx(folder, path, AT_EMPTY_PATH | AT_STATX_DONT_SYNC, STATX_TYPE | STATX_INO, &status) !=
+          0 ||
+      S_ISLNK(status.stx_mode)) {
+    return std::nullopt;
+  }
+  return FileIdentity{makedev(status.stx_dev_major, status.stx_dev_minor), status.stx_ino};
+}
+
+// A name from the kernel has no symbolic links in it, so one that has is somebody's own. To look
+// where a name leads in this way opens nothing: no event comes of it.
+Descriptor lookUp(int folder, const char* path, std::uint64_t resolve) {
+  open_how how = {};
+  how.flags = O_PATH | O_CLOEXEC | O_NOFOLLOW;
+  how.resolve = RESOLVE_NO_SYMLINKS | resolve;
+  return Descriptor(static_cast<int>(::syscall(SYS_openat2, folder, path, &how, sizeof how)));
 }
 
 }  // namespace
@@ -79,6 +97,11 @@ Fanotify::Fanotify()
 Fanotify::~Fanotify() = default;
 
 void Fanotify::watchFileSystemOf(const std::string& folder) {
+  // Of what a program's name leads to, most lies on the file system of /.
+  for (const char* const place : {folder.c_str(), "/"}) {
+    const std::unique_ptr<char, decltype(&std::free)> path(::realpath(place, nullptr), &std::free);
+    if (path) m_folders.emplace_back(path.get());
+  }
   if (::fanotify_mark(m_events.get(), FAN_MARK_ADD | FAN_MARK_FILESYSTEM, FAN_OPEN_PERM, AT_FDCWD,
                       folder.c_str()) != 0) {
     throw Trouble(
@@ -168,7 +191,7 @@ bool Fanotify::programOf(pid_t process, std::string& path) {
 
 std::optional<FileIdentity> Fanotify::programFileOf(pid_t process) {
   if (process <= 0) return std::nullopt;
-  return identityAt(linkOfProgram(process).text);
+  return identityAt(AT_FDCWD, linkOfProgram(process).text);
 }
 
 std::optional<uid_t> Fanotify::userOf(pid_t process) {
@@ -179,17 +202,25 @@ std::optional<uid_t> Fanotify::userOf(pid_t process) {
   return status.st_uid;
 }
 
-// A name from the kernel has no symbolic links in it, so one that has is somebody's own. To look
-// where a name leads in this way opens nothing: no event comes of it.
+// A name can lead, for the host, into a file system that never answers: one of a user's own, or of
+// a server that is gone. The kernel knows the true name of a file that is being opened, so it is
+// asked for what it knows; what it does not, such as who may enter a folder, is looked up without
+// leaving the file system of a watched mount or of /.
 std::optional<FileIdentity> Fanotify::fileAt(const std::string& path) {
-  open_how how = {};
-  how.flags = O_PATH | O_CLOEXEC | O_NOFOLLOW;
-  how.resolve = RESOLVE_NO_SYMLINKS;
-  const Descriptor file(
-      static_cast<int>(::syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof how)));
-  struct stat status;
-  if (!file || ::fstat(file.get(), &status) != 0 || S_ISLNK(status.st_mode)) return std::nullopt;
-  return FileIdentity{status.st_dev, status.st_ino};
+  static constexpr int kTries = 3;  // it gives up when something is renamed or mounted meanwhile
+  Descriptor file;
+  for (int i = 0; i < kTries && !file; ++i) {
+    file = lookUp(AT_FDCWD, path.c_str(), RESOLVE_CACHED);
+    if (!file && errno != EAGAIN) return std::nullopt;
+  }
+  for (const std::string& folder : m_folders) {
+    if (file) break;
+    const std::size_t length = folder == "/" ? 0 : folder.size();
+    if (path.compare(0, length, folder, 0, length) != 0 || path[length] != '/') continue;
+    const Descriptor root(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (root) file = lookUp(root.get(), path.c_str() + length + 1, RESOLVE_NO_XDEV);
+  }
+  return file ? identityAt(file.get(), "") : std::nullopt;
 }
 
 }  // namespace onaccess

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <string>
+#include <vector>
 
 #include "Descriptor.h"
 #include "Kernel.h"
@@ -18,7 +19,8 @@ class Fanotify : public Kernel {
   Fanotify();
   ~Fanotify() override;
 
-  // Watches the whole file system that is mounted at `folder`. Throws Trouble.
+  // Watches the whole file system that is mounted at `folder`. Throws Trouble. To be called before
+  // events are received.
   void watchFileSystemOf(const std::string& folder);
 
   Received receive(Event* events, std::size_t capacity) override;
@@ -39,6 +41,7 @@ class Fanotify : public Kernel {
   const Descriptor m_nothing;  // takes the place of m_events when everything is to pass
   const Descriptor m_wake;     // readable once stopped
   std::atomic<bool> m_isStopped{false};
+  std::vector<std::string> m_folders;  // where names are looked up that the kernel does not know
 };
 
 }  // namespace onaccess

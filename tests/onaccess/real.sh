@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # real.sh QVL-ONACCESS PROGRAMS QVL_HOME [CLAMD]: the host with the kernel's real events.
 #
-# PROGRAMS is the folder of scripted-clamd, open-load, hold-threads and notify-socket. With CLAMD the scanner is that
+# PROGRAMS is the folder of scripted-clamd, open-load, hold-threads, hung-mount and notify-socket. With CLAMD the scanner is that
 # one where it has to be no scripted one. SECONDS_UNDER_LOAD: how long policies are swapped under load
 # (3). Needs root and permission events; without, the exit status is 77.
 #
@@ -218,6 +218,37 @@ exec 7<open/excluded/gone
 rm open/excluded/gone
 check "an infected file that was deleted below an excluded folder" denied /proc/self/fd/7
 exec 7<&-
+
+
+# Whoever looks below that folder waits for ever: for a user's file system, or a server that is gone.
+# In namespaces of their own, four openers have a readable folder there, with the infected file.
+mkdir hung
+open_below_hung() {
+  unshare --mount --propagation private bash -c "
+    mount -t tmpfs none '$work/hung' && : >'$work/hung/virus' &&
+    mount --bind '$work/open/other/virus' '$work/hung/virus' && touch '$run/bound$1' &&
+    until [[ -e '$run/hangs' ]]; do sleep 0.05; done
+    ! timeout --signal KILL 5 cat '$work/hung/virus' 2>&1 && echo 'not read' >'$run/below$1'" \
+    >"$run/words$1" &
+}
+for i in 1 2 3 4; do open_below_hung "$i"; done
+eventually eval "[[ \$(ls '$run' | grep -c bound) == 4 ]]"
+"$programs/hung-mount" hung >"$run/hung" 2>&1 &
+hung=$!
+if eventually grep -q mounted "$run/hung"; then
+  touch "$run/hangs"
+  check "a name that leads into a file system that hangs: the open is answered" \
+    eventually grep -q 'not permitted' "$run"/words{1,2,3,4}
+  check "and opens elsewhere wait for nothing" quietly timeout 2 cat open/excluded/virus
+  eventually eval "[[ \$(ls '$run' | grep -c below) == 4 ]]"
+  check "all of them were denied" test "$(cat "$run"/words? | grep -c 'not permitted')" == 4
+else
+  echo "skipped this system mounts no FUSE: $(cat "$run/hung")"
+  touch "$run/hangs"
+fi
+kill -KILL "$hung"
+wait "$hung" 2>/dev/null || true
+umount -l hung 2>/dev/null || true
 
 echo "--- remembered verdicts"
 for _ in 1 2 3; do opens open/other/clean; done
