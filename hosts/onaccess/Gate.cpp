@@ -113,7 +113,11 @@ void Gate::settle(Scan& scan, Outcome outcome, const ScanReply& reply) {
   if (m_scannerProcess.sawReplyOf(reply.process)) forgetDatabase();
   const Facts& facts = scan.facts;
   if (outcome == Outcome::Clean && facts.mayRemember && facts.status) {
-    m_cache.remember(*facts.status, facts.database, facts.ticket);
+    try {
+      m_cache.remember(*facts.status, facts.database, facts.ticket);
+    } catch (const std::bad_alloc&) {
+      // It is scanned again the next time.
+    }
   }
   conclude(scan.open, outcome, facts, reply.detail, m_metrics.scanned);
 }

@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include <exception>
 #include <new>
 #include <utility>
 
@@ -86,13 +87,20 @@ void ScanPool::work() {
       Scan scan = std::move(m_queue.front());
       m_queue.pop_front();
       lock.unlock();
-      const ScanReply reply = run(scan);
-      if (isTheScannersFault(reply.result)) {
-        m_breaker.failed(Clock::now());
-      } else {
-        m_breaker.succeeded();
+      ScanReply reply;
+      Outcome outcome = Outcome::Unreadable;
+      try {
+        reply = run(scan);
+        outcome = outcomeOf(reply.result);
+        if (isTheScannersFault(reply.result)) {
+          m_breaker.failed(Clock::now());
+        } else {
+          m_breaker.succeeded();
+        }
+      } catch (const std::exception&) {
+        m_breaker.wasNotTried();  // out of memory: the scanner is not to blame
       }
-      m_settle(scan, outcomeOf(reply.result), reply);
+      m_settle(scan, outcome, reply);
     }
     lock.lock();
   }

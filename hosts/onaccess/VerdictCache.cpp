@@ -53,8 +53,10 @@ void VerdictCache::remember(const FileStatus& status, std::uint64_t database, Ti
     part.places.erase(part.entries.back().status.identity);
     part.entries.pop_back();
   }
-  part.entries.push_front({status, database});
-  part.places[status.identity] = part.entries.begin();
+  Entries added;  // without memory nothing changes
+  added.push_front({status, database});
+  part.places.emplace(status.identity, added.begin());
+  part.entries.splice(part.entries.begin(), added);
 }
 
 void VerdictCache::forget(const FileIdentity& file) {

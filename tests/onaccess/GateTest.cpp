@@ -294,6 +294,21 @@ TEST_F(GateTest, APolicyThatThrowsIsNoVerdict) {
   expectCount(Outcome::Unreadable, 2);
 }
 
+// As one that runs out of memory does.
+TEST_F(GateTest, AScannerThatThrowsGivesNoVerdictAndEndsNothing) {
+  scanner.replies([](int) -> ScanReply { throw std::bad_alloc(); });
+  start();
+  kernel.names["/closed/x"] = {kClosedMount, 3};
+  EXPECT_THAT(
+      kernel.answerTo(kernel.open(kOpener, {"/closed/x", fileStatus(3, 1, kClosedMount), false})),
+      Optional(false));
+  EXPECT_THAT(kernel.answerTo(open()), Optional(true)) << "the mount fails open";
+  expectCount(Outcome::Unreadable, 2);
+  scanner.replies(ScanResult::Infected);
+  EXPECT_THAT(kernel.answerTo(open()), Optional(false));
+  EXPECT_EQ(gate->breaker().openings(), 0u);
+}
+
 TEST_F(GateTest, StoppingLetsEverythingPass) {
   options.deadline = 1h;
   start();
