@@ -23,22 +23,23 @@ std::optional<Outcome> Decision::decide(const Event& event, Facts& facts) {
   if (!facts.status) return Outcome::Unreadable;
   if (!facts.status->isRegular) return Outcome::NotRegular;
 
+  // Before the policy is asked: who may write unscanned must not leave a verdict behind. The ticket
+  // is taken first, so that whoever opens the file for writing after the look makes it void.
+  if (m_cache.isEnabled()) {
+    facts.database = m_database;
+    facts.ticket = m_cache.ticketFor(facts.status->identity);
+    facts.mayRemember = !m_kernel.mayHaveWriters(event.descriptor);
+    if (!facts.mayRemember) m_cache.forget(facts.status->identity);
+  }
+
   facts.trouble = findNames(event, facts);
   if (facts.trouble == NameTrouble::None &&
       m_exclusions.isExcluded(facts.path, facts.program, facts.dataSets)) {
     return Outcome::Excluded;
   }
 
-  if (m_cache.isEnabled()) {
-    if (m_kernel.mayHaveWriters(event.descriptor)) {
-      m_cache.forget(facts.status->identity);
-    } else {
-      // What is remembered was valid when these two were read, before the file is.
-      facts.database = m_database;
-      facts.ticket = m_cache.ticketFor(facts.status->identity);
-      facts.mayRemember = true;
-      if (m_cache.isClean(*facts.status, facts.database)) return Outcome::Remembered;
-    }
+  if (facts.mayRemember && m_cache.isClean(*facts.status, facts.database)) {
+    return Outcome::Remembered;
   }
   if (m_scanner.mayBecome(event.process)) return Outcome::Scanner;
   return std::nullopt;

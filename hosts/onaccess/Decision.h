@@ -2,14 +2,15 @@
 //
 //   1. The host itself opens, or the scanner: allow.
 //   2. The file is not a regular one: allow.
-//   3. The name of the file, and of the program if the policy reads programs, is taken from the
-//   kernel.
-//      It counts only when it leads, for this process and now, to the very file and program: a name
-//      in somebody's own mount namespace, or of a deleted file, does not. Without such names: 5.
-//   4. The policy excludes the access, which is a read as far as the kernel tells: allow.
-//   5. Nobody can be writing the file, and it was found clean before and has not changed: allow.
-//   6. A process that runs the scanner's program as the scanner's user, which starts: allow.
-//   7. Scan.
+//   3. Somebody may be writing the file: what is remembered of it is forgotten.
+//   4. The name of the file, and of the program if the policy reads programs, is taken from the
+//      kernel. It counts only when it leads, for this process and now, to the very file and
+//      program: a name in somebody's own mount namespace, or of a deleted file, does not. Without
+//      such names: 6.
+//   5. The policy excludes the access, which is a read as far as the kernel tells: allow.
+//   6. Nobody may be writing the file, and it was found clean before and has not changed: allow.
+//   7. A process that runs the scanner's program as the scanner's user, which starts: allow.
+//   8. Scan.
 
 #ifndef QVL_ONACCESS_DECISION_H
 #define QVL_ONACCESS_DECISION_H

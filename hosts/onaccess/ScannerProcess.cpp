@@ -30,6 +30,7 @@ bool ScannerProcess::sawReplyOf(pid_t process) {
   }
   if (m_trusted == process) return false;
   m_program = m_kernel.programFileOf(process);
+  if (!m_kernel.programOf(process, m_programName)) m_programName.clear();
   m_user = m_kernel.userOf(process);
   m_trusted = process;
   return true;
@@ -45,9 +46,19 @@ bool ScannerProcess::mayBecome(pid_t process) {
   const std::optional<FileIdentity> program = m_kernel.programFileOf(process);
   if (!program) return false;
   const Lock lock(m_mutex);
-  if (!m_program || !(*m_program == *program) || !m_user) return false;
+  if (!m_user || !isItsProgram(process, *program)) return false;
   const std::optional<uid_t> user = m_kernel.userOf(process);
   return user && (*user == 0 || *user == *m_user);
+}
+
+bool ScannerProcess::isItsProgram(pid_t process, const FileIdentity& program) {
+  if (m_program && *m_program == program) return true;
+  std::string name;
+  if (m_programName.empty() || !m_kernel.programOf(process, name) || name != m_programName) {
+    return false;
+  }
+  const std::optional<FileIdentity> named = m_kernel.fileAt(name);
+  return named && *named == program;
 }
 
 }  // namespace onaccess

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <mutex>
 #include <optional>
+#include <string>
 
 #include "Descriptor.h"
 #include "Kernel.h"
@@ -30,10 +31,13 @@ class ScannerProcess {
   bool is(pid_t process);
 
   // Does it run the scanner's program, as the scanner's user or as root? A scanner that starts
-  // reads its files before it replies for the first time.
+  // reads its files before it replies for the first time. After an update the program is another
+  // file: the one to which its name leads.
   bool mayBecome(pid_t process);
 
  private:
+  bool isItsProgram(pid_t process, const FileIdentity& program);
+
   Kernel& m_kernel;
   std::atomic<pid_t> m_trusted{0};
   std::mutex m_mutex;
@@ -41,6 +45,7 @@ class ScannerProcess {
   pid_t m_candidate = 0;
   Descriptor m_handle;  // of m_candidate
   std::optional<FileIdentity> m_program;
+  std::string m_programName;
   std::optional<uid_t> m_user;
 };
 

@@ -147,6 +147,31 @@ TEST_F(DecisionTest, DoesNotRememberAScanDuringWhichTheFileWasOpenedForWriting) 
   EXPECT_THAT(decide({"/data/a", fileStatus(1), false}), Eq(std::nullopt));
 }
 
+// A hard link below an excluded folder, or an excluded program: it writes unscanned.
+TEST_F(DecisionTest, ForgetsACleanFileThatAnExcludedOpenMayWrite) {
+  kernel.names["/excluded/link"] = {7, 1};
+  cache.remember(fileStatus(1), 0, cache.ticketFor({7, 1}));
+  EXPECT_THAT(decide({"/excluded/link", fileStatus(1), true}), Optional(Outcome::Excluded));
+  EXPECT_THAT(decide({"/data/a", fileStatus(1), false}), Eq(std::nullopt));
+}
+
+TEST_F(DecisionTest, DoesNotRememberAScanDuringWhichAnExcludedOpenMayHaveWritten) {
+  kernel.names["/excluded/link"] = {7, 1};
+  ASSERT_THAT(decide({"/data/a", fileStatus(1), false}), Eq(std::nullopt));
+  const Facts scanned = facts;
+  EXPECT_THAT(decide({"/excluded/link", fileStatus(1), true}), Optional(Outcome::Excluded));
+  cache.remember(*scanned.status, scanned.database, scanned.ticket);
+  EXPECT_THAT(decide({"/data/a", fileStatus(1), false}), Eq(std::nullopt));
+}
+
+TEST_F(DecisionTest, DoesNotRememberAScanWhoseFileWasOpenedForWritingAfterTheLookForWriters) {
+  kernel.afterWriters = [&] { cache.forget({7, 1}); };
+  ASSERT_THAT(decide({"/data/a", fileStatus(1), false}), Eq(std::nullopt));
+  kernel.afterWriters = nullptr;
+  cache.remember(*facts.status, facts.database, facts.ticket);
+  EXPECT_THAT(decide({"/data/a", fileStatus(1), false}), Eq(std::nullopt));
+}
+
 TEST_F(DecisionTest, DoesNotRememberByAnotherDatabase) {
   cache.remember(fileStatus(1), 0, cache.ticketFor({7, 1}));
   decision.setDatabase(1);
@@ -184,6 +209,14 @@ TEST_F(DecisionTest, AllowsTheOpensOfAScannerThatStarts) {
   EXPECT_THAT(decide(file, 31), Optional(Outcome::Scanner)) << "before it changes its user";
   EXPECT_THAT(decide(file, 32), Eq(std::nullopt)) << "run by somebody else";
   EXPECT_THAT(decide(file, 33), Eq(std::nullopt)) << "another program of that name";
+  // An update has put a new file in its place. Old ones still run.
+  kernel.names["/usr/sbin/clamd"] = {7, 901};
+  kernel.processes[34] = {"/usr/sbin/clamd", {7, 901}, 64};
+  kernel.processes[35] = {"/usr/sbin/clamd", {7, 901}, 1000};
+  EXPECT_THAT(decide(file, 34), Optional(Outcome::Scanner)) << "an updated scanner that starts";
+  EXPECT_THAT(decide(file, 35), Eq(std::nullopt)) << "run by somebody else";
+  EXPECT_THAT(decide(file, 30), Optional(Outcome::Scanner));
+  EXPECT_THAT(decide(file, 33), Eq(std::nullopt)) << "a name in a namespace of its own";
 }
 
 TEST_F(DecisionTest, FactsAreThoseOfTheLastOpen) {

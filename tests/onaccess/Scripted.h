@@ -55,6 +55,8 @@ class ScriptedKernel : public Kernel {
   // What names lead to for the host; by default to the files and programs of that name.
   std::map<std::string, FileIdentity> names;
   std::map<pid_t, Process> processes;
+  // Called when somebody asks for writers, after the answer is clear.
+  std::function<void()> afterWriters;
 
   // A process opens a file: the descriptor of the event.
   int open(pid_t process, const File& file) {
@@ -151,7 +153,11 @@ class ScriptedKernel : public Kernel {
   }
 
   std::optional<FileStatus> statusOf(int descriptor) override { return file(descriptor).status; }
-  bool mayHaveWriters(int descriptor) override { return file(descriptor).hasWriters; }
+  bool mayHaveWriters(int descriptor) override {
+    const bool hasWriters = file(descriptor).hasWriters;
+    if (afterWriters) afterWriters();
+    return hasWriters;
+  }
 
   bool pathOf(int descriptor, std::string& path) override {
     path = file(descriptor).path;
