@@ -250,8 +250,14 @@ template <typename Visit>
 bool PatternIndex::visitCandidates(std::string_view text, Scratch& scratch, Work* work,
                                    Visit visit) const {
   scratch.text.assign(text);
-  // Where a text has more components than there are patterns, looking them up costs more.
-  if (scratch.text.components() > m_table.slots() + m_compared.size()) return visitAll(work, visit);
+  // Where a text has more components than there are keys, looking them up costs more.
+  if (scratch.text.components() > m_table.slots() + m_compared.size()) {
+    const bool many = m_size > kManyCandidates;
+    if (many) scratch.grams.assign(scratch.text);
+    return visitAll(work, [&](const Entry& entry) {
+      return (!many || scratch.grams.mayHave(entry.grams)) && visit(entry);
+    });
+  }
 
   std::size_t visited = 0;  // of the keys
   bool knowsGrams = false;

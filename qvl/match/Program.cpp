@@ -394,6 +394,7 @@ class Program::Run {
         m_code(program.m_code.data()),
         m_rows(text.rows(!program.m_caseSensitive)),
         m_text(m_rows.text()),
+        m_stepsTaken(text.scratch().steps),
         m_futureWords(m_text.size() / kBits + 2) {
     // Per instruction what it passes on to the next block; per set of characters its row, per loop
     // the places from which it was gone through, and for which block that is.
@@ -407,6 +408,10 @@ class Program::Run {
     future.assign(program.m_literals.size() * m_futureWords, 0);
     m_future = future.data();
   }
+
+  ~Run() { m_stepsTaken += m_steps; }
+  Run(const Run&) = delete;
+  Run& operator=(const Run&) = delete;
 
   // Do the instructions up to `last` lead from place `at`, where the one at `first` begins, to
   // place `end`?
@@ -473,6 +478,7 @@ class Program::Run {
     const Word before = passed(i);
     Word carry = 0;
     for (std::uint32_t j = 0; j < count; ++j) {
+      ++m_steps;
       reads(now);
       const Word places = now & mask;
       Word out = places >> (kBits - 1);
@@ -517,6 +523,7 @@ class Program::Run {
   }
 
   Word step(std::size_t i, const Instruction& code, Word now) {
+    ++m_steps;
     switch (code.op) {
       case Op::Bytes:
         return bytes(i, code, now);
@@ -572,6 +579,7 @@ class Program::Run {
     Word carry = 0;
     const char* const wanted = m_program.m_bytes.data() + code.from;
     for (std::uint32_t j = 0; j < code.length; ++j) {
+      ++m_steps;
       reads(now);
       const Word found = now & m_rows.word(static_cast<unsigned char>(wanted[j]), m_block);
       carry |= found >> (kBits - 1) << j;
@@ -587,6 +595,7 @@ class Program::Run {
     const Word masks[] = {m_inText & ~m_slash, m_inText};
     Word carry = 0;
     for (std::uint32_t j = 0; j < code.length; ++j) {
+      ++m_steps;
       reads(now);
       const char wild = m_program.m_wild[code.from + j];
       const auto byte = static_cast<unsigned char>(m_program.m_bytes[code.from + j]);
@@ -615,6 +624,7 @@ class Program::Run {
     for (Word rest = now; rest != 0; rest &= rest - 1) {
       const std::size_t at = begin + static_cast<std::size_t>(__builtin_ctzll(rest));
       if (at > m_text.size()) break;
+      ++m_steps;
       const bool ranOut = set.match(m_text.substr(at), [&](std::size_t length) {
         future[(at + length) / kBits] |= Word{1} << (at + length) % kBits;
       });
@@ -685,6 +695,7 @@ class Program::Run {
     std::size_t at = begin;
     while (!ascii && at > 0 && at < m_text.size() && Utf8::isContinuation(m_text[at])) --at;
     while (at < end) {
+      ++m_steps;
       const std::size_t from = at;
       const bool isIn = characters.contains(Utf8::decode(m_text, at));
       for (std::size_t i = std::max(from, begin); isIn && i < std::min(at, end); ++i) {
@@ -700,6 +711,7 @@ class Program::Run {
     for (Word rest = now; rest != 0; rest &= rest - 1) {
       const Word bit = rest & (~rest + 1);
       const std::size_t at = m_block * kBits + static_cast<std::size_t>(__builtin_ctzll(rest));
+      ++m_steps;
       if (at <= m_text.size() && holdsAt(op, at)) holding |= bit;
     }
     return holding;
@@ -752,6 +764,8 @@ class Program::Run {
   const Instruction* const m_code;
   ByteRows& m_rows;
   const std::string_view m_text;
+  std::uint64_t& m_stepsTaken;
+  std::uint64_t m_steps = 0;
   const std::size_t m_futureWords;
   Word* m_carry;
   Word* m_setRows;

@@ -65,6 +65,7 @@ struct TextScratch {
   ByteRows foldedRows;
   std::vector<std::uint64_t> states;  // of the program that is run
   std::vector<std::uint64_t> future;  // likewise
+  std::uint64_t steps = 0;            // that simulations took, for tests that count work
 
   // Gives back what a text far longer than a path needed.
   void shrink();

@@ -1,0 +1,152 @@
+// How much a match costs, counted: steps of the simulation, each over 64 places of the text.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "qvl/match/CompiledPattern.h"
+#include "qvl/match/PatternLanguage.h"
+#include "tests/support/Dice.h"
+#include "tests/support/Outcome.h"
+
+namespace QVL {
+namespace Test {
+namespace {
+
+std::string repeated(const std::string& text, std::size_t times) {
+  std::string all;
+  for (std::size_t i = 0; i < times; ++i) all += text;
+  return all;
+}
+
+std::uint64_t stepsOf(const CompiledPattern& pattern, const std::string& text) {
+  TextScratch scratch;
+  Text subject(text, scratch);
+  pattern.matches(subject);
+  return scratch.steps;
+}
+
+// Each character of an expression stands for at most one instruction and one byte of it.
+std::uint64_t mostStepsOfGlob(const std::string& expression, const std::string& text) {
+  return 2 * expression.size() * (text.size() / 64 + 1);
+}
+
+// A set, a place or a list of literals is gone through place by place; each loop, with what it
+// holds, at most once from each place of a block.
+std::uint64_t mostStepsOf(const std::string& expression, const std::string& text) {
+  const auto loops =
+      static_cast<std::uint64_t>(std::count_if(expression.begin(), expression.end(), [](char c) {
+        return c == '*' || c == '+' || c == '{';
+      }));
+  return 66 * (1 + loops) * mostStepsOfGlob(expression, text) * 66;
+}
+
+TEST(Work, OfOneGlobIsLinearInTheText) {
+  struct Case {
+    std::string glob;
+    std::string piece;
+  };
+  const std::vector<Case> cases = {
+      {"/**/a/**z**", "/a"},
+      {"/**" + repeated("?", 2000) + "*Q*c", "é"},
+      {"/**" + repeated("?/", 1000) + "?*Q*c", "a/"},
+      {repeated("*a", 40) + "*z", "a"},
+      {"/**/" + repeated("a*", 60) + "b", "/aaaa"},
+      {repeated("**/x", 100), "/x/y"},
+      {repeated("**/*é*", 40) + "z", "/éa"},
+  };
+  for (const Case& one : cases) {
+    const std::string expression = expressionOfGlob(one.glob);
+    const CompiledPattern pattern(expression, true);
+    ASSERT_NE(pattern.program(), nullptr);
+    for (const std::size_t length : {64u, 1024u, 4096u, 16384u}) {
+      const std::string text = repeated(one.piece, length / one.piece.size());
+      EXPECT_LE(stepsOf(pattern, text), mostStepsOfGlob(expression, text))
+          << shown(one.glob) << ", " << length << " bytes";
+    }
+  }
+}
+
+TEST(Work, OfOneExpressionIsLinearInTheText) {
+  struct Case {
+    std::string expression;
+    std::string piece;
+  };
+  const std::vector<Case> cases = {
+      {"(a+)+[0-9]", "a"},
+      {"[a-z]*[a-z]*[a-z]*[0-9]", "abc"},
+      {"(x+x+)+y", "x"},
+      {"((a|b)*c|(a|ab)*)*d", "ab"},
+      {"(([a-c]+)*([b-d]+)*)*e", "abcd"},
+      {".*(a|aa|aaa)+\\b.*z", "aaa "},
+      {"((((a*)*)*)*)*b", "a"},
+  };
+  for (const Case& one : cases) {
+    const CompiledPattern pattern(one.expression, true);
+    ASSERT_NE(pattern.program(), nullptr) << one.expression;
+    std::uint64_t before = 0;
+    for (const std::size_t length : {1024u, 2048u, 4096u, 8192u}) {
+      const std::string text = repeated(one.piece, length / one.piece.size());
+      const std::uint64_t steps = stepsOf(pattern, text);
+      EXPECT_LE(steps, mostStepsOf(one.expression, text)) << one.expression << ", " << length;
+      // Twice the text, twice the work.
+      if (before != 0) {
+        EXPECT_LE(steps, before * 21 / 10) << one.expression << ", " << length;
+      }
+      before = steps;
+    }
+  }
+}
+
+TEST(Work, OfRandomGlobsAndTextsIsLinearInTheText) {
+  const std::vector<std::string> parts = {"/", "a",  "b",    "aa", "é",
+                                          "*", "**", "/**/", "?",  "(a|b)"};
+  const std::vector<std::string> pieces = {"/", "a", "b", "aa", "é", "/a", "ab/"};
+  Dice dice;
+  SCOPED_TRACE(dice.origin());
+  std::uint64_t most = 0;
+  for (std::size_t i = Dice::cases(3000); i > 0; --i) {
+    const std::string unit = dice.join(parts, 1, 5);
+    const std::string glob = repeated(unit, 1 + dice.below(40)) + dice.join(parts, 0, 4);
+    const std::string expression = expressionOfGlob(glob);
+    const CompiledPattern pattern(expression, dice.oneIn(2));
+    if (!pattern.program()) continue;
+    const std::string text = repeated(dice.join(pieces, 1, 4), 1 + dice.below(600));
+    const std::uint64_t steps = stepsOf(pattern, text);
+    ASSERT_LE(steps, mostStepsOfGlob(expression, text)) << shown(glob) << " on " << shown(text);
+    most = std::max(most, steps);
+  }
+  EXPECT_GT(most, 1000u);
+}
+
+TEST(Work, OfRandomExpressionsAndTextsIsLinearInTheText) {
+  const std::vector<std::string> parts = {
+      "a",  "b",   "[ab]", "[a-z]*", ".*",        "(a|b)*", "(a+)+", "(ab)*", "é", "\\w+",
+      "a?", "\\b", "(",    ")",      "(a|ab|b)+", "{2,3}",  "(b*)*", "|",     "$"};
+  const std::vector<std::string> pieces = {"a", "b", "ab", "é", " ", "ba", "aab"};
+  Dice dice;
+  SCOPED_TRACE(dice.origin());
+  std::size_t tried = 0;
+  for (std::size_t i = Dice::cases(3000); i > 0; --i) {
+    const std::string expression = dice.join(parts, 1, 6);
+    std::unique_ptr<const CompiledPattern> pattern;
+    try {
+      pattern = std::make_unique<const CompiledPattern>(expression, true);
+    } catch (const std::exception&) {
+      continue;
+    }
+    if (!pattern->program()) continue;
+    ++tried;
+    const std::string text = repeated(dice.join(pieces, 1, 4), 1 + dice.below(400));
+    ASSERT_LE(stepsOf(*pattern, text), mostStepsOf(expression, text))
+        << shown(expression) << " on " << shown(text);
+  }
+  EXPECT_GT(tried, Dice::cases(3000) / 10);
+}
+
+}  // namespace
+}  // namespace Test
+}  // namespace QVL
