@@ -3,7 +3,7 @@
 #include <boost/locale/encoding_utf.hpp>
 #include <utility>
 
-#include "qvl/avoidance/RuleTexts.h"
+#include "qvl/avoidance/RuleKind.h"
 #include "qvl/avoidance/RuleView.h"
 #include "qvl/core/QVLException.h"
 #include "qvl/core/RequestCast.h"
@@ -13,7 +13,7 @@
 namespace QVL {
 
 struct Avoidance::State {
-  const RuleTexts& texts;
+  const RuleKind& kind;
   std::string m_key;
   AccessTypes m_accessType;
   std::unique_ptr<const CompiledPattern> m_regex;
@@ -28,20 +28,20 @@ struct Avoidance::State {
   }
 };
 
-Avoidance::Avoidance(const RuleTexts& texts, AccessTypes accessType)
-    : m_state(new State{texts, {}, accessType, nullptr}) {}
+Avoidance::Avoidance(const RuleKind& kind, AccessTypes accessType)
+    : m_state(new State{kind, {}, accessType, nullptr}) {}
 
 Avoidance::~Avoidance() = default;
 
 void Avoidance::create(std::string text) {
-  trace(m_state->texts.narrow.call);
-  createFrom(std::move(text), m_state->texts.narrow);
+  trace(m_state->kind.narrow.call);
+  createFrom(std::move(text), m_state->kind.narrow);
 }
 
 void Avoidance::create(const std::wstring& text) {
-  trace(m_state->texts.wide.call);
+  trace(m_state->kind.wide.call);
   // As a C string: a wide text ends at its first NUL.
-  createFrom(boost::locale::conv::utf_to_utf<char>(text.c_str()), m_state->texts.wide);
+  createFrom(boost::locale::conv::utf_to_utf<char>(text.c_str()), m_state->kind.wide);
 }
 
 void Avoidance::createFrom(std::string text, const ConstructorTexts& texts) {
@@ -53,7 +53,7 @@ void Avoidance::createFrom(std::string text, const ConstructorTexts& texts) {
 
 bool Avoidance::validate(std::string text, AccessTypes accessType) {
   trace("validate");
-  if (!acceptsText(text)) return false;
+  if (!m_state->kind.acceptsText(text)) return false;
   m_state->m_key = std::move(text);
   if (m_state->m_accessType != accessType) {
     m_state->m_accessType = accessType;
@@ -66,7 +66,9 @@ bool Avoidance::updateRegex() {
   trace("updateRegex");
   try {
     ExpressionText expression;
-    if (!buildExpression(expression)) return false;
+    if (!m_state->kind.buildExpression(*this, m_state->m_key, m_state->m_wildCardSearch != 0,
+                                       expression))
+      return false;
     const bool caseSensitive = m_state->m_caseSensitiveSearch != 0;
     if (!m_state->holds(expression, caseSensitive)) {
       auto pattern = std::make_unique<const CompiledPattern>(std::move(expression), caseSensitive);
@@ -82,13 +84,13 @@ bool Avoidance::updateRegex() {
 bool Avoidance::canAvoid(ILookupData& request) {
   trace("canAvoid");
   const LookupData* const lookupData = asLookupData(request);
-  return lookupData && matches(inputOf(*lookupData));
+  return lookupData && matches(m_state->kind.inputOf(*lookupData));
 }
 
 bool Avoidance::canAvoidWithAccessType(ILookupData& request, bool /*flag*/) {
   trace("canAvoidWithAccessType");
   const LookupData* const lookupData = asLookupData(request);
-  return lookupData && matches(inputOf(*lookupData)) && fitsAccessTypeOf(*lookupData);
+  return lookupData && matches(m_state->kind.inputOf(*lookupData)) && fitsAccessTypeOf(*lookupData);
 }
 
 std::string Avoidance::getKey() const {
@@ -127,15 +129,11 @@ bool Avoidance::fitsAccessTypeOf(const LookupData& request) const {
 }
 
 void Avoidance::trace(const char* operation) const {
-  traceCall(m_state->texts.className, operation);
+  traceCall(m_state->kind.className, operation);
 }
 
 const std::string& Avoidance::text() const {
   return m_state->m_key;
-}
-
-bool Avoidance::wildCardSearch() const {
-  return m_state->m_wildCardSearch != 0;
 }
 
 const CompiledPattern& Avoidance::pattern() const {
@@ -148,10 +146,6 @@ AccessTypes Avoidance::accessType() const {
 
 void Avoidance::observe(PatternObserver* observer) const {
   m_state->observer = observer;
-}
-
-std::string_view Avoidance::inputOf(const LookupData& request) const {
-  return request.m_filePath;
 }
 
 }  // namespace QVL

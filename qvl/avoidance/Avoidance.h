@@ -14,17 +14,17 @@
 namespace QVL {
 
 class CompiledPattern;
-class ExpressionText;
 class PatternObserver;
 struct ConstructorTexts;
-struct RuleTexts;
+struct RuleKind;
 
-// A rule with a text, an access type and a compiled expression. A derived class says which texts it
-// accepts, how a text becomes an expression and which part of a request the expression is matched
-// against; everything else is told here once.
+// A rule with a text, an access type and a compiled expression. The five classes differ in which
+// texts they accept, how a text becomes an expression and which part of a request the expression is
+// matched against; everything else is told here once. What is virtual is what IAvoidance lists, and
+// nothing else.
 //
-// Invariant after construction: the text has passed acceptsText and the compiled expression is the
-// last one that could be built.
+// Invariant after construction: the text is one that the class accepts, and the compiled expression
+// is the last one that could be built.
 //
 // Thread safety: as IAvoidance.
 class QVL_EXPORT Avoidance : public IAvoidance {
@@ -50,8 +50,8 @@ class QVL_EXPORT Avoidance : public IAvoidance {
   void setWildCardSearch(unsigned char wildCards) override;
 
  protected:
-  // For the rules of the library, which call create; `texts` outlives the rule.
-  Avoidance(const RuleTexts& texts, AccessTypes accessType);
+  // For the rules of the library, which call create; `kind` outlives the rule.
+  QVL_HIDDEN Avoidance(const RuleKind& kind, AccessTypes accessType);
 
   // The body of a derived class's constructors: trace line, validation, first compilation. Throws
   // QVLException with the class's message when the text is refused or cannot be compiled. A wide
@@ -69,21 +69,11 @@ class QVL_EXPORT Avoidance : public IAvoidance {
   // Writes the trace line "<class>::<operation>\n".
   void trace(const char* operation) const;
 
-  // What the rule was made of, and whether wildcards are on.
+  // What the rule was made of.
   const std::string& text() const;
-  bool wildCardSearch() const;
 
  private:
   friend class RuleView;
-
-  // Is this a rule text of the kind?
-  virtual bool acceptsText(const std::string& text) const = 0;
-
-  // Puts the expression for the rule text into `expression`; false when there is none.
-  virtual bool buildExpression(ExpressionText& expression) const = 0;
-
-  // The part of a request that the expression is matched against.
-  virtual std::string_view inputOf(const LookupData& request) const;
 
   const CompiledPattern& pattern() const;
   AccessTypes accessType() const;

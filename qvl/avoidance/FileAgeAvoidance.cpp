@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "qvl/avoidance/FileTimes.h"
-#include "qvl/avoidance/RuleTexts.h"
+#include "qvl/avoidance/RuleKind.h"
 #include "qvl/core/RequestCast.h"
 #include "qvl/trace/TraceCall.h"
 
@@ -48,15 +48,32 @@ std::optional<double> ageOf(const FileTimes& times, char selector, std::time_t n
   return std::difftime(now, *times.creation);
 }
 
+// The format is not looked at: what the lookup cannot read counts as 0 days.
+bool acceptsText(const std::string& text) {
+  return !text.empty();
+}
+
+constexpr RuleKind kKind = {
+    "FileAgeAvoidance",
+    {"FileAgeAvoidance for string file Age",
+     "Failed to create Age avoidance as validation of Age failed.",
+     "Failed to create Age avoidance as regex could not be build."},
+    {"FileAgeAvoidance for wstring file Age",
+     "Failed to create Age avoidance as validation of Age containing wide string failed.",
+     "Failed to create Age avoidance as regex could not be build for wide string."},
+    acceptsText,
+    buildPatternExpression,
+    filePathOf};
+
 }  // namespace
 
 FileAgeAvoidance::FileAgeAvoidance(std::string fileAge, AccessTypes accessType)
-    : PatternAvoidance(kFileAgeTexts, accessType) {
+    : PatternAvoidance(kKind, accessType, {}) {
   create(std::move(fileAge));
 }
 
 FileAgeAvoidance::FileAgeAvoidance(std::wstring fileAge, AccessTypes accessType)
-    : PatternAvoidance(kFileAgeTexts, accessType) {
+    : PatternAvoidance(kKind, accessType, {}) {
   create(fileAge);
 }
 
@@ -96,14 +113,9 @@ bool FileAgeAvoidance::canAvoid(ILookupData& request) {
 
 bool FileAgeAvoidance::canAvoidWithAccessType(ILookupData& request, bool /*flag*/) {
   // The trace has always shown the file path rule's line here, and its readers expect it.
-  traceCall(kFilePathTexts.className, "canAvoidWithAccessType");
+  traceCall("FilePathAvoidance", "canAvoidWithAccessType");
   const LookupData* const lookupData = asLookupData(request);
   return lookupData && canAvoid(request) && fitsAccessTypeOf(*lookupData);
-}
-
-// The format is not looked at: what the lookup cannot read counts as 0 days.
-bool FileAgeAvoidance::acceptsText(const std::string& text) const {
-  return !text.empty();
 }
 
 }  // namespace QVL

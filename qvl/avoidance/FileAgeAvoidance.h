@@ -31,9 +31,6 @@ class QVL_EXPORT FileAgeAvoidance : public PatternAvoidance {
 
   bool canAvoid(ILookupData& request) override;
   bool canAvoidWithAccessType(ILookupData& request, bool flag) override;
-
- private:
-  bool acceptsText(const std::string& text) const override;
 };
 
 }  // namespace QVL

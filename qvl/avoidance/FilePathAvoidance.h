@@ -18,9 +18,6 @@ class QVL_EXPORT FilePathAvoidance : public PatternAvoidance {
   FilePathAvoidance(std::string path, AccessTypes accessType);
   FilePathAvoidance(std::wstring path, AccessTypes accessType);
   ~FilePathAvoidance() override;
-
- private:
-  bool acceptsText(const std::string& text) const override;
 };
 
 }  // namespace QVL

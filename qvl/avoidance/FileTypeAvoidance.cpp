@@ -3,7 +3,7 @@
 #include <boost/algorithm/string/case_conv.hpp>
 #include <utility>
 
-#include "qvl/avoidance/RuleTexts.h"
+#include "qvl/avoidance/RuleKind.h"
 #include "qvl/avoidance/TextLimits.h"
 #include "qvl/core/RequestCast.h"
 #include "qvl/match/Keywords.h"
@@ -11,15 +11,48 @@
 #include "qvl/trace/TraceCall.h"
 
 namespace QVL {
+namespace {
+
+constexpr char kClassName[] = "FileTypeAvoidance";
+
+std::string_view inputOf(const LookupData& request) {
+  traceCall(kClassName, "findFileExtension");
+  return extensionOf(request.m_filePath);
+}
+
+bool acceptsText(const std::string& text) {
+  return !text.empty() && text.size() <= kMaxFileTypeLength;
+}
+
+bool buildExpression(const Avoidance& /*rule*/, const std::string& text, bool wildCards,
+                     ExpressionText& expression) {
+  expression = ExpressionText(wildCards ? expressionOfFileType(text) : text);
+  return true;
+}
+
+constexpr RuleKind kKind = {
+    kClassName,
+    {"FileTypeAvoidance for string file type",
+     "Failed to create file type avoidance as validation of file type failed.",
+     "Failed to create file type avoidance as regex could not be build."},
+    {"FileTypeAvoidance for wstring file type",
+     "Failed to create file type avoidance as validation of file type containing wide string "
+     "failed.",
+     "Failed to create file type avoidance as regex could not be build for wide string."},
+    acceptsText,
+    buildExpression,
+    inputOf};
+
+}  // namespace
 
 FileTypeAvoidance::FileTypeAvoidance(std::string fileType, AccessTypes accessType)
-    : Avoidance(kFileTypeTexts, accessType) {
+    : Avoidance(kKind, accessType) {
   setCaseSensitiveSearch(0);
   create(std::move(fileType));
 }
 
 FileTypeAvoidance::FileTypeAvoidance(std::wstring fileType, AccessTypes accessType)
-    : Avoidance(kFileTypeTexts, accessType) {
+    : Avoidance(kKind, accessType) {
   setCaseSensitiveSearch(0);
   create(fileType);
 }
@@ -29,7 +62,7 @@ FileTypeAvoidance::~FileTypeAvoidance() {
 }
 
 std::string FileTypeAvoidance::findFileExtension(std::string& path) {
-  traceCall(kFileTypeTexts.className, "findFileExtension");
+  traceCall(kClassName, "findFileExtension");
   return std::string(extensionOf(path));
 }
 
@@ -60,20 +93,6 @@ bool FileTypeAvoidance::addOrUpdateKeyword(std::string /*keyword*/,
 bool FileTypeAvoidance::deleteKeyword(std::string /*keyword*/) {
   trace("deleteKeyword");
   return false;
-}
-
-bool FileTypeAvoidance::acceptsText(const std::string& text) const {
-  return !text.empty() && text.size() <= kMaxFileTypeLength;
-}
-
-bool FileTypeAvoidance::buildExpression(ExpressionText& expression) const {
-  expression = ExpressionText(wildCardSearch() ? expressionOfFileType(text()) : text());
-  return true;
-}
-
-std::string_view FileTypeAvoidance::inputOf(const LookupData& request) const {
-  trace("findFileExtension");
-  return extensionOf(request.m_filePath);
 }
 
 bool FileTypeAvoidanceDuplicateKey::operator()(const std::string& a, const std::string& b) const {

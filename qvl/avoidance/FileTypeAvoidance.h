@@ -34,11 +34,6 @@ class QVL_EXPORT FileTypeAvoidance : public Avoidance {
   // Always false, changing nothing.
   bool addOrUpdateKeyword(std::string keyword, std::set<std::string> values) override;
   bool deleteKeyword(std::string keyword) override;
-
- private:
-  bool acceptsText(const std::string& text) const override;
-  bool buildExpression(ExpressionText& expression) const override;
-  std::string_view inputOf(const LookupData& request) const override;
 };
 
 // Orders file types without regard to case: both are turned to lower case, byte by byte, by the

@@ -2,21 +2,45 @@
 
 #include <utility>
 
-#include "qvl/avoidance/RuleTexts.h"
+#include "qvl/avoidance/RuleKind.h"
 #include "qvl/avoidance/TextLimits.h"
 #include "qvl/match/PatternLanguage.h"
 
 namespace QVL {
+namespace {
+
+// The reverse of a file path: a folder ends in a slash.
+bool acceptsText(const std::string& text) {
+  return !text.empty() && text.size() <= kMaxPathLength && text.back() == '/';
+}
+
+// What comes behind the folder: a file name, or anything.
+PatternFrame frameOf(unsigned char includeSubFolders) {
+  return {/*usesDefaultFolder=*/false, /*defaultFolder=*/{}, endOfFolder(includeSubFolders != 0)};
+}
+
+constexpr RuleKind kKind = {"FolderAvoidance",
+                            {"FolderAvoidance for string type folder path",
+                             "Failed to create folder avoidance as validation of folder failed.",
+                             "Failed to create folder avoidance as regex could not be build."},
+                            {"FolderAvoidance for wstring type folder path",
+                             "Failed to create folder avoidance as validation of folder failed.",
+                             "Failed to create folder avoidance as regex could not be build."},
+                            acceptsText,
+                            buildPatternExpression,
+                            filePathOf};
+
+}  // namespace
 
 FolderAvoidance::FolderAvoidance(std::string folder, AccessTypes accessType,
                                  unsigned char includeSubFolders)
-    : PatternAvoidance(kFolderTexts, accessType), m_includeSubFolders(includeSubFolders) {
+    : PatternAvoidance(kKind, accessType, frameOf(includeSubFolders)) {
   create(std::move(folder));
 }
 
 FolderAvoidance::FolderAvoidance(std::wstring folder, AccessTypes accessType,
                                  unsigned char includeSubFolders)
-    : PatternAvoidance(kFolderTexts, accessType), m_includeSubFolders(includeSubFolders) {
+    : PatternAvoidance(kKind, accessType, frameOf(includeSubFolders)) {
   create(folder);
 }
 
@@ -27,15 +51,6 @@ FolderAvoidance::~FolderAvoidance() {
 // Not traced, unlike that of the other pattern rules.
 std::string FolderAvoidance::getKey() const {
   return text();
-}
-
-// The reverse of a file path: a folder ends in a slash.
-bool FolderAvoidance::acceptsText(const std::string& text) const {
-  return !text.empty() && text.size() <= kMaxPathLength && text.back() == '/';
-}
-
-const char* FolderAvoidance::ending() const {
-  return endOfFolder(m_includeSubFolders != 0);
 }
 
 }  // namespace QVL

@@ -21,12 +21,6 @@ class QVL_EXPORT FolderAvoidance : public PatternAvoidance {
   ~FolderAvoidance() override;
 
   std::string getKey() const override;
-
- private:
-  bool acceptsText(const std::string& text) const override;
-  const char* ending() const override;
-
-  const unsigned char m_includeSubFolders;
 };
 
 }  // namespace QVL

@@ -2,53 +2,51 @@
 
 #include <utility>
 
+#include "qvl/avoidance/RuleKind.h"
 #include "qvl/match/Keywords.h"
 #include "qvl/match/PatternLanguage.h"
 
 namespace QVL {
 
-struct PatternAvoidance::Keywords {
+struct QVL_HIDDEN PatternAvoidance::State {
+  const PatternFrame frame;
   KeywordTable m_keywords;
 };
 
-PatternAvoidance::PatternAvoidance(const RuleTexts& texts, AccessTypes accessType)
-    : Avoidance(texts, accessType), m_keywords(std::make_unique<Keywords>()) {}
+PatternAvoidance::PatternAvoidance(const RuleKind& kind, AccessTypes accessType, PatternFrame frame)
+    : Avoidance(kind, accessType), m_patternState(new State{std::move(frame), {}}) {}
 
 PatternAvoidance::~PatternAvoidance() = default;
 
 bool PatternAvoidance::addOrUpdateKeyword(std::string keyword, std::set<std::string> values) {
   trace("addOrUpdateKeyword");
   if (keyword.empty() || values.empty()) return false;
-  m_keywords->m_keywords.set(keyword, std::make_shared<const Alternation>(std::move(values)));
+  m_patternState->m_keywords.set(keyword, std::make_shared<const Alternation>(std::move(values)));
   return true;
 }
 
 bool PatternAvoidance::deleteKeyword(std::string keyword) {
   trace("deleteKeyword");
-  return m_keywords->m_keywords.erase(keyword);
+  return m_patternState->m_keywords.erase(keyword);
 }
 
 KeywordTable& PatternAvoidance::keywords() {
-  return m_keywords->m_keywords;
+  return m_patternState->m_keywords;
 }
 
-bool PatternAvoidance::buildExpression(ExpressionText& expression) const {
-  std::string translated = wildCardSearch() ? expressionOfGlob(text()) : text();
-  if (!prepareForKeywords(translated)) return false;
-  expression = ExpressionText(std::move(translated));
-  for (const auto& [keyword, values] : m_keywords->m_keywords) {
-    expression.substitute(keyword, values);
+// Keywords are substituted in a default folder, too.
+bool buildPatternExpression(const Avoidance& rule, const std::string& text, bool wildCards,
+                            ExpressionText& expression) {
+  const PatternAvoidance::State& state = *static_cast<const PatternAvoidance&>(rule).m_patternState;
+  std::string translated = wildCards ? expressionOfGlob(text) : text;
+  if (state.frame.usesDefaultFolder) {
+    if (state.frame.defaultFolder.empty()) return false;
+    if (isInDefaultFolder(text)) translated = state.frame.defaultFolder + "/" + translated;
   }
-  expression.append(ending());
+  expression = ExpressionText(std::move(translated));
+  for (const auto& [keyword, values] : state.m_keywords) expression.substitute(keyword, values);
+  expression.append(state.frame.behind);
   return true;
-}
-
-bool PatternAvoidance::prepareForKeywords(std::string& /*expression*/) const {
-  return true;
-}
-
-const char* PatternAvoidance::ending() const {
-  return "";
 }
 
 }  // namespace QVL

@@ -12,7 +12,9 @@
 
 namespace QVL {
 
+class ExpressionText;
 class KeywordTable;
+struct PatternFrame;
 
 // A rule whose text is a glob with keywords or, with wildcards off, a regular expression.
 //
@@ -32,23 +34,17 @@ class QVL_EXPORT PatternAvoidance : public Avoidance {
 
  protected:
   // As that of Avoidance.
-  PatternAvoidance(const RuleTexts& texts, AccessTypes accessType);
+  QVL_HIDDEN PatternAvoidance(const RuleKind& kind, AccessTypes accessType, PatternFrame frame);
 
  private:
+  friend bool buildPatternExpression(const Avoidance& rule, const std::string& text, bool wildCards,
+                                     ExpressionText& expression);
+
   friend class RuleView;
-
-  bool buildExpression(ExpressionText& expression) const final;
-
-  // Edits the translated text before keywords are substituted; false when the rule cannot be built.
-  virtual bool prepareForKeywords(std::string& expression) const;
-
-  // What the expression ends in, behind the text.
-  virtual const char* ending() const;
-
   QVL_HIDDEN KeywordTable& keywords();
 
-  struct Keywords;
-  std::unique_ptr<Keywords> m_keywords;
+  struct State;  // keywords and what is around the text
+  std::unique_ptr<State> m_patternState;
 };
 
 }  // namespace QVL

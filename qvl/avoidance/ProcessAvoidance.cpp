@@ -2,45 +2,47 @@
 
 #include <utility>
 
-#include "qvl/avoidance/RuleTexts.h"
-#include "qvl/match/PatternLanguage.h"
+#include "qvl/avoidance/RuleKind.h"
 
 namespace QVL {
+namespace {
+
+// Of any length, unlike a path.
+bool acceptsText(const std::string& text) {
+  return !text.empty() && text.back() != '/';
+}
+
+std::string_view processNameOf(const LookupData& request) {
+  return request.m_processName;
+}
+
+constexpr RuleKind kKind = {"ProcessAvoidance",
+                            {"ProcessAvoidance for string type process name",
+                             "Failed to create process avoidance as validation of process failed.",
+                             "Failed to create process avoidance as regex could not be build."},
+                            {"ProcessAvoidance for wstring type process name",
+                             "Failed to create process avoidance as validation of process failed.",
+                             "Failed to create process avoidance as regex could not be build."},
+                            acceptsText,
+                            buildPatternExpression,
+                            processNameOf};
+
+}  // namespace
 
 ProcessAvoidance::ProcessAvoidance(std::string processName, AccessTypes accessType,
                                    unsigned char useDefaultFolder, std::string defaultFolder)
-    : PatternAvoidance(kProcessTexts, accessType),
-      m_useDefaultFolder(useDefaultFolder),
-      m_defaultFolder(std::move(defaultFolder)) {
+    : PatternAvoidance(kKind, accessType, {useDefaultFolder != 0, std::move(defaultFolder)}) {
   create(std::move(processName));
 }
 
 ProcessAvoidance::ProcessAvoidance(std::wstring processName, AccessTypes accessType,
                                    unsigned char useDefaultFolder, std::string defaultFolder)
-    : PatternAvoidance(kProcessTexts, accessType),
-      m_useDefaultFolder(useDefaultFolder),
-      m_defaultFolder(std::move(defaultFolder)) {
+    : PatternAvoidance(kKind, accessType, {useDefaultFolder != 0, std::move(defaultFolder)}) {
   create(processName);
 }
 
 ProcessAvoidance::~ProcessAvoidance() {
   trace("~ProcessAvoidance");
-}
-
-// Of any length, unlike a path.
-bool ProcessAvoidance::acceptsText(const std::string& text) const {
-  return !text.empty() && text.back() != '/';
-}
-
-bool ProcessAvoidance::prepareForKeywords(std::string& expression) const {
-  if (!m_useDefaultFolder) return true;
-  if (m_defaultFolder.empty()) return false;
-  if (isInDefaultFolder(text())) expression = m_defaultFolder + "/" + expression;
-  return true;
-}
-
-std::string_view ProcessAvoidance::inputOf(const LookupData& request) const {
-  return request.m_processName;
 }
 
 }  // namespace QVL

@@ -24,14 +24,6 @@ class QVL_EXPORT ProcessAvoidance : public PatternAvoidance {
   ProcessAvoidance(std::wstring processName, AccessTypes accessType, unsigned char useDefaultFolder,
                    std::string defaultFolder);
   ~ProcessAvoidance() override;
-
- private:
-  bool acceptsText(const std::string& text) const override;
-  bool prepareForKeywords(std::string& expression) const override;
-  std::string_view inputOf(const LookupData& request) const override;
-
-  const unsigned char m_useDefaultFolder;
-  const std::string m_defaultFolder;
 };
 
 }  // namespace QVL

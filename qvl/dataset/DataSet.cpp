@@ -9,6 +9,7 @@
 #include "qvl/avoidance/RuleView.h"
 #include "qvl/core/RequestCast.h"
 #include "qvl/core/SlotLock.h"
+#include "qvl/dataset/DataSetKind.h"
 #include "qvl/dataset/DataSetView.h"
 #include "qvl/dataset/FileAgeDataSet.h"
 #include "qvl/dataset/FilePathDataSet.h"
@@ -22,8 +23,8 @@
 namespace QVL {
 
 struct QVL_HIDDEN DataSet::State {
-  explicit State(const Kind& kind)
-      : className(kind.className),
+  explicit State(const DataSetKind& dataSetKind)
+      : kind(dataSetKind),
         m_avoidances(kind.keyOrder),
         m_checkAccessType(kind.accessCheck != AccessCheck::None),
         m_checkAccessTypeAtDataSetLevelOnly(kind.accessCheck == AccessCheck::AtDataSetLevel),
@@ -51,21 +52,22 @@ struct QVL_HIDDEN DataSet::State {
   // The decision. Any number of queries may be here at once, each with a scratch of its own, while
   // all code that they come to is the library's own.
   bool decide(DataSet& self, LookupData& request, RuleIndex::Scratch& scratch) const;
+  bool answerToEmptyInput(LookupData& request) const;
   bool anyRuleMatches(LookupData& request, AccessCheck check, RuleIndex::Scratch& scratch) const;
   bool walk(LookupData& request, AccessCheck check, const std::string* behind) const;
 
   // Holds a slot for a query, alone as long as code of a host's own is to be called.
-  auto query(DataSet& self) {
-    return m_lock.query([&] { return foreignRules != 0 || !DataSetView::of(self); });
+  auto query() {
+    return m_lock.query([&] { return foreignRules != 0; });
   }
 
-  const char* const className;
+  const DataSetKind& kind;
 
   SlotLock<RuleIndex::Scratch> m_lock;
 
   // Guarded by m_lock.
   RuleIndex index;  // of m_avoidances
-  std::map<std::string, std::unique_ptr<IAvoidance>, KeyOrder> m_avoidances;
+  std::map<std::string, std::unique_ptr<IAvoidance>, decltype(DataSetKind::keyOrder)> m_avoidances;
   std::atomic<std::size_t> foreignRules{0};  // among them; may be read by anyone
 
   bool m_enabled = true;
@@ -79,13 +81,9 @@ struct QVL_HIDDEN DataSet::State {
   KeywordTable m_keywords;
 };
 
-DataSet::DataSet(const Kind& kind) : m_state(std::make_unique<State>(kind)) {}
+DataSet::DataSet(const DataSetKind& kind) : m_state(std::make_unique<State>(kind)) {}
 
 DataSet::~DataSet() = default;
-
-bool DataSet::byteOrder(const std::string& a, const std::string& b) {
-  return a < b;
-}
 
 void DataSet::enableDataSet() {
   m_state->m_enabled = true;
@@ -242,49 +240,38 @@ bool DataSet::isPresentInDataSet(ILookupData& request) {
     const auto all = m_state->m_lock.all();
     return lookupData && m_state->decide(*this, *lookupData, all.scratch());
   }
-  const auto query = m_state->query(*this);
+  const auto query = m_state->query();
   return lookupData && m_state->decide(*this, *lookupData, query.scratch());
 }
 
 bool DataSet::State::decide(DataSet& self, LookupData& request, RuleIndex::Scratch& scratch) const {
   if (!m_enabled) return false;
   const AccessCheck check = accessCheck();
-  self.deciding(check);
+  if (kind.deciding) kind.deciding(check);
   if (check == AccessCheck::AtDataSetLevel && !accessTypeFits(m_accessType, request.m_accessType)) {
     return false;
   }
   if (m_matchAnything) return true;
-  if (m_matchEmptyInput && self.isEmptyInput(&request)) return self.answerToEmptyInput(request);
+  if (m_matchEmptyInput && self.isEmptyInput(&request)) return answerToEmptyInput(request);
   if (!anyRuleMatches(request, check, scratch)) return false;
-  self.ruleMatched(check);
+  if (kind.ruleMatched) kind.ruleMatched(check);
   return true;
+}
+
+bool DataSet::State::answerToEmptyInput(LookupData& request) const {
+  if (!kind.firstRuleAnswersEmptyInput) return true;
+  return !m_avoidances.empty() &&
+         m_avoidances.begin()->second->canAvoidWithAccessType(request, /*flag=*/true);
 }
 
 bool DataSet::isEmptyInput(LookupData* request) {
   trace("isEmptyInput");
-  return inputIsEmpty(*request);
+  return m_state->kind.inputIsEmpty(*request);
 }
 
 void DataSet::trace(const char* operation) const {
-  traceCall(m_state->className, operation);
+  traceCall(m_state->kind.className, operation);
 }
-
-bool DataSet::askFirstRule(LookupData& request, bool flag) {
-  const auto& rules = m_state->m_avoidances;
-  return !rules.empty() && rules.begin()->second->canAvoidWithAccessType(request, flag);
-}
-
-bool DataSet::inputIsEmpty(LookupData& request) const {
-  return request.m_filePath.empty();
-}
-
-bool DataSet::answerToEmptyInput(LookupData& /*request*/) {
-  return true;
-}
-
-void DataSet::deciding(AccessCheck /*check*/) const {}
-
-void DataSet::ruleMatched(AccessCheck /*check*/) const {}
 
 bool DataSet::State::anyRuleMatches(LookupData& request, AccessCheck check,
                                     RuleIndex::Scratch& scratch) const {
@@ -311,10 +298,6 @@ bool DataSet::State::walk(LookupData& request, AccessCheck check, const std::str
   return false;
 }
 
-bool DataSet::anyRuleMatches(LookupData& request, AccessCheck check) {
-  return m_state->walk(request, check, nullptr);
-}
-
 DataSet* DataSetView::of(IDataSet& dataSet) {
   const std::type_info& type = typeid(dataSet);
   if (type == typeid(FilePathDataSet) || type == typeid(FolderDataSet) ||
@@ -331,7 +314,7 @@ bool DataSetView::hasForeignRules(const DataSet& dataSet) {
 
 std::optional<bool> DataSetView::isPresentBesideOthers(DataSet& dataSet, LookupData& request) {
   dataSet.trace("isPresentInDataSet");
-  const auto query = dataSet.m_state->query(dataSet);
+  const auto query = dataSet.m_state->query();
   if (query.isAlone()) return std::nullopt;
   return dataSet.m_state->decide(dataSet, request, query.scratch());
 }

@@ -13,22 +13,24 @@
 
 namespace QVL {
 
-// Rules by key, switches, keywords and the order of decision. A derived class says where it
-// differs: its defaults, its empty input and, for file types, its key order.
+struct DataSetKind;
+
+// Rules by key, switches, keywords and the order of decision. The five classes differ in their
+// defaults, in what an empty input is and, for file types, in their key order. What is virtual is
+// what IDataSet lists, and nothing else.
 //
 // A request is decided in this order, the first that applies:
 //   1. switched off, or not a LookupData: not present
 //   2. access type checked at data-set level and not fitting: not present
 //   3. match anything: present
-//   4. match empty input, and the input is empty: answerToEmptyInput
+//   4. match empty input, and the input is empty: present; file types ask their first rule
 //   5. present when any rule, in key order, matches; access types are compared by the rules only
 //      when they are checked, and not at data-set level
 //
 // Thread safety: as IDataSet. addToDataSet and removeFromDataSet wait for the queries that run, and
-// come before or after each of them. Queries run at the same time, as long as the data set and its
-// rules are of the library's own classes and the trace file takes no level 5; otherwise one after
-// the other. So what a derived class overrides, and a rule of a host's own, is entered by one
-// thread at a time.
+// come before or after each of them. Queries run at the same time, as long as all rules are of the
+// library's own classes and the trace file takes no level 5; otherwise one after the other. So a
+// rule of a host's own is entered by one thread at a time.
 class QVL_EXPORT DataSet : public IDataSet {
  public:
   ~DataSet() override;
@@ -62,44 +64,14 @@ class QVL_EXPORT DataSet : public IDataSet {
   bool isEmptyInput(LookupData* request);
 
  protected:
-  // Where the access type of a request is compared.
-  enum class AccessCheck { None, ByEachRule, AtDataSetLevel };
-
-  // Orders keys: true when the first comes before the second.
-  using KeyOrder = bool (*)(const std::string& a, const std::string& b);
-
-  // What differs from class to class from the start.
-  struct Kind {
-    const char* className;     // in the trace
-    KeyOrder keyOrder;         // of the rules
-    AccessCheck accessCheck;   // until the host sets another
-    bool caseSensitiveSearch;  // likewise
-    bool wildCardSearch;       // likewise
-  };
-
-  // The derived constructor traces itself, last.
-  explicit DataSet(const Kind& kind);
-
-  // The order of all kinds but file types: by unsigned bytes.
-  static bool byteOrder(const std::string& a, const std::string& b);
+  // For the data sets of the library, which trace their construction last; `kind` outlives the data
+  // set.
+  QVL_HIDDEN explicit DataSet(const DataSetKind& kind);
 
   // Writes the trace line "<class>::<operation>\n".
   void trace(const char* operation) const;
 
-  // Asks the first rule in key order; false when there is none.
-  bool askFirstRule(LookupData& request, bool flag);
-
  private:
-  // The test behind isEmptyInput.
-  virtual bool inputIsEmpty(LookupData& request) const;
-
-  // The answer for an empty input while it is matched.
-  virtual bool answerToEmptyInput(LookupData& request);
-
-  // Told when the data set is about to decide, and when a rule has matched.
-  virtual void deciding(AccessCheck check) const;
-  virtual void ruleMatched(AccessCheck check) const;
-
   // Changes a setting of every rule, in key order, and has each recompile.
   template <typename Change>
   void changeEveryRule(Change change);
@@ -108,9 +80,6 @@ class QVL_EXPORT DataSet : public IDataSet {
   // host's own by `tell(rule)`.
   template <typename Change, typename Tell>
   void changeKeywords(const char* operation, Change change, Tell tell);
-
-  // Asks the rules one by one, in key order.
-  bool anyRuleMatches(LookupData& request, AccessCheck check);
 
   friend class DataSetView;
   struct State;  // rules, locks, switches, settings and keywords

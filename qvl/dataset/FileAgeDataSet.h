@@ -17,11 +17,6 @@ class QVL_EXPORT FileAgeDataSet : public DataSet {
  public:
   FileAgeDataSet();
   ~FileAgeDataSet() override;
-
- private:
-  bool inputIsEmpty(LookupData& request) const override;
-  void deciding(AccessCheck check) const override;
-  void ruleMatched(AccessCheck check) const override;
 };
 
 }  // namespace QVL

@@ -1,10 +1,20 @@
 #include "qvl/dataset/FilePathDataSet.h"
 
-namespace QVL {
+#include "qvl/dataset/DataSetKind.h"
 
-FilePathDataSet::FilePathDataSet()
-    : DataSet({"FilePathDataSet", byteOrder, AccessCheck::ByEachRule, /*caseSensitiveSearch=*/true,
-               /*wildCardSearch=*/true}) {
+namespace QVL {
+namespace {
+
+constexpr DataSetKind kKind = {"FilePathDataSet",
+                               byteOrder,
+                               AccessCheck::ByEachRule,
+                               /*caseSensitiveSearch=*/true,
+                               /*wildCardSearch=*/true,
+                               filePathIsEmpty};
+
+}  // namespace
+
+FilePathDataSet::FilePathDataSet() : DataSet(kKind) {
   trace("FilePathDataSet");
 }
 

@@ -1,6 +1,7 @@
 #include "qvl/dataset/FileTypeDataSet.h"
 
 #include "qvl/avoidance/FileTypeAvoidance.h"
+#include "qvl/dataset/DataSetKind.h"
 
 namespace QVL {
 namespace {
@@ -9,11 +10,21 @@ bool ignoringCase(const std::string& a, const std::string& b) {
   return FileTypeAvoidanceDuplicateKey()(a, b);
 }
 
+bool extensionIsMissing(LookupData& request) {
+  return FileTypeAvoidance::findFileExtension(request.m_filePath).empty();
+}
+
+constexpr DataSetKind kKind = {"FileTypeDataSet",
+                               ignoringCase,
+                               AccessCheck::ByEachRule,
+                               /*caseSensitiveSearch=*/false,
+                               /*wildCardSearch=*/true,
+                               extensionIsMissing,
+                               /*firstRuleAnswersEmptyInput=*/true};
+
 }  // namespace
 
-FileTypeDataSet::FileTypeDataSet()
-    : DataSet({"FileTypeDataSet", ignoringCase, AccessCheck::ByEachRule,
-               /*caseSensitiveSearch=*/false, /*wildCardSearch=*/true}) {
+FileTypeDataSet::FileTypeDataSet() : DataSet(kKind) {
   trace("FileTypeDataSet");
 }
 
@@ -30,15 +41,6 @@ bool FileTypeDataSet::addOrUpdateKeyword(std::string /*keyword*/,
 bool FileTypeDataSet::deleteKeyword(std::string /*keyword*/) {
   trace("deleteKeyword");
   return false;
-}
-
-bool FileTypeDataSet::inputIsEmpty(LookupData& request) const {
-  return FileTypeAvoidance::findFileExtension(request.m_filePath).empty();
-}
-
-// The question is put once, and not to every rule.
-bool FileTypeDataSet::answerToEmptyInput(LookupData& request) {
-  return askFirstRule(request, /*flag=*/true);
 }
 
 }  // namespace QVL

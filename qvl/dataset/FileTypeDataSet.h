@@ -21,10 +21,6 @@ class QVL_EXPORT FileTypeDataSet : public DataSet {
   // Always false, changing nothing.
   bool addOrUpdateKeyword(std::string keyword, std::set<std::string> values) override;
   bool deleteKeyword(std::string keyword) override;
-
- private:
-  bool inputIsEmpty(LookupData& request) const override;
-  bool answerToEmptyInput(LookupData& request) override;
 };
 
 }  // namespace QVL

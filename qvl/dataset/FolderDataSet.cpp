@@ -1,10 +1,20 @@
 #include "qvl/dataset/FolderDataSet.h"
 
-namespace QVL {
+#include "qvl/dataset/DataSetKind.h"
 
-FolderDataSet::FolderDataSet()
-    : DataSet({"FolderDataSet", byteOrder, AccessCheck::ByEachRule, /*caseSensitiveSearch=*/true,
-               /*wildCardSearch=*/true}) {
+namespace QVL {
+namespace {
+
+constexpr DataSetKind kKind = {"FolderDataSet",
+                               byteOrder,
+                               AccessCheck::ByEachRule,
+                               /*caseSensitiveSearch=*/true,
+                               /*wildCardSearch=*/true,
+                               filePathIsEmpty};
+
+}  // namespace
+
+FolderDataSet::FolderDataSet() : DataSet(kKind) {
   trace("FolderDataSet");
 }
 

@@ -1,19 +1,29 @@
 #include "qvl/dataset/ProcessDataSet.h"
 
-namespace QVL {
+#include "qvl/dataset/DataSetKind.h"
 
-ProcessDataSet::ProcessDataSet()
-    : DataSet({"ProcessDataSet", byteOrder, AccessCheck::AtDataSetLevel,
-               /*caseSensitiveSearch=*/true, /*wildCardSearch=*/false}) {
+namespace QVL {
+namespace {
+
+bool processNameIsEmpty(LookupData& request) {
+  return request.m_processName.empty();
+}
+
+constexpr DataSetKind kKind = {"ProcessDataSet",
+                               byteOrder,
+                               AccessCheck::AtDataSetLevel,
+                               /*caseSensitiveSearch=*/true,
+                               /*wildCardSearch=*/false,
+                               processNameIsEmpty};
+
+}  // namespace
+
+ProcessDataSet::ProcessDataSet() : DataSet(kKind) {
   trace("ProcessDataSet");
 }
 
 ProcessDataSet::~ProcessDataSet() {
   trace("~ProcessDataSet");
-}
-
-bool ProcessDataSet::inputIsEmpty(LookupData& request) const {
-  return request.m_processName.empty();
 }
 
 }  // namespace QVL

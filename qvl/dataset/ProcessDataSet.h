@@ -15,9 +15,6 @@ class QVL_EXPORT ProcessDataSet : public DataSet {
  public:
   ProcessDataSet();
   ~ProcessDataSet() override;
-
- private:
-  bool inputIsEmpty(LookupData& request) const override;
 };
 
 }  // namespace QVL

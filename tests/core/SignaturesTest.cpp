@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <list>
 #include <memory>
 #include <set>
@@ -254,6 +256,77 @@ void expectToBeDerivable(const char* text, Rest... rest) {
   EXPECT_TRUE(asInterface.canAvoid(request)) << text;
   EXPECT_EQ(rule.m_asked, 1) << text;
   EXPECT_EQ(asInterface.getKey(), std::string("counted ") + text);
+}
+
+// A virtual operation of the host's own, behind all those that it inherits.
+template <class Base>
+class Extended : public Base {
+ public:
+  virtual void behindAll() {}
+};
+
+// How many places of the table of virtual operations come before it. By the C++ ABI that Linux and
+// macOS share, a pointer to a virtual member begins with the offset of its place.
+template <class Base>
+std::ptrdiff_t inheritedPlaces() {
+  void (Extended<Base>::*const operation)() = &Extended<Base>::behindAll;
+  std::ptrdiff_t offset = 0;
+  std::memcpy(&offset, &operation, sizeof offset);
+  return offset / static_cast<std::ptrdiff_t>(sizeof(void*));
+}
+
+// So no member of a host's class overrides anything that is not in an interface.
+TEST(Host, InheritsTheVirtualOperationsOfTheInterfacesOnly) {
+  EXPECT_GT(inheritedPlaces<IAvoidance>(), 10);
+  EXPECT_EQ(inheritedPlaces<FilePathAvoidance>(), inheritedPlaces<IAvoidance>());
+  EXPECT_EQ(inheritedPlaces<FolderAvoidance>(), inheritedPlaces<IAvoidance>());
+  EXPECT_EQ(inheritedPlaces<ProcessAvoidance>(), inheritedPlaces<IAvoidance>());
+  EXPECT_EQ(inheritedPlaces<FileAgeAvoidance>(), inheritedPlaces<IAvoidance>());
+  EXPECT_EQ(inheritedPlaces<FileTypeAvoidance>(), inheritedPlaces<IAvoidance>());
+  EXPECT_GT(inheritedPlaces<IDataSet>(), 15);
+  EXPECT_EQ(inheritedPlaces<FilePathDataSet>(), inheritedPlaces<IDataSet>());
+  EXPECT_EQ(inheritedPlaces<FolderDataSet>(), inheritedPlaces<IDataSet>());
+  EXPECT_EQ(inheritedPlaces<ProcessDataSet>(), inheritedPlaces<IDataSet>());
+  EXPECT_EQ(inheritedPlaces<FileTypeDataSet>(), inheritedPlaces<IDataSet>());
+  EXPECT_EQ(inheritedPlaces<FileAgeDataSet>(), inheritedPlaces<IDataSet>());
+  EXPECT_EQ(inheritedPlaces<LookupManager>(), inheritedPlaces<ILookupManager>());
+}
+
+// Members of a host's own, named like operations that the library once had there.
+class OwnDataSet : public FileTypeDataSet {
+ public:
+  bool inputIsEmpty(LookupData&) const { return true; }
+  bool answerToEmptyInput(LookupData&) { return true; }
+  void deciding(int) const {}
+  void ruleMatched(int) const {}
+};
+
+class OwnRule : public FolderAvoidance {
+ public:
+  using FolderAvoidance::FolderAvoidance;
+  bool acceptsText(const std::string&) const { return false; }
+  void complete(std::string& expression) const { expression = "nothing"; }
+  bool prepareForKeywords(std::string&) const { return false; }
+  std::string inputOf(const LookupData&) const { return "nothing"; }
+};
+
+TEST(Host, HasMembersOfItsOwnByAnyName) {
+  LookupData request;
+  request.m_filePath = "/data/a.log";
+  OwnDataSet dataSet;
+  dataSet.enableMatchEmptyInput();
+  dataSet.addToDataSet(std::make_unique<FileTypeAvoidance>("txt", AnyAccess));
+  EXPECT_FALSE(dataSet.isEmptyInput(&request));
+  EXPECT_FALSE(dataSet.isPresentInDataSet(request));
+  request.m_filePath = "/data/a.txt";
+  EXPECT_TRUE(dataSet.isPresentInDataSet(request));
+
+  OwnRule rule(std::string("/data/"), AnyAccess, 1);
+  rule.disableCaseSensitiveSearch();
+  EXPECT_TRUE(rule.updateRegex());
+  EXPECT_TRUE(rule.validate("/DATA/", AnyAccess));
+  EXPECT_TRUE(rule.updateRegex());
+  EXPECT_TRUE(rule.canAvoid(request));
 }
 
 TEST(Host, MayDeriveFromTheRules) {
