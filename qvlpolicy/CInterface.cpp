@@ -11,6 +11,7 @@
 #include "qvlpolicy/LivePolicy.h"
 #include "qvlpolicy/Patterns.h"
 #include "qvlpolicy/Policy.h"
+#include "qvlpolicy/Queries.h"
 #include "qvlpolicy/qvlpolicy.h"
 
 using qvlpolicy::Answer;
@@ -27,6 +28,10 @@ struct qvlpolicy_report {
     bool isError;
   };
   std::vector<Entry> entries;
+};
+
+struct qvlpolicy_queries {
+  qvlpolicy::Queries queries;
 };
 
 struct qvlpolicy_live {
@@ -213,6 +218,24 @@ std::int64_t askMany(Asked& asked, const Policy* policy, const qvlpolicy_batch* 
   });
 }
 
+qvlpolicy::QueryLimits limitsOf(const qvlpolicy_query_limits* limits) {
+  qvlpolicy::QueryLimits result;
+  if (limits == nullptr) return result;
+  if (limits->processes != nullptr) {
+    result.processes.emplace();
+    for (std::size_t i = 0; i < limits->process_count; ++i) {
+      result.processes->emplace_back(viewOf(limits->processes[i]));
+    }
+  }
+  if (limits->accesses != nullptr) {
+    result.accesses.emplace();
+    for (std::size_t i = 0; i < limits->access_count; ++i) {
+      result.accesses->push_back(static_cast<QVL::AccessTypes>(limits->accesses[i]));
+    }
+  }
+  return result;
+}
+
 qvlpolicy_metadata metadataOf(const std::shared_ptr<const qvlpolicy::Metadata>& metadata) {
   static const qvlpolicy::Metadata none;
   const qvlpolicy::Metadata& source = metadata ? *metadata : none;
@@ -355,6 +378,60 @@ int qvlpolicy_near_rules(const qvlpolicy_policy* policy, const qvlpolicy_questio
     handOver(found, matches, capacity, count);
     return QVLPOLICY_OK;
   });
+}
+
+qvlpolicy_queries* qvlpolicy_queries_new(const qvlpolicy_policy* const* policies, size_t count,
+                                         const qvlpolicy_query_limits* limits) {
+  if (policies == nullptr && count > 0) return nullptr;
+  return made([&]() -> qvlpolicy_queries* {
+    std::vector<const Policy*> asked;
+    for (std::size_t i = 0; i < count; ++i) {
+      if (policies[i] == nullptr) return nullptr;
+      asked.push_back(policies[i]->policy.get());
+    }
+    return new qvlpolicy_queries{qvlpolicy::Queries(std::move(asked), limitsOf(limits))};
+  });
+}
+
+void qvlpolicy_queries_free(qvlpolicy_queries* queries) {
+  delete queries;
+}
+
+size_t qvlpolicy_queries_count(const qvlpolicy_queries* queries) {
+  return queries == nullptr ? 0 : queries->queries.all().size();
+}
+
+size_t qvlpolicy_queries_nameless_count(const qvlpolicy_queries* queries) {
+  return queries == nullptr ? 0 : queries->queries.nameless().size();
+}
+
+int qvlpolicy_queries_get(const qvlpolicy_queries* queries, size_t index, qvlpolicy_query* query) {
+  if (query == nullptr || index >= qvlpolicy_queries_count(queries)) return QVLPOLICY_BAD_ARGUMENT;
+  const qvlpolicy::Query& source = queries->queries.all()[index];
+  *query = {bytesOf(source.process), source.access, source.standsForOtherAccess ? 1 : 0,
+            source.alikeProcesses.size()};
+  return QVLPOLICY_OK;
+}
+
+int qvlpolicy_queries_alike(const qvlpolicy_queries* queries, size_t index, size_t alike,
+                            qvlpolicy_bytes* process) {
+  if (process == nullptr || index >= qvlpolicy_queries_count(queries)) {
+    return QVLPOLICY_BAD_ARGUMENT;
+  }
+  const std::vector<std::string>& names = queries->queries.all()[index].alikeProcesses;
+  if (alike >= names.size()) return QVLPOLICY_BAD_ARGUMENT;
+  *process = bytesOf(names[alike]);
+  return QVLPOLICY_OK;
+}
+
+int qvlpolicy_queries_nameless(const qvlpolicy_queries* queries, size_t index,
+                               qvlpolicy_nameless* nameless) {
+  if (nameless == nullptr || index >= qvlpolicy_queries_nameless_count(queries)) {
+    return QVLPOLICY_BAD_ARGUMENT;
+  }
+  const qvlpolicy::NamelessRule& source = queries->queries.nameless()[index];
+  *nameless = {source.policy, source.dataSet, source.rule};
+  return QVLPOLICY_OK;
 }
 
 int qvlpolicy_logic(const qvlpolicy_policy* policy, qvlpolicy_bytes* logic) {

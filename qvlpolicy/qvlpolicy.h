@@ -214,6 +214,56 @@ QVLPOLICY_EXPORT int qvlpolicy_near_rules(const qvlpolicy_policy* policy,
                                           const qvlpolicy_question* question,
                                           qvlpolicy_match* matches, size_t capacity, size_t* count);
 
+/* ---- What there is to ask ---- */
+
+/* The processes and kinds of access that make a difference to what some policies answer, or those
+ * that the caller wants: as qvlctl asks. */
+typedef struct qvlpolicy_queries qvlpolicy_queries;
+
+typedef struct qvlpolicy_query_limits {
+  const qvlpolicy_bytes* processes; /* an empty one: no process; NULL: all that make a difference */
+  size_t process_count;
+  const uint32_t* accesses; /* NULL: all that make a difference */
+  size_t access_count;
+} qvlpolicy_query_limits;
+
+/* One process and one kind of access. */
+typedef struct qvlpolicy_query {
+  qvlpolicy_bytes process; /* empty: none */
+  uint32_t access;
+  int is_other_access; /* 1: stands for every kind of access that no rule names */
+  size_t alike_count;  /* how many other processes it stands for, which get the same verdicts */
+} qvlpolicy_query;
+
+/* A process rule for which no name of a process was found that it matches, so that nothing asked
+ * can hit it; by the index of the policy and those of qvlpolicy_rule_at. */
+typedef struct qvlpolicy_nameless {
+  size_t policy;
+  size_t data_set;
+  size_t rule;
+} qvlpolicy_nameless;
+
+/* The queries for `count` policies, which may be freed afterwards. `limits` may be NULL. Returns a
+ * handle that the caller frees; NULL when there is no memory or an argument is wrong. */
+QVLPOLICY_EXPORT qvlpolicy_queries* qvlpolicy_queries_new(const qvlpolicy_policy* const* policies,
+                                                          size_t count,
+                                                          const qvlpolicy_query_limits* limits);
+
+/* Gives up queries. NULL is fine. */
+QVLPOLICY_EXPORT void qvlpolicy_queries_free(qvlpolicy_queries* queries);
+
+/* How many there are; 0 for NULL. */
+QVLPOLICY_EXPORT size_t qvlpolicy_queries_count(const qvlpolicy_queries* queries);
+QVLPOLICY_EXPORT size_t qvlpolicy_queries_nameless_count(const qvlpolicy_queries* queries);
+
+/* Fills in *query, *process or *nameless. */
+QVLPOLICY_EXPORT int qvlpolicy_queries_get(const qvlpolicy_queries* queries, size_t index,
+                                           qvlpolicy_query* query);
+QVLPOLICY_EXPORT int qvlpolicy_queries_alike(const qvlpolicy_queries* queries, size_t index,
+                                             size_t alike, qvlpolicy_bytes* process);
+QVLPOLICY_EXPORT int qvlpolicy_queries_nameless(const qvlpolicy_queries* queries, size_t index,
+                                                qvlpolicy_nameless* nameless);
+
 /* ---- What a policy says ---- */
 
 /* What people note beside a rule or a data set. */

@@ -168,6 +168,55 @@ static void enumerates(void) {
   qvlpolicy_free(policy);
 }
 
+static void tells_what_to_ask(void) {
+  static const char text[] =
+      "<exclusion-policy version=\"1\"><logic>1|2</logic>"
+      "<data-set number=\"1\" kind=\"process\"><rule>/bin/a</rule><rule>/bin/b</rule></data-set>"
+      "<data-set number=\"2\" kind=\"process\" wildcards=\"no\"><rule>/[a-c]</rule></data-set>"
+      "</exclusion-policy>";
+  const qvlpolicy_policy *policies[2];
+  qvlpolicy_policy *first = parse(text);
+  qvlpolicy_policy *second = parse(kPolicy);
+  qvlpolicy_queries *queries;
+  qvlpolicy_query query;
+  qvlpolicy_bytes process;
+  qvlpolicy_nameless nameless;
+  const qvlpolicy_bytes none = {NULL, 0};
+  const uint32_t access = 17;
+  const qvlpolicy_query_limits limits = {&none, 1, &access, 1};
+  policies[0] = first;
+  policies[1] = second;
+  /* Reading stands for all others, since a rule names writing; no process, and /bin/a, for /bin/b. */
+  queries = qvlpolicy_queries_new(policies, 2, NULL);
+  EXPECT(qvlpolicy_queries_count(queries) == 4);
+  EXPECT(qvlpolicy_queries_get(queries, 0, &query) == QVLPOLICY_OK);
+  EXPECT(query.process.length == 0 && query.access == QVLPOLICY_READ && query.is_other_access == 1);
+  EXPECT(query.alike_count == 0);
+  EXPECT(qvlpolicy_queries_get(queries, 3, &query) == QVLPOLICY_OK);
+  EXPECT(strcmp(query.process.data, "/bin/a") == 0 && query.access == QVLPOLICY_WRITE);
+  EXPECT(query.is_other_access == 0 && query.alike_count == 1);
+  EXPECT(qvlpolicy_queries_alike(queries, 3, 0, &process) == QVLPOLICY_OK);
+  EXPECT(strcmp(process.data, "/bin/b") == 0);
+  EXPECT(qvlpolicy_queries_nameless_count(queries) == 1);
+  EXPECT(qvlpolicy_queries_nameless(queries, 0, &nameless) == QVLPOLICY_OK);
+  EXPECT(nameless.policy == 0 && nameless.data_set == 1 && nameless.rule == 0);
+  EXPECT(qvlpolicy_queries_get(queries, 4, &query) == QVLPOLICY_BAD_ARGUMENT);
+  EXPECT(qvlpolicy_queries_alike(queries, 3, 1, &process) == QVLPOLICY_BAD_ARGUMENT);
+  EXPECT(qvlpolicy_queries_nameless(queries, 1, &nameless) == QVLPOLICY_BAD_ARGUMENT);
+  qvlpolicy_queries_free(queries);
+  queries = qvlpolicy_queries_new(policies, 2, &limits);
+  EXPECT(qvlpolicy_queries_count(queries) == 1 && qvlpolicy_queries_nameless_count(queries) == 0);
+  EXPECT(qvlpolicy_queries_get(queries, 0, &query) == QVLPOLICY_OK && query.access == 17);
+  qvlpolicy_queries_free(queries);
+  policies[1] = NULL;
+  EXPECT(qvlpolicy_queries_new(policies, 2, NULL) == NULL);
+  EXPECT(qvlpolicy_queries_new(NULL, 1, NULL) == NULL);
+  EXPECT(qvlpolicy_queries_count(NULL) == 0);
+  qvlpolicy_queries_free(NULL);
+  qvlpolicy_free(first);
+  qvlpolicy_free(second);
+}
+
 static void holds_a_policy_in_force(void) {
   qvlpolicy_policy *policy = parse(kPolicy);
   qvlpolicy_live *live = qvlpolicy_live_new(policy, QVLPOLICY_COUNT_RULES);
@@ -237,6 +286,7 @@ int main(int count, char *arguments[]) {
   answers_batches();
   tells_problems();
   enumerates();
+  tells_what_to_ask();
   holds_a_policy_in_force();
   takes_wrong_arguments();
   return failures == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
