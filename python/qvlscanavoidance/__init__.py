@@ -22,10 +22,12 @@ from ._policy import (
     Policy,
     PolicyError,
     Problem,
+    Query,
     Rule,
     access_name,
     access_number,
     check,
+    queries_for,
 )
 
 __all__ = [
@@ -40,10 +42,12 @@ __all__ = [
     "Policy",
     "PolicyError",
     "Problem",
+    "Query",
     "Rule",
     "access_name",
     "access_number",
     "check",
+    "queries_for",
 ]
 
 __version__ = _library.qvlpolicy_version().decode()

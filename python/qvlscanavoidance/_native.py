@@ -110,6 +110,28 @@ class Rule(ctypes.Structure):
     ]
 
 
+class QueryLimits(ctypes.Structure):
+    _fields_ = [
+        ("processes", POINTER(Bytes)),
+        ("process_count", c_size_t),
+        ("accesses", POINTER(c_uint32)),
+        ("access_count", c_size_t),
+    ]
+
+
+class Query(ctypes.Structure):
+    _fields_ = [
+        ("process", Bytes),
+        ("access", c_uint32),
+        ("is_other_access", c_int),
+        ("alike_count", c_size_t),
+    ]
+
+
+class Nameless(ctypes.Structure):
+    _fields_ = [("policy", c_size_t), ("data_set", c_size_t), ("rule", c_size_t)]
+
+
 _FUNCTIONS = {
     "qvlpolicy_version": (c_char_p, []),
     "qvlpolicy_status_text": (c_char_p, [c_int]),
@@ -134,6 +156,16 @@ _FUNCTIONS = {
         c_int,
         [c_void_p, POINTER(Question), POINTER(Match), c_size_t, POINTER(c_size_t)],
     ),
+    "qvlpolicy_queries_new": (
+        c_void_p,
+        [POINTER(c_void_p), c_size_t, POINTER(QueryLimits)],
+    ),
+    "qvlpolicy_queries_free": (None, [c_void_p]),
+    "qvlpolicy_queries_count": (c_size_t, [c_void_p]),
+    "qvlpolicy_queries_nameless_count": (c_size_t, [c_void_p]),
+    "qvlpolicy_queries_get": (c_int, [c_void_p, c_size_t, POINTER(Query)]),
+    "qvlpolicy_queries_alike": (c_int, [c_void_p, c_size_t, c_size_t, POINTER(Bytes)]),
+    "qvlpolicy_queries_nameless": (c_int, [c_void_p, c_size_t, POINTER(Nameless)]),
     "qvlpolicy_logic": (c_int, [c_void_p, POINTER(Bytes)]),
     "qvlpolicy_data_set_count": (c_size_t, [c_void_p]),
     "qvlpolicy_data_set_at": (c_int, [c_void_p, c_size_t, POINTER(DataSet)]),

@@ -399,6 +399,69 @@ class Policy:
         )
 
 
+@dataclasses.dataclass(frozen=True)
+class Query:
+    """A process and a kind of access. Those that it stands for get the same verdict for every file."""
+
+    process: str  # empty: none
+    access: int
+    alike_processes: Tuple[str, ...] = ()  # other ones that it stands for
+    other_access: bool = False  # stands for every kind of access that no rule names
+
+
+def queries_for(
+    policies: Sequence[Policy],
+    processes: Optional[Sequence[Text]] = None,
+    accesses: Optional[Sequence[Union[str, int]]] = None,
+) -> Tuple[List[Query], List[Rule]]:
+    """The processes and kinds of access that make a difference to what the policies answer, as qvlctl
+    asks about them, or all combinations of those given; and the process rules that none of them can
+    hit, because no name of a process was found that they match."""
+    library = _native.library
+    handles = (ctypes.c_void_p * len(policies))(*[policy._handle for policy in policies])
+    limits = _native.QueryLimits()
+    kept = None
+    if processes is not None:
+        kept = [_encoded(process) for process in processes]
+        limits.process_count = len(kept)
+        limits.processes = (_native.Bytes * max(1, len(kept)))(*map(_native.Bytes.of, kept))
+    if accesses is not None:
+        limits.access_count = len(accesses)
+        limits.accesses = (ctypes.c_uint32 * max(1, len(accesses)))(*map(access_number, accesses))
+    made = library.qvlpolicy_queries_new(handles, len(policies), ctypes.byref(limits))
+    del kept
+    if not made:
+        raise MemoryError("there is no memory for the queries")
+    try:
+        return (
+            [_query(made, i) for i in range(library.qvlpolicy_queries_count(made))],
+            [
+                _nameless(made, i, policies)
+                for i in range(library.qvlpolicy_queries_nameless_count(made))
+            ],
+        )
+    finally:
+        library.qvlpolicy_queries_free(made)
+
+
+def _query(queries, index: int) -> Query:
+    query, alike = _native.Query(), []
+    _native.check(_native.library.qvlpolicy_queries_get(queries, index, ctypes.byref(query)))
+    for i in range(query.alike_count):
+        name = _native.Bytes()
+        _native.check(
+            _native.library.qvlpolicy_queries_alike(queries, index, i, ctypes.byref(name))
+        )
+        alike.append(name.text())
+    return Query(query.process.text(), query.access, tuple(alike), bool(query.is_other_access))
+
+
+def _nameless(queries, index: int, policies: Sequence[Policy]) -> Rule:
+    place = _native.Nameless()
+    _native.check(_native.library.qvlpolicy_queries_nameless(queries, index, ctypes.byref(place)))
+    return policies[place.policy].data_sets[place.data_set].rules[place.rule]
+
+
 def check(file: Union[str, os.PathLike]) -> List[Problem]:
     """Every error and warning that reading a policy file gives, errors first; none: an empty list.
     Raises OSError when the file cannot be read."""

@@ -13,9 +13,9 @@ import time
 
 import pytest
 
-from qvlscanavoidance import Policy
+from qvlscanavoidance import Policy, queries_for
 from qvlscanavoidance.fleet import __main__ as fleet
-from qvlscanavoidance.fleet import counting, inventories, queries, reports, running, tallies
+from qvlscanavoidance.fleet import counting, inventories, reports, running, tallies
 
 QVLCTL = os.environ.get("QVLCTL")
 NOW = 1_790_000_000
@@ -89,7 +89,7 @@ def job_for(policy, new=None, processes=None, accesses=None):
         for file in (policy, new)
         if file
     ]
-    asked, _ = queries.queries_of([text.policy for text in texts], processes, accesses)
+    asked, _ = queries_for([text.policy for text in texts], processes, accesses)
     return counting.Job(texts[0], texts[1] if new else None, tuple(asked), NOW, 3)
 
 
@@ -112,28 +112,14 @@ def report_of(job, result):
 
 
 @pytest.mark.skipif(not QVLCTL, reason="qvlctl is not built")
-def test_counts_as_qvlctl_audits(tmp_path, policy):
-    tree = tmp_path / "tree"
-    chance = random.Random(5)
-    for i in range(400):
-        folder = tree / "/".join(chance.choice(["cache", "a", "b", "spool"]) for _ in range(3))
-        folder.mkdir(parents=True, exist_ok=True)
-        file = folder / f"{i}.{chance.choice(['o', 'exe', 'log', 'txt'])}"
-        file.write_bytes(b"x" * chance.randrange(100))
-        age = chance.choice([1, 6, 8, 100]) * DAY
-        os.utime(file, (0, int(time.time()) - age))
-    (tree / "cache").mkdir(exist_ok=True)
-    with open(os.path.join(os.fsencode(tree), b"cache", b"\xff\n.o"), "w"):
-        pass
-    inventory = tmp_path / "one.jsonl"
-    with open(inventory, "wb") as out:
-        subprocess.run([QVLCTL, "inventory", "--host", "h1", str(tree)], stdout=out, check=True)
+def test_counts_as_qvlctl_audits(policy, tree):
+    root, inventory = tree
     for query in (
         ["--process", "", "--access", "read"],
         ["--process", "/bin/ps", "--access", "write"],
     ):
         audited = subprocess.run(
-            [QVLCTL, "audit", "-p", str(policy), *query, "--format", "json", str(tree)],
+            [QVLCTL, "audit", "-p", str(policy), *query, "--format", "json", str(root)],
             capture_output=True,
             check=True,
         )
@@ -155,9 +141,11 @@ def test_counts_a_file_once_however_many_queries_skip_it(tmp_path, policy):
     file = tmp_path / "x.jsonl"
     file.write_text('{"path":"/cache/a","size":5}\n{"path":"/spool/b","size":7}\n{"path":"/c"}\n')
     job = job_for(policy)
-    assert job.queries == (("", 1), ("", 2), ("/bin/ps", 1), ("/bin/ps", 2))
+    assert [(query.process, query.access) for query in job.queries] == [
+        *[("", 1), ("/bin/ps", 1), ("", 2), ("/bin/ps", 2), ("", 3), ("/bin/ps", 3)]
+    ]
     report = json.loads(report_of(job, counted_here(job, inventories.parts_of(str(file), {}))))
-    assert [q["skipped"]["files"] for q in report["queries"]] == [1, 2, 3, 3]
+    assert [q["skipped"]["files"] for q in report["queries"]] == [1, 3, 2, 3, 1, 3]
     assert report["skipped"] == {"files": 3, "bytes": 12}
     assert report["skippedAlways"] == {"files": 1, "bytes": 5}
     assert report["dataSets"][0]["skipped"] == {"files": 2, "bytes": 12}
@@ -165,13 +153,108 @@ def test_counts_a_file_once_however_many_queries_skip_it(tmp_path, policy):
     assert report["rules"][0]["hosts"] == 1
 
 
-def test_tells_for_which_process_rules_nothing_is_asked(policy):
-    parsed = Policy.load(policy)
-    assert queries.queries_of([parsed], None, None)[1] == ["/opt/*/x"]
-    assert queries.queries_of([parsed], ["/opt/a/x", ""], ["17"]) == (
-        [("/opt/a/x", 17), ("", 17)],
-        [],
+def test_tells_for_which_process_rules_nothing_is_asked(policy, tmp_path):
+    text = policy.read_text().replace('kind="process">', 'kind="process" wildcards="no">')
+    policy.write_text(text.replace("/opt/*/x", "/opt/[a-f]x"))
+    file = tmp_path / "x.jsonl"
+    file.write_text('{"path":"/cache/a","size":5}\n')
+    done = run("audit", "-p", policy, "--workers", 1, file)
+    assert done.returncode == 0
+    assert f"{policy}:9: no name of a process was found that the rule /opt/[a-f]x matches" in (
+        done.stderr.decode()
     )
+    assert b"/opt" not in run("audit", "-p", policy, "--process", "", "--workers", 1, file).stderr
+
+
+@pytest.fixture
+def tree(tmp_path):
+    """Files, also by a name that is not UTF-8, and their inventory."""
+    root = tmp_path / "tree"
+    chance = random.Random(5)
+    for i in range(400):
+        folder = root / "/".join(chance.choice(["cache", "a", "b", "spool"]) for _ in range(3))
+        folder.mkdir(parents=True, exist_ok=True)
+        file = folder / f"{i}.{chance.choice(['o', 'exe', 'log', 'txt'])}"
+        file.write_bytes(b"x" * chance.randrange(100))
+        age = chance.choice([1, 6, 8, 100]) * DAY
+        os.utime(file, (0, int(time.time()) - age))
+    (root / "cache").mkdir(exist_ok=True)
+    with open(os.path.join(os.fsencode(root), b"cache", b"\xff\n.o"), "w"):
+        pass
+    inventory = tmp_path / "one.jsonl"
+    with open(inventory, "wb") as out:
+        subprocess.run([QVLCTL, "inventory", "--host", "h1", str(root)], stdout=out, check=True)
+    return root, inventory
+
+
+# Two processes that are treated alike, one that is another matter, kinds of access that rules name.
+MATRIX_POLICY = """<exclusion-policy version="1">
+<logic>1|(2&amp;4)|(3&amp;5)</logic>
+<data-set number="1" kind="folder"><rule access="write">/**/spool/</rule></data-set>
+<data-set number="2" kind="process"><rule>/bin/a</rule><rule>/bin/b</rule></data-set>
+<data-set number="3" kind="process"><rule>/bin/b</rule><rule>/opt/*/c</rule><rule>/bin/d</rule></data-set>
+<data-set number="4" kind="file-type"><rule>o</rule><rule access="17">log</rule></data-set>
+<data-set number="5" kind="folder"><rule>/**/cache/</rule></data-set>
+</exclusion-policy>
+"""
+
+
+@pytest.mark.skipif(not QVLCTL, reason="qvlctl is not built")
+def test_asks_and_counts_as_qvlctl_does_where_nobody_says_what_to_ask(tmp_path, tree):
+    root, inventory = tree
+    old, new = tmp_path / "old.xml", tmp_path / "new.xml"
+    old.write_text(MATRIX_POLICY)
+    new.write_text(
+        MATRIX_POLICY.replace("<rule>/bin/d</rule>", "<rule>/bin/e</rule>")
+        .replace("<rule>o</rule>", "<rule>txt</rule>")
+        .replace('"write"', '"any"')
+    )
+    differed = subprocess.run(
+        [QVLCTL, "diff", "-p", str(old), "--with", str(new), "--format", "json", str(root)],
+        capture_output=True,
+        check=False,
+    )
+    assert differed.returncode == 1, differed.stderr
+    expected = json.loads(differed.stdout.splitlines()[-1])
+    done = run("diff", "-p", old, "--with", new, "--workers", 1, "--format", "json", inventory)
+    assert done.returncode == 0, done.stderr
+    found = json.loads(done.stdout)
+
+    def tally(entry):
+        return entry["files"], entry["bytes"]
+
+    def expected_tally(entry):
+        return entry["paths"], entry["bytes"]
+
+    members = ("process", "alikeProcesses", "access", "otherAccess")
+    assert [[q[m] for m in members] for q in found["queries"]] == [
+        [q[m] for m in members] for q in expected["queries"]
+    ]
+    assert len(found["queries"]) > 8
+    for change in ("newlySkipped", "newlyScanned"):
+        assert tally(found[change]) == expected_tally(expected[change])
+        assert found[change]["files"] > 20
+        assert [tally(q[change]) for q in found["queries"]] == [
+            expected_tally(q[change]) for q in expected["queries"]
+        ]
+    assert found["found"]["files"] == expected["asked"]
+
+    for policy in (old, new):
+        audited = subprocess.run(
+            [QVLCTL, "audit", "-p", str(policy), "--format", "json", str(root)],
+            capture_output=True,
+            check=True,
+        )
+        expected = json.loads(audited.stdout)
+        done = run("audit", "-p", policy, "--workers", 1, "--format", "json", inventory)
+        found = json.loads(done.stdout)
+        for member in ("found", "skipped", "skippedAlways", "scanned", "dataSets", "queries"):
+            assert found[member] == expected[member], member
+        for mine, theirs in zip(found["rules"], expected["rules"]):
+            for member in ("text", "skipped", "scanned"):
+                assert mine[member] == theirs[member], (mine, theirs)
+        assert any(query["alikeProcesses"] for query in found["queries"])
+        assert all(rule["skipped"]["files"] for rule in found["rules"] if rule["dataSet"] == 3)
 
 
 def test_compares_two_policies(tmp_path, policy):

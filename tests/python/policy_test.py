@@ -173,6 +173,17 @@ def test_holds_expiry_against_the_day_given():
     assert not Policy.parse(text, today="2026-02-01").is_excluded("/a/x")
 
 
+def test_tells_what_there_is_to_ask(policy):
+    queries, nameless = qvl.queries_for([policy])
+    assert queries == [
+        qvl.Query("", qvl.access_number("read"), other_access=True),
+        qvl.Query("", qvl.access_number("write")),
+    ]
+    assert nameless == []
+    assert qvl.queries_for([policy, policy], ["/a", "/b"], [17]) == ([qvl.Query("/a", 17, ("/b",))], [])
+    assert qvl.queries_for([policy], [])[0] == []
+
+
 def test_answers_nothing_for_nothing(policy):
     answers = policy.ask_many([], data_sets=True, hits=True)
     assert len(answers) == 0 and answers.data_set_offsets.tolist() == [0]

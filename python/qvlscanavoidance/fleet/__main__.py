@@ -7,8 +7,8 @@ import sys
 import time
 from typing import List, Optional, Sequence
 
-from .. import Policy, PolicyError, __version__, access_number
-from . import counting, inventories, queries, reports, running
+from .. import Policy, PolicyError, __version__, access_number, queries_for
+from . import counting, inventories, reports, running
 
 
 def _complain(text: str) -> None:
@@ -109,11 +109,12 @@ def _run(options: argparse.Namespace) -> str:
     if options.command == "diff":
         texts.append(_loaded(options.new, today))
     policies = [text.policy for text in texts]
-    asked, unasked = queries.queries_of(policies, options.process, options.access)
-    if not asked:
-        raise ValueError("expected a process and a kind of access to ask about")
-    for rule in unasked:
-        _complain(f"warning: no process is asked for the rule {rule}; name one with --process")
+    asked, nameless = queries_for(policies, options.process, options.access)
+    for rule in nameless:
+        _complain(
+            f"note: {rule.file}:{rule.line}: no name of a process was found that the rule {rule} "
+            "matches, so it is not asked for; give one with --process"
+        )
     files = inventories.files_of(options.inventory)
     parts = running.parts_of_all(files, dict(options.column), options.list_columns)
     job = counting.Job(

@@ -8,7 +8,7 @@ from typing import Dict, Iterator, List, Optional, Sequence, Tuple
 import numpy as np
 import pandas
 
-from .. import Paths, Policy
+from .. import Answers, Paths, Policy, Query
 from . import inventories
 from .tallies import MOST_DISTINCT_IN_FOLDER, Tallies, grouped, host_hash, summable, total
 
@@ -48,7 +48,7 @@ class Job:
 
     policy: PolicyText
     new: Optional[PolicyText]
-    queries: Tuple[Tuple[str, int], ...]  # process and access type
+    queries: Tuple[Query, ...]
     now: int
     folder_depth: int
 
@@ -100,7 +100,7 @@ class _Counter:
         self.host_hashes = np.array([host_hash(host) for host in self.host_names], dtype=np.uint64)
         tallies.add_hosts("hosts", "", self.host_hashes)
 
-    def ask(self, policy: Policy, query: Tuple[str, int], lists: bool, chosen=None):
+    def ask(self, policy: Policy, query: Query, lists: bool, chosen=None):
         rows = self.rows
         paths, mtimes, btimes = self.paths, rows.mtimes, rows.btimes
         if chosen is not None:
@@ -108,8 +108,8 @@ class _Counter:
             mtimes, btimes = mtimes[chosen], btimes[chosen]
         return policy.ask_many(
             paths,
-            query[0],
-            query[1],
+            query.process,
+            query.access,
             data_sets=lists,
             hits=lists,
             created=btimes,
@@ -174,6 +174,37 @@ def rule_offsets(policy: Policy) -> np.ndarray:
     return np.cumsum([0] + [len(data_set.rules) for data_set in policy.data_sets])
 
 
+def _hit_keys(policy: Policy, query: Query, answers: Answers) -> np.ndarray:
+    """Which rules hit which rows: row * number of rules + rule. Where a process rule hits, those of the
+    processes that the query stands for hit, too."""
+    offsets = rule_offsets(policy)
+    count = max(int(offsets[-1]), 1)
+    rows = _row_of_each(answers.hit_offsets)
+    keys = [rows * count + offsets[answers.hits[:, 0]] + answers.hits[:, 1]]
+    for data_set, rules in _rules_of_alike_processes(policy, query).items():
+        hit = np.unique(rows[answers.hits[:, 0] == data_set])
+        keys += [hit * count + int(offsets[data_set]) + rule for rule in rules]
+    return _union(keys) if len(keys) > 1 else keys[0]
+
+
+@functools.lru_cache(maxsize=1024)
+def _rules_of_alike_processes(policy: Policy, query: Query) -> Dict[int, List[int]]:
+    """By the index of each process data set, the rules that match a process that the query stands for."""
+    places = {
+        id(rule): (i, j)
+        for i, data_set in enumerate(policy.data_sets)
+        for j, rule in enumerate(data_set.rules)
+        if data_set.kind == "process"
+    }
+    found: Dict[int, List[int]] = {}
+    for process in query.alike_processes:
+        for match in policy.explain("", process, query.access).matching:
+            if match.fits_access and id(match.rule) in places:
+                data_set, rule = places[id(match.rule)]
+                found.setdefault(data_set, []).append(rule)
+    return found
+
+
 def _row_of_each(offsets: np.ndarray) -> np.ndarray:
     return np.repeat(np.arange(len(offsets) - 1), np.diff(offsets))
 
@@ -211,10 +242,10 @@ class _Audit(_Counter):
             if len(rows):
                 places = order[np.searchsorted(numbers[order], answers.data_sets)]
                 matches.append((rows * len(numbers) + places)[excluded[rows]])
-            rows = _row_of_each(answers.hit_offsets)
-            keys = rows * rule_count + offsets[answers.hits[:, 0]] + answers.hits[:, 1]
-            skipping_hits.append(keys[excluded[rows]])
-            other_hits.append(keys[~excluded[rows]])
+            keys = _hit_keys(policy, query, answers)
+            is_skipped = excluded[keys // rule_count]
+            skipping_hits.append(keys[is_skipped])
+            other_hits.append(keys[~is_skipped])
 
         self.add_total("skipped", skipped)
         self.add_total("skippedAlways", always)
@@ -269,8 +300,6 @@ class _Comparison(_Counter):
         )
 
     def _hits(self, policy: Policy, query, chosen: np.ndarray) -> np.ndarray:
-        answers = self.ask(policy, query, True, chosen)
-        offsets = rule_offsets(policy)
-        count = max(int(offsets[-1]), 1)
-        rows = chosen[_row_of_each(answers.hit_offsets)]
-        return rows * count + offsets[answers.hits[:, 0]] + answers.hits[:, 1]
+        keys = _hit_keys(policy, query, self.ask(policy, query, True, chosen))
+        count = max(int(rule_offsets(policy)[-1]), 1)
+        return chosen[keys // count] * count + keys % count

@@ -4,7 +4,7 @@ import html
 import json
 from typing import Any, Dict, List, Sequence
 
-from .. import Policy, Rule, access_name
+from .. import Policy, Query, Rule, access_name
 from .counting import Job, rule_offsets
 from .tallies import OTHERS, Tallies
 
@@ -73,8 +73,14 @@ def _common(kind: str, job: Job, tallies: Tallies, files: int) -> Dict[str, Any]
     }
 
 
-def _query(query) -> Dict[str, Any]:
-    return {**_text("process", query[0]), "access": access_name(query[1])}
+def _query(query: Query) -> Dict[str, Any]:
+    """The members that a query has in all that qvlctl writes."""
+    return {
+        **_text("process", query.process),
+        "access": access_name(query.access),
+        "otherAccess": query.other_access,
+        "alikeProcesses": [_text("process", process) for process in query.alike_processes],
+    }
 
 
 def _largest(tallies: Tallies, name: str, member: str, groups: Sequence[str], top: int) -> List:
@@ -223,7 +229,9 @@ def _rule_in_words(rule: Dict) -> str:
 
 
 def _query_in_words(query: Dict) -> str:
-    return f"{query['access']}, {query['process'] or 'no process'}"
+    words = f"{query['access']}, {query['process'] or 'no process'}"
+    others = len(query["alikeProcesses"])
+    return words + (f" (and {_counted(others, 'process', 'processes')} alike)" if others else "")
 
 
 def _name(entry: Dict, member: str) -> str:
