@@ -1,5 +1,6 @@
-# Debian packages: `cpack` in the build folder makes a run-time, a development and a tool package of
-# what is installed, in the same place, and makes them known to the system.
+# Debian packages: `cpack` in the build folder makes of what is installed a run-time and a development
+# package of the engine, the same of the policy library, and a tool package, all in the same place,
+# and makes them known to the system.
 
 function(qvl_debian_file name)
   file(CONFIGURE OUTPUT "${PROJECT_BINARY_DIR}/debian/${name}" CONTENT "${ARGN}\n" @ONLY)
@@ -27,8 +28,12 @@ function(qvl_link_into_system component)
 endfunction()
 qvl_link_into_system(runtime-system share/man/man5)
 qvl_link_into_system(development-system share/man/man3)
+if(TARGET qvlpolicy)
+  qvl_link_into_system(policy-system share/man/man5)
+  qvl_link_into_system(policy_development-system share/man/man3)
+endif()
 if(QVL_BUILD_TOOLS)
-  qvl_link_into_system(tool-system bin share/man/man1 share/man/man5
+  qvl_link_into_system(tool-system bin share/man/man1
     share/bash-completion/completions share/zsh/site-functions)
 endif()
 if(TARGET qvl-onaccess)
@@ -48,9 +53,13 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${PROJECT_BINARY_DIR}/qvl")
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${PROJECT_BINARY_DIR}/qvl"
+  "${PROJECT_BINARY_DIR}/qvlpolicy")
 set(CPACK_DEBIAN_PACKAGE_SECTION libs)
 set(CPACK_COMPONENTS_ALL runtime runtime-system development development-system)
+if(TARGET qvlpolicy)
+  list(APPEND CPACK_COMPONENTS_ALL policy policy-system policy_development policy_development-system)
+endif()
 if(QVL_BUILD_TOOLS)
   list(APPEND CPACK_COMPONENTS_ALL tool tool-system)
 endif()
@@ -91,9 +100,30 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${same_runtime}")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Exclusion engine of a file scanner, for building hosts
  Headers, the CMake package, the pkg-config file and manual pages.")
 
+set(policy "libqvlpolicy${PROJECT_VERSION_MAJOR}")
+set(same_policy "${policy} (= ${PROJECT_VERSION})")
+
+set(CPACK_DEBIAN_POLICY_PACKAGE_NAME "${policy}")
+set(CPACK_DEBIAN_POLICY_PACKAGE_DEPENDS "${same_runtime}")
+set(CPACK_COMPONENT_POLICY_DESCRIPTION "Policies of an exclusion engine: from a file to answers
+ The shared library that reads policy files and answers from them, and their schema.")
+qvl_debian_file(policy/triggers "activate-noawait ldconfig")
+file(CHMOD "${PROJECT_BINARY_DIR}/debian/policy/triggers" PERMISSIONS OWNER_READ OWNER_WRITE
+  GROUP_READ WORLD_READ)
+set(CPACK_DEBIAN_POLICY_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/debian/policy/triggers")
+set(CPACK_DEBIAN_POLICY_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+
+set(CPACK_DEBIAN_POLICY_DEVELOPMENT_PACKAGE_NAME libqvlpolicy-dev)
+set(CPACK_DEBIAN_POLICY_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_POLICY_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_POLICY_DEVELOPMENT_PACKAGE_DEPENDS
+  "${same_policy}, libqvlscanavoidance-dev (= ${PROJECT_VERSION})")
+set(CPACK_COMPONENT_POLICY_DEVELOPMENT_DESCRIPTION "Policies of an exclusion engine, for hosts
+ Headers for C and C++, the CMake package, the pkg-config file and the manual page.")
+
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME qvlctl)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION admin)
-set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${same_runtime}")
+set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${same_runtime}, ${same_policy}")
 set(CPACK_COMPONENT_TOOL_DESCRIPTION "Asks, explains and audits what a policy excludes from scanning
  The command-line host of the exclusion engine.")
 
@@ -128,7 +158,7 @@ endif()
 
 include(CPack)
 # What is only for packages goes into the package of what it makes known.
-foreach(component IN ITEMS runtime development tool)
+foreach(component IN ITEMS runtime development policy policy_development tool)
   cpack_add_component_group(${component})
   cpack_add_component(${component} GROUP ${component})
   cpack_add_component(${component}-system GROUP ${component})

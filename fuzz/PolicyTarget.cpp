@@ -1,39 +1,25 @@
-// A policy file: read, built into an engine, and asked.
+// A policy: read, built into an engine, and asked.
 
-#include <unistd.h>
-
-#include <filesystem>
-#include <fstream>
+#include <qvlpolicy/Policy.h>
 
 #include "fuzz/Fuzz.h"
-#include "io/Trouble.h"
-#include "policy/Engine.h"
-#include "policy/PolicyReader.h"
-
-namespace {
-
-// A file of this process in the working directory.
-struct PolicyFile {
-  ~PolicyFile() { std::filesystem::remove(name); }
-  const std::string name = "fuzzed-policy-" + std::to_string(getpid()) + ".xml";
-};
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const PolicyFile file;
-  std::ofstream(file.name, std::ios::binary | std::ios::trunc) << QVL::Fuzz::textOf(data, size);
-  try {
-    qvlctl::Engine engine(qvlctl::readPolicy(file.name));
-    for (const char* const path : {"/tmp/a.log", "/Users/a/Library/Caches/b", ""}) {
-      QVL::LookupData request;
-      request.m_filePath = request.m_processName = path;
-      QVL::Fuzz::answerBothWays(request,
-                                [&](QVL::LookupData& lent) { return engine.isExcluded(lent); });
-    }
-  } catch (const qvlctl::Trouble& trouble) {
-    QVL::Fuzz::require(std::string(trouble.what()).find(file.name) != std::string::npos,
-                       "a message names the file", trouble.what());
+  const qvlpolicy::Loaded loaded =
+      qvlpolicy::Policy::parse(QVL::Fuzz::textOf(data, size), "policy.xml");
+  QVL::Fuzz::require((loaded.policy == nullptr) == !loaded.errors.empty(),
+                     "a policy is refused for an error", "");
+  for (const qvlpolicy::Problem& error : loaded.errors) {
+    QVL::Fuzz::require(!reasonOf(error).empty(), "an error says what is wrong", inWords(error));
+  }
+  if (!loaded.policy) return 0;
+  for (const char* const path : {"/tmp/a.log", "/Users/a/Library/Caches/b", ""}) {
+    const qvlpolicy::Question question = {path, path};
+    const qvlpolicy::Explanation explanation = loaded.policy->explain(question);
+    const qvlpolicy::Answer answer = loaded.policy->ask(question);
+    QVL::Fuzz::require(answer.isExcluded == explanation.isExcluded, "an explanation explains",
+                       path);
+    QVL::Fuzz::require(answer.dataSets == explanation.matched, "it names the data sets", path);
   }
   return 0;
 }

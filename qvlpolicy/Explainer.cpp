@@ -76,7 +76,10 @@ class Explainer::Evaluation {
     for (const unsigned int number : dataSetsIn(explainer.m_logic)) m_answers[number];
   }
 
-  // The value of a part, for which no more data sets are asked than needed.
+  // The value of a part, for which the data sets are asked that the engine asks, in its order. It
+  // takes the postfix form operator by operator: what is to the left and to the right of an
+  // operator has its value already, unless it is only a number; the left number is then looked up
+  // first, and the right one where the left value does not decide.
   bool evaluate(const LogicPart& part) {
     if (part.dataSet) {
       Asked& asked = m_answers[*part.dataSet];
@@ -85,9 +88,13 @@ class Explainer::Evaluation {
       return asked.matches;
     }
     if (part.parts.size() == 1) return !evaluate(part.parts[0]);
-    const bool left = evaluate(part.parts[0]);
-    if (isOr(part) == left) return left;
-    return evaluate(part.parts[1]);
+    const LogicPart& left = part.parts[0];
+    const LogicPart& right = part.parts[1];
+    bool leftValue = !left.dataSet && evaluate(left);
+    const bool rightValue = !right.dataSet && evaluate(right);
+    if (left.dataSet) leftValue = evaluate(left);
+    if (isOr(part) == leftValue) return leftValue;
+    return right.dataSet ? evaluate(right) : rightValue;
   }
 
   // The values of a part and of what it combines; true when anything of it was asked.

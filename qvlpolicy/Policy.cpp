@@ -31,6 +31,11 @@ QVL::LookupData& requestFor(const Question& question) {
   return request;
 }
 
+LoadOptions withToday(LoadOptions options) {
+  if (options.today.empty()) options.today = todayText();
+  return options;
+}
+
 // In the order of the files and of what is in them.
 void sort(std::vector<Problem>& problems, const Description& description) {
   const auto rank = [&](const Problem& problem) {
@@ -94,13 +99,13 @@ Policy::Policy(std::shared_ptr<const State> state) : m_state(std::move(state)) {
 Policy::~Policy() = default;
 
 Loaded Policy::load(const std::string& file, const LoadOptions& options) {
-  return State::made(readPolicyFile(file, options.today.empty() ? todayText() : options.today),
-                     options);
+  const LoadOptions dated = withToday(options);
+  return State::made(readPolicyFile(file, dated), dated);
 }
 
 Loaded Policy::parse(std::string_view text, const std::string& file, const LoadOptions& options) {
-  return State::made(
-      readPolicyText(text, file, options.today.empty() ? todayText() : options.today), options);
+  const LoadOptions dated = withToday(options);
+  return State::made(readPolicyText(text, file, dated), dated);
 }
 
 bool Policy::isExcluded(const Question& question) const {

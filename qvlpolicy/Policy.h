@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -65,6 +66,10 @@ struct LoadOptions {
   // Rules by age go by the times of the question and look at no file; where those are not given or
   // not known, the rule does not match. Questions then take turns where a rule by age is asked.
   bool timesAreGiven = false;
+
+  // Is called with each file that is included, as it was read: its name, as in Description::files,
+  // and its content. What it throws passes.
+  std::function<void(const std::string& file, std::string_view content)> onIncluded = nullptr;
 };
 
 // A policy that is ready to answer. Immutable: everything is built when it is loaded, and nothing

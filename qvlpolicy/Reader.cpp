@@ -92,7 +92,7 @@ struct Composition {
     Place place;
   };
 
-  std::string today;
+  const LoadOptions& options;
   Reading reading;
   std::map<std::string, Table> tables;
   std::vector<TableUse> uses;
@@ -522,6 +522,7 @@ class FileReader {
     }
     open.push_back(path);
     description.files.push_back(file);
+    if (m_composition.options.onIncluded) m_composition.options.onIncluded(file, *content);
     FileReader(m_composition, static_cast<std::uint32_t>(description.files.size() - 1), *content)
         .read();
     open.pop_back();
@@ -655,7 +656,7 @@ class FileReader {
 
   bool isDropped(const Metadata* metadata) {
     return m_composition.description().dropsExpired && metadata != nullptr &&
-           !metadata->expires.empty() && metadata->expires < m_composition.today;
+           !metadata->expires.empty() && metadata->expires < m_composition.options.today;
   }
 
   void closeLogic(const Open& open) {
@@ -737,9 +738,8 @@ void resolveTables(Composition& composition) {
   }
 }
 
-Reading readText(std::string_view text, const std::string& file, const std::string& today) {
-  Composition composition;
-  composition.today = today;
+Reading readText(std::string_view text, const std::string& file, const LoadOptions& options) {
+  Composition composition = {options, {}, {}, {}, {}, {}, false};
   composition.description().file = file;
   composition.description().files.push_back(file);
   composition.open.push_back(onePathOf(file));
@@ -783,9 +783,9 @@ Problem problemAt(const Description& description, const Place& place, std::strin
   return problem;
 }
 
-Reading readPolicyFile(const std::string& file, const std::string& today) {
+Reading readPolicyFile(const std::string& file, const LoadOptions& options) {
   const std::optional<std::string> content = contentOf(file);
-  if (content) return readText(*content, file, today);
+  if (content) return readText(*content, file, options);
   const std::string reason = std::generic_category().message(errno);
   Reading reading;
   reading.description.file = file;
@@ -796,8 +796,8 @@ Reading readPolicyFile(const std::string& file, const std::string& today) {
   return reading;
 }
 
-Reading readPolicyText(std::string_view text, const std::string& file, const std::string& today) {
-  return readText(text, file, today);
+Reading readPolicyText(std::string_view text, const std::string& file, const LoadOptions& options) {
+  return readText(text, file, options);
 }
 
 }  // namespace qvlpolicy

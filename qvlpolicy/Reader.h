@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "qvlpolicy/Description.h"
+#include "qvlpolicy/Policy.h"
 #include "qvlpolicy/Problem.h"
 
 namespace qvlpolicy {
@@ -18,9 +19,9 @@ struct Reading {
                                 // logic is not asked here
 };
 
-// `today` is the date against which expiry is held.
-Reading readPolicyFile(const std::string& file, const std::string& today);
-Reading readPolicyText(std::string_view text, const std::string& file, const std::string& today);
+// Of the options, that of today's date is set.
+Reading readPolicyFile(const std::string& file, const LoadOptions& options);
+Reading readPolicyText(std::string_view text, const std::string& file, const LoadOptions& options);
 
 // "data set 7", "data set 7, rule 5", "data set 7, keyword 2": elements by their indices.
 std::string elementInWords(const DataSet& dataSet);

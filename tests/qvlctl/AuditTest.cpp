@@ -560,6 +560,14 @@ TEST_F(Audit, IsEvidence) {
   EXPECT_EQ(json["policyVersion"], "1");
   EXPECT_EQ(json["tool"], (nlohmann::json{{"name", "qvlctl"}, {"version", QVLCTL_VERSION}}));
 
+  write("../part.xml", "<exclusion-policy version=\"1\"/>");
+  write("../whole.xml",
+        "<exclusion-policy version=\"1\"><logic>1</logic><include file=\"part.xml\"/>"
+        "</exclusion-policy>");
+  const std::string whole = lineOf({"sh", "-c", "cat ../whole.xml ../part.xml | sha256sum"});
+  EXPECT_NE(run({"audit", "-q", "-p", "../whole.xml", "."}).out.find("sha256:" + whole + '\n'),
+            std::string::npos);
+
   const std::string page = audit({"--format", "html", "."}).out;
   for (const std::string& shown :
        {host, "sha256:" + digest, json["created"].get<std::string>().substr(0, 15),

@@ -44,12 +44,13 @@ TEST_F(CommandLine, HelpsWithEveryCommand) {
               "  audit                   Walk folders: which files and how many bytes would go "
               "unscanned?\n"
               "  inventory               List files as qvl-fleet reads them: path, size, times\n"
+              "  show                    Print a policy as one file, with all it includes\n"
               "  trace-level             Show or set how much the library's trace file tells\n"
               "\n"
               "`qvlctl COMMAND --help` tells more about a command.\n",
               ""}));
   for (const char* const command :
-       {"lookup", "explain", "diff", "test", "lint", "audit", "inventory", "trace-level"}) {
+       {"lookup", "explain", "diff", "test", "lint", "audit", "inventory", "show", "trace-level"}) {
     const Result help = run({command, "--help"});
     EXPECT_EQ(help.status, 0);
     EXPECT_EQ(help.err, "");
@@ -124,7 +125,7 @@ TEST_F(QuietCommandLine, ThePolicyMayComeFromStandardInput) {
   EXPECT_EQ(run({"lookup", "-q", "-p", "-", "/skip/a"}, circumstances),
             (Result{0, "excluded  1        /skip/a\n", ""}));
   EXPECT_EQ(run({"lookup", "-p", "-", "/skip/a"}, circumstances).err,
-            "qvlctl: warning: standard input:1: logic: there is no data set 7; it counts as not "
+            "qvlctl: warning: standard input:1:31: logic: there is no data set 7; it counts as not "
             "matching\n");
   EXPECT_EQ(run({"lookup", "-q", "-p", "-"}, circumstances),
             (Result{2, "",
@@ -153,7 +154,7 @@ TEST_F(CommandLine, HelpThatCannotBeWrittenIsTrouble) {
 
 TEST_F(CommandLine, HelpFitsATerminal) {
   for (const char* const command :
-       {"lookup", "explain", "diff", "test", "lint", "audit", "inventory", "trace-level"}) {
+       {"lookup", "explain", "diff", "test", "lint", "audit", "inventory", "show", "trace-level"}) {
     const std::string help = run({command, "--help"}).out;
     for (std::size_t start = 0, end; (end = help.find('\n', start)) != std::string::npos;
          start = end + 1) {
@@ -172,13 +173,13 @@ TEST_F(CommandLine, MistakesAreTroubleAndNameTheHelp) {
     const char* error;
   } rows[] = {
       {{},
-       "qvlctl: expected a command: lookup, explain, diff, test, lint, audit, inventory or "
-       "trace-level\nTry "
+       "qvlctl: expected a command: lookup, explain, diff, test, lint, audit, inventory, "
+       "show or trace-level\nTry "
        "`qvlctl "
        "--help`.\n"},
       {{"ask"},
-       "qvlctl: expected a command: lookup, explain, diff, test, lint, audit, inventory or "
-       "trace-level. The "
+       "qvlctl: expected a command: lookup, explain, diff, test, lint, audit, inventory, "
+       "show or trace-level. The "
        "following "
        "argument "
        "was not "

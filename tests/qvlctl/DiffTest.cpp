@@ -398,7 +398,7 @@ TEST_F(Diff, MistakesInEitherPolicyAreTrouble) {
   const Result result = diff({}, "/a\n");
   EXPECT_EQ(result.status, 2);
   EXPECT_EQ(result.out, "");
-  EXPECT_EQ(result.err.substr(0, 25), "qvlctl: new.xml:1: logic:");
+  EXPECT_EQ(result.err.substr(0, 28), "qvlctl: new.xml:1:38: logic:");
 }
 
 }  // namespace

@@ -125,6 +125,7 @@ Rows needlessRules() {
   const std::vector<std::string> firstShadowed = {"warning shadowed 4"};
   const std::vector<std::string> secondShadowed = {"warning shadowed 5"};
   return {
+      {"1", two("file-path", ">/a/x", " expires='2020-01-01'>/a/y"), {"warning expired 5"}},
       {"1", two("file-path", ">/a/x", ">/a/x"), {"warning duplicate 5"}},
       {"1", two("file-type", ">exe", ">EXE"), {"warning duplicate 5"}},
       {"1", two("file-path", ">/a/x", " access='read'>/a/x"), {"error conflicting-rule 5"}},
@@ -269,9 +270,9 @@ Rows oddLogics() {
       {"1|2|3|9", three, {"warning no-such-data-set 2"}},
       {"!1|(2&amp;3)", three, {"warning true-without-match 2"}},
       {"(1|2)&amp;!3", three, {}},
-      {"1 2 3", three, {"error unusable 2"}},
-      {"1|2|a", three, {"error unusable 2"}},
-      {"(1|2|3", three, {"error unusable 2"}},
+      {"1 2 3", three, {"error logic 2"}},
+      {"1|2|a", three, {"error logic 2"}},
+      {"(1|2|3", three, {"error logic 2"}},
   };
 }
 
@@ -296,16 +297,21 @@ Rows unusablePolicies() {
       {"1", paths("/srv/(x"), {"error refused-rule 3"}},
       {"1", types("thirteenbytes"), {"error refused-rule 3"}},
       {"1", ages("24855"), {}},
-      {"1", ages("24856"), {"error age-overflow 3"}},
-      {"1", ages("1, 99999999999"), {"error age-overflow 3"}},
-      {"1", "<data-set number='x' kind='folder'/>", {"error unusable 3"}},
-      {"1", "<data-set number='1' kind='folders'/>", {"error unusable 3"}},
-      {"1", paths("/srv/x") + '\n' + paths("/srv/y"), {"error unusable 4"}},
+      {"1", ages("24856"), {"error schema 3"}},
+      {"1", ages("1, 99999999999"), {"error schema 3"}},
+      {"1", "<data-set number='x' kind='folder'/>", {"error schema 3"}},
+      {"1", "<data-set number='1' kind='folders'/>", {"error schema 3"}},
+      {"1", paths("/srv/x") + '\n' + paths("/srv/y"), {"error defined-twice 4"}},
       {"1",
        "<data-set number='1' kind='folder'>\n<rule "
        "of='creation'>/srv/x/</rule>\n<ruel/></data-set>",
-       {"error schema 4", "error unusable 5"}},
-      {"1", "<data-set number='1' kind='folder'>\xff</data-set>", {"error not-utf8 3"}},
+       {"error schema 4", "error schema 5"}},
+      {"1", "<data-set number='1' kind='folder'>\xff</data-set>", {"error encoding 3"}},
+      {"1", "<data-set number='1' kind='folder' name='a&b'/>", {"error not-xml 3"}},
+      {"1", "<include file='no.xml'/>", {"error include 3"}},
+      {"1",
+       "<data-set number='1' kind='folder' keywords='k'><rule>/srv/a/</rule></data-set>",
+       {"error no-such-keywords 3"}},
   };
 }
 
@@ -470,10 +476,18 @@ TEST_F(Lint, WritesJson) {
 TEST_F(Lint, TroubleIsNoFinding) {
   EXPECT_EQ(run({"lint", "-p", "none.xml"}),
             (Result{2, "", "qvlctl: cannot read none.xml: No such file or directory\n"}));
-  const Result result = lintPolicy("1&2", paths("/srv/x"));
-  EXPECT_EQ(result.status, 2);
-  EXPECT_EQ(result.out, "");
-  EXPECT_EQ(result.err.find("qvlctl: policy.xml: not well-formed XML."), 0u) << result.err;
+}
+
+TEST_F(Lint, ReadsStandardInput) {
+  Circumstances circumstances;
+  circumstances.input = "<exclusion-policy version='1'><logic>1&2</logic></exclusion-policy>";
+  EXPECT_EQ(run({"lint", "-p", "-", "--platform", "linux"}, circumstances),
+            (Result{2,
+                    "standard input:1:40: error: it is not well-formed XML: xmlParseEntityRef: no "
+                    "name [not-xml]\n"
+                    "    advice: write a literal & as &amp; and a literal < as &lt;\n"
+                    "-: 1 error, 0 warnings, 0 notes, on linux\n",
+                    ""}));
 }
 
 TEST_F(Lint, SamplePoliciesHaveNoWarnings) {

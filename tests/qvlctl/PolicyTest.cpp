@@ -175,7 +175,7 @@ TEST_F(Policy, WhitespaceBelongsToTheRuleAndIsTold) {
             (Result{0,
                     "scan      -        /a\n"
                     "excluded  1        /a \n",
-                    "qvlctl: warning: policy.xml:4: data set 1 (number 1), rule 1: the whitespace "
+                    "qvlctl: warning: policy.xml:4:1: data set 1, rule 1: the whitespace "
                     "at the end or the beginning is part of the rule; found \"/a \"\n"}));
 }
 
@@ -183,7 +183,7 @@ TEST_F(Policy, TheSameRuleTwiceIsTold) {
   EXPECT_EQ(
       ask("kind='file-type'", "<rule>txt</rule>\n<rule>o</rule>\n<rule>TXT</rule>", {"/a.txt"}),
       (Result{0, "excluded  1        /a.txt\n",
-              "qvlctl: warning: policy.xml:6: data set 1 (number 1), rule 3: the same rule as "
+              "qvlctl: warning: policy.xml:6:1: data set 1, rule 3: the same rule as "
               "rule 1\n"}));
 }
 
@@ -193,11 +193,11 @@ TEST_F(Policy, ANumberWithoutADataSetIsToldAndDoesNotMatch) {
   EXPECT_EQ(
       run({"lookup", "--policy", "policy.xml", "/a"}),
       (Result{1, "scan      -        /a\n",
-              "qvlctl: warning: policy.xml:1: logic: there is no data set 3; it counts as not "
+              "qvlctl: warning: policy.xml:1:31: logic: there is no data set 3; it counts as not "
               "matching\n"
-              "qvlctl: warning: policy.xml:1: logic: there is no data set 4; it counts as not "
+              "qvlctl: warning: policy.xml:1:31: logic: there is no data set 4; it counts as not "
               "matching\n"
-              "qvlctl: warning: policy.xml:1: logic: there is no data set 7; it counts as not "
+              "qvlctl: warning: policy.xml:1:31: logic: there is no data set 7; it counts as not "
               "matching\n"}));
 }
 
@@ -233,8 +233,8 @@ TEST_F(Policy, TenThousandRulesAreRead) {
   EXPECT_TRUE(excludes("kind='folder'", rules, {"/data/9999/x"}));
   EXPECT_FALSE(excludes("kind='folder'", rules, {"/data/10000/x"}));
   const Result result = ask("kind='folder'", rules + "<rule>/bad</rule>", {"/x"});
-  EXPECT_EQ(result.err.substr(0, 60),
-            "qvlctl: policy.xml:10004: data set 1 (number 1), rule 10001:");
+  const std::string beginning = "qvlctl: policy.xml:10004:1: data set 1, rule 10001: ";
+  EXPECT_EQ(result.err.substr(0, beginning.size()), beginning);
 }
 
 }  // namespace

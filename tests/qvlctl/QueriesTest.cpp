@@ -3,6 +3,7 @@
 #include "queries/Queries.h"
 
 #include <gtest/gtest.h>
+#include <qvlpolicy/Writer.h>
 
 #include <optional>
 #include <string>
@@ -32,6 +33,8 @@ DataSet dataSetOf(unsigned int number, Kind kind, const std::vector<Rule>& rules
 
 Policy policyOf(const std::string& logic, const std::vector<DataSet>& dataSets) {
   Policy policy;
+  policy.file = "policy.xml";
+  policy.files = {policy.file};
   policy.logic = logic;
   policy.dataSets = dataSets;
   return policy;
@@ -39,9 +42,9 @@ Policy policyOf(const std::string& logic, const std::vector<DataSet>& dataSets) 
 
 // The queries in words, a star behind those that stand for all other access types.
 Words queriesFor(const Policy& policy, const QueryLimits& limits = {}) {
-  Engine engine(policy);
+  Engine engine(qvlpolicy::Policy::parse(qvlpolicy::policyText(policy), "policy.xml").policy);
   Words words;
-  const Queries queries({{policy, engine}}, limits);
+  const Queries queries({{engine.policy().description(), engine}}, limits);
   for (const Query& query : queries.all()) {
     words.push_back(queryInWords(query) + (query.standsForOtherAccess ? " *" : ""));
   }
@@ -129,7 +132,7 @@ TEST(ProcessNames, AreWhatTheRuleMatches) {
   for (const auto& row : rows) {
     DataSet dataSet = dataSetOf(1, Kind::Process, {});
     dataSet.wildcards = row.wildcards;
-    dataSet.keywords.push_back({"%V%", {"[0-9]{2}", "two"}, 0});
+    dataSet.keywords.push_back({"%V%", {"[0-9]{2}", "two"}, {}});
     const std::optional<std::string> name = processNameFor(dataSet, ruleOf(row.text));
     EXPECT_EQ(name, row.name == nullptr ? std::nullopt : std::optional<std::string>(row.name))
         << row.text;

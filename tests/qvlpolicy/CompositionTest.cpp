@@ -5,6 +5,9 @@
 #include <qvlpolicy/Policy.h>
 
 #include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "tests/qvlpolicy/Policies.h"
 
@@ -33,6 +36,25 @@ TEST_F(Composition, TakesTheDataSetsOfIncludedFilesWhereTheyAreIncluded) {
               ElementsAre(path("main.xml"), path("parts/two.xml"), path("parts/four.xml")));
   EXPECT_EQ(description.dataSets[1].place.file, 2u);
   EXPECT_TRUE(loaded.policy->isExcluded({"/b/x", ""}));
+}
+
+TEST_F(Composition, HandsOverWhatItReadsOfIncludedFiles) {
+  const std::string two = policy("<include file=\"three.xml\"/>" + folderSet(2, "/b/"));
+  const std::string three = policy(folderSet(3, "/c/"));
+  write("main.xml", policy("<logic>1</logic>\n" + folderSet(1, "/a/") +
+                           "<include file=\"two.xml\"/><include file=\"no.xml\"/>"));
+  write("two.xml", two);
+  write("three.xml", three);
+  std::vector<std::pair<std::string, std::string>> files;
+  LoadOptions options;
+  options.onIncluded = [&](const std::string& file, std::string_view content) {
+    files.emplace_back(file, content);
+  };
+  EXPECT_FALSE(load("main.xml", options).policy);
+  EXPECT_THAT(files,
+              ElementsAre(std::pair(path("two.xml"), two), std::pair(path("three.xml"), three)));
+  options.onIncluded = [](const std::string&, std::string_view) { throw 7; };
+  EXPECT_THROW(load("main.xml", options), int);
 }
 
 TEST_F(Composition, RefusesWhatIncludesItself) {

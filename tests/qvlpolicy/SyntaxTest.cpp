@@ -1,5 +1,8 @@
 // One description of the syntax: schema and documentation are held to it.
 
+#include "qvlpolicy/Syntax.h"
+
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <libxml/parser.h>
 #include <libxml/relaxng.h>
@@ -15,6 +18,8 @@
 
 namespace qvlpolicy {
 namespace {
+
+using testing::HasSubstr;
 
 std::string contentOf(const std::string& name) {
   std::ifstream file(std::string(QVL_SOURCE_DIR) + '/' + name, std::ios::binary);
@@ -55,6 +60,14 @@ TEST(Syntax, TheSchemaIsMadeOfIt) {
   EXPECT_TRUE(contentOf("qvlpolicy/policy.rng") == schemaText())
       << "Make qvlpolicy/policy.rng this:\n"
       << schemaText();
+}
+
+TEST(Syntax, TheDocumentationShowsItsTables) {
+  const std::string document = contentOf("docs/policy-format.md");
+  for (const ElementSyntax& element : policySyntax()) {
+    if (element.attributes.empty()) continue;
+    EXPECT_THAT(document, HasSubstr("\n\n" + attributeTable(element.type) + "\n")) << element.name;
+  }
 }
 
 std::string dataSet(const std::string& attributes, const std::string& content = {}) {

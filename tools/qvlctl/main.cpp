@@ -53,7 +53,8 @@ class HelpFormatter : public CLI::Formatter {
 };
 
 constexpr const char* kExpectedCommand =
-    "expected a command: lookup, explain, diff, test, lint, audit, inventory or trace-level";
+    "expected a command: lookup, explain, diff, test, lint, audit, inventory, show or "
+    "trace-level";
 
 // Of which every command has the same.
 void addOutputOptions(CLI::App& command) {
@@ -142,6 +143,7 @@ int run(int argc, char** argv) {
   addLintCommand(app, action);
   addAuditCommand(app, action);
   addInventoryCommand(app, action);
+  addShowCommand(app, action);
   addTraceLevelCommand(app, action);
   for (CLI::App* const command : app.get_subcommands({})) {
     command->group("Commands");

@@ -67,7 +67,7 @@ Json dataSetsInJson(const Policy& policy, const AuditReport& report) {
     list.push_back({{"number", dataSet.number},
                     {"kind", kindName(dataSet.kind)},
                     {"name", dataSet.name},
-                    {"line", dataSet.line},
+                    {"line", dataSet.place.line},
                     {"skipped", inJson(report.skippedBy(dataSet.number))}});
   }
   return list;

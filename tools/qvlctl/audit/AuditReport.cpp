@@ -22,7 +22,7 @@ AuditReport::AuditReport(const PolicyInUse& inUse, const std::vector<Query>& que
       m_folderCount(folderCount),
       m_mayShowProgress(std::move(mayShowProgress)),
       m_tree(kTreeFolders),
-      m_ruleHits(inUse.policy, inUse.engine.logic(), queries),
+      m_ruleHits(inUse.engine, queries),
       m_progress(rootCount) {
   for (const Query& query : queries) m_queries.push_back({requestFor(query), false, {}});
 }

@@ -123,7 +123,8 @@ class AuditText {
       const DataSet& dataSet = m_subject.policy.dataSets[lines[i].dataSet];
       const Rule& rule = dataSet.rules[lines[i].rule];
       m_output.print("{}data set {}, rule {}{}: {}\n", beginning(lines[i]), dataSet.number,
-                     lines[i].rule + 1, rule.line > 0 ? fmt::format(", line {}", rule.line) : "",
+                     lines[i].rule + 1,
+                     rule.place.line > 0 ? fmt::format(", line {}", rule.place.line) : "",
                      ruleText(dataSet.kind, rule));
     }
     if (lines.size() > m_top) m_output.print("  and {} more\n", grouped(lines.size() - m_top));

@@ -4,7 +4,6 @@
 #define QVLCTL_AUDIT_EVIDENCE_H
 
 #include <string>
-#include <string_view>
 
 namespace qvlctl {
 
@@ -12,11 +11,11 @@ struct Evidence {
   std::string created;       // in UTC
   std::string host;          // empty when it has no name
   std::string toolVersion;   // of qvlctl
-  std::string policyDigest;  // SHA-256 of the policy file
+  std::string policyDigest;  // see PolicyFile
 };
 
 // Of now and of this machine.
-Evidence evidenceOf(std::string_view policyText);
+Evidence evidenceNow(std::string policyDigest);
 
 }  // namespace qvlctl
 

@@ -31,19 +31,19 @@ Possible collectAsked(const LogicPart& part, const std::function<Possible(unsign
 
 }  // namespace
 
-RuleHits::RuleHits(const Policy& policy, const LogicPart& logic, const std::vector<Query>& queries)
-    : m_policy(policy),
+RuleHits::RuleHits(const Engine& engine, const std::vector<Query>& queries)
+    : m_engine(engine),
+      m_policy(engine.policy().description()),
       m_queries(queries),
-      m_ofFile(policy.dataSets.size()),
-      m_ofProcesses(policy.dataSets.size()) {
-  for (std::size_t i = 0; i < policy.dataSets.size(); ++i) {
-    const DataSet& dataSet = policy.dataSets[i];
+      m_ofFile(m_policy.dataSets.size()),
+      m_ofProcesses(m_policy.dataSets.size()) {
+  for (std::size_t i = 0; i < m_policy.dataSets.size(); ++i) {
+    const DataSet& dataSet = m_policy.dataSets[i];
     m_indices.emplace(dataSet.number, i);
-    m_matchers.emplace_back(dataSet);
     m_hits.emplace_back(dataSet.rules.size());
     m_ofProcesses[i].resize(queries.size());
   }
-  findLeftOutRules(logic);
+  findLeftOutRules(engine.policy().logic());
 }
 
 void RuleHits::note(std::size_t query, QVL::LookupData& request, bool isSkipped) {
@@ -76,7 +76,7 @@ const std::vector<std::size_t>& RuleHits::rulesThatMatch(std::size_t dataSet, st
                                                          QVL::LookupData& request) {
   if (m_policy.dataSets[dataSet].kind == Kind::Process) return rulesOfProcesses(dataSet, query);
   std::optional<std::vector<std::size_t>>& known = m_ofFile[dataSet];
-  if (!known) known = m_matchers[dataSet].matching(request);
+  if (!known) known = m_engine.rulesThatMatch(dataSet, request);
   return *known;
 }
 
@@ -87,7 +87,7 @@ const std::vector<std::size_t>& RuleHits::rulesOfProcesses(std::size_t dataSet, 
   std::set<std::size_t> rules;
   const auto add = [&](const std::string& process) {
     request.m_processName = process;
-    for (const std::size_t rule : m_matchers[dataSet].matching(request)) rules.insert(rule);
+    for (const std::size_t rule : m_engine.rulesThatMatch(dataSet, request)) rules.insert(rule);
   };
   add(m_queries[query].process);
   for (const std::string& process : m_queries[query].alikeProcesses) add(process);

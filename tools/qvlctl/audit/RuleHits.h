@@ -14,9 +14,8 @@
 #include <vector>
 
 #include "audit/Tally.h"
-#include "policy/Logic.h"
+#include "policy/Engine.h"
 #include "policy/Policy.h"
-#include "policy/RuleMatcher.h"
 #include "queries/Queries.h"
 
 namespace qvlctl {
@@ -33,7 +32,7 @@ struct RuleHit {
 class RuleHits {
  public:
   // All of them have to outlive this.
-  RuleHits(const Policy& policy, const LogicPart& logic, const std::vector<Query>& queries);
+  RuleHits(const Engine& engine, const std::vector<Query>& queries);
 
   // Notes a request that has been answered, by the index of its query.
   void note(std::size_t query, QVL::LookupData& request, bool isSkipped);
@@ -60,10 +59,10 @@ class RuleHits {
   std::set<RulePlace> rulesWithinReach(const LogicPart& logic, std::optional<std::size_t> query);
   std::vector<std::size_t> rulesWithinReach(std::size_t dataSet, std::optional<std::size_t> query);
 
+  const Engine& m_engine;
   const Policy& m_policy;
   const std::vector<Query>& m_queries;
   std::map<unsigned int, std::size_t> m_indices;  // of data sets, by their numbers
-  std::vector<RuleMatcher> m_matchers;
   std::vector<std::vector<RuleHit>> m_hits;
   // By data set: what matches the current file.
   std::vector<std::optional<std::vector<std::size_t>>> m_ofFile;

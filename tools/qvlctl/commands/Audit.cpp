@@ -60,7 +60,7 @@ class Audit {
         m_missing(std::max<std::size_t>(options.top, 1)),
         m_roots(rootsOf(options.folders, m_missing)),
         m_question(options.question),
-        m_evidence(evidenceOf(m_question.policyText)),
+        m_evidence(evidenceNow(m_question.policyDigest)),
         m_queries({m_question.inUse()}, options.question.limits()),
         m_report(m_question.inUse(), m_queries.all(), m_missing, m_roots.size(), options.top,
                  [this] { m_progress->show(m_report); }) {}

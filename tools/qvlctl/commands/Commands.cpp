@@ -12,27 +12,14 @@
 #include "io/PathReader.h"
 #include "io/TraceLog.h"
 #include "io/Trouble.h"
-#include "policy/PolicyReader.h"
 
 namespace qvlctl {
 namespace {
 
 // The trace log starts with the library's first object.
-std::string readPolicyFirst(const PolicyOptions& options) {
+PolicyFile loadPolicyFirst(const PolicyOptions& options) {
   if (!options.trace) keepTraceLogSilent();
-  return readFile(options.policyFile == "-" ? "/dev/stdin" : options.policyFile);
-}
-
-// What messages call the policy.
-std::string nameOf(const std::string& policyFile) {
-  return policyFile == "-" ? "standard input" : policyFile;
-}
-
-void addPolicyOption(CLI::App& command, PolicyOptions& options) {
-  command
-      .add_option("-p,--policy", options.policyFile, "The policy: an XML file; `-`: standard input")
-      ->required()
-      ->type_name("FILE");
+  return loadPolicy(options.policyFile);
 }
 
 void addTraceOption(CLI::App& command, PolicyOptions& options) {
@@ -47,8 +34,14 @@ std::string checkAccess(const std::string& text) {
 
 }  // namespace
 
+void addPolicyOption(CLI::App& command, std::string& policyFile) {
+  command.add_option("-p,--policy", policyFile, "The policy: an XML file; `-`: standard input")
+      ->required()
+      ->type_name("FILE");
+}
+
 void addQuestionOptions(CLI::App& command, QuestionOptions& options) {
-  addPolicyOption(command, options);
+  addPolicyOption(command, options.policyFile);
   command
       .add_option("--process", options.process,
                   "Ask as if this process made the accesses: a name or a full path, as the scanner "
@@ -65,7 +58,7 @@ void addQuestionOptions(CLI::App& command, QuestionOptions& options) {
 }
 
 void addMatrixOptions(CLI::App& command, MatrixOptions& options) {
-  addPolicyOption(command, options);
+  addPolicyOption(command, options.policyFile);
   command
       .add_option("--process", options.processes,
                   "Ask as if this process made the accesses, \"\": none; may be repeated (default: "
@@ -96,14 +89,12 @@ QueryLimits MatrixOptions::limits() const {
   return limits;
 }
 
-Question::Question(const PolicyOptions& options)
-    : policyText(readPolicyFirst(options)),
-      policy(readPolicy(nameOf(options.policyFile), policyText)),
-      engine(policy) {
-  for (const Warning& warning : engine.warnings()) {
-    remark("warning: " + describe(policy.file, warning.position, warning.message));
-  }
-}
+Question::Question(const PolicyOptions& options) : Question(loadPolicyFirst(options)) {}
+
+Question::Question(PolicyFile read)
+    : policyDigest(std::move(read.digest)),
+      engine(std::move(read.loaded.policy)),
+      policy(engine.policy().description()) {}
 
 Question::Question(const QuestionOptions& options)
     : Question(static_cast<const PolicyOptions&>(options)) {

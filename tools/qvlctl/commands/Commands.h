@@ -31,7 +31,11 @@ void addTestCommand(CLI::App& app, Action& action);
 void addLintCommand(CLI::App& app, Action& action);
 void addAuditCommand(CLI::App& app, Action& action);
 void addInventoryCommand(CLI::App& app, Action& action);
+void addShowCommand(CLI::App& app, Action& action);
 void addTraceLevelCommand(CLI::App& app, Action& action);
+
+// Adds --policy.
+void addPolicyOption(CLI::App& command, std::string& policyFile);
 
 struct PolicyOptions {
   std::string policyFile;  // "-": standard input
@@ -64,10 +68,13 @@ struct Question {
 
   PolicyInUse inUse() { return {policy, engine}; }
 
-  const std::string policyText;  // the file's content
-  const Policy policy;
+  const std::string policyDigest;  // see PolicyFile
   Engine engine;
+  const Policy& policy;
   QVL::LookupData request;  // process and access type are filled in from QuestionOptions
+
+ private:
+  explicit Question(PolicyFile read);
 };
 
 // The paths that a command is asked about.

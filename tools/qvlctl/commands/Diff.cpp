@@ -48,7 +48,7 @@ class Side {
   PolicyInUse inUse() { return m_question.inUse(); }
 
   Explanation explain(const QVL::LookupData& request) {
-    if (!m_explainer) m_explainer.emplace(m_question.policy, m_question.engine);
+    if (!m_explainer) m_explainer.emplace(m_question.engine);
     return m_explainer->explain(request);
   }
 
@@ -186,8 +186,8 @@ class Diff : private TreeVisitor {
     const DataSet& dataSet = policy.dataSets[cause.dataSet];
     const std::string which = fmt::format("data set {}, ", dataSet.number);
     if (cause.rule) return which + ruleInWords(policy, dataSet, *cause.rule);
-    return which + fmt::format("{}{}: {}=\"yes\"", escaped(policy.file),
-                               dataSet.line > 0 ? fmt::format(":{}", dataSet.line) : "",
+    return which + fmt::format("{}{}: {}=\"yes\"", escaped(policy.files[dataSet.place.file]),
+                               dataSet.place.line > 0 ? fmt::format(":{}", dataSet.place.line) : "",
                                deciderName(cause.decider));
   }
 

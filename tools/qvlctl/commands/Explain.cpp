@@ -14,8 +14,6 @@
 #include "io/Files.h"
 #include "io/Json.h"
 #include "io/Output.h"
-#include "io/Unicode.h"
-#include "policy/Expression.h"
 #include "policy/RuleText.h"
 
 namespace qvlctl {
@@ -72,9 +70,7 @@ struct Age {
 class Explain {
  public:
   explicit Explain(const ExplainOptions& options)
-      : m_options(options),
-        m_question(options.question),
-        m_explainer(m_question.policy, m_question.engine) {}
+      : m_options(options), m_question(options.question), m_explainer(m_question.engine) {}
 
   int run() {
     forEachPath(
@@ -108,7 +104,7 @@ class Explain {
                                      verdictName(explanation.isExcluded)));
     m_output.print("  asked   {} by {}\n", accessName(request.m_accessType),
                    request.m_processName.empty() ? "no process" : escaped(request.m_processName));
-    if (findNonUtf8(request.m_filePath) != std::string::npos) {
+    if (qvlpolicy::findNonUtf8(request.m_filePath) != std::string::npos) {
       m_output.print(
           "  note    the path is not UTF-8, so that no file-path or folder rule matches it\n");
     }
@@ -143,6 +139,8 @@ class Explain {
                                   answer.wasAsked    ? ""
                                   : answer.isInLogic ? "; not asked"
                                                      : "; not in the logic")));
+    if (dataSet.metadata) m_output.print("    noted {}\n", metadataInWords(dataSet.metadata));
+    if (dataSet.isDropped) m_output.print("    it has expired, and the policy drops what has\n");
     if (dataSet.kind == Kind::FileAge) printAge();
     printDecider(dataSet, answer);
     for (const MatchingRule& match : answer.rules) printRule(dataSet, match);
@@ -151,7 +149,7 @@ class Explain {
   void printDecider(const DataSet& dataSet, const DataSetAnswer& answer) {
     switch (answer.decider) {
       case Decider::SwitchedOff:
-        m_output.print("    enabled=\"no\": never matches\n");
+        if (!dataSet.enabled) m_output.print("    enabled=\"no\": never matches\n");
         break;
       case Decider::AccessType:
         m_output.print("    check-access=\"{}\": does not match what is asked for {}\n",
@@ -202,6 +200,7 @@ class Explain {
                                                                             : rule.access),
           accessName(m_question.request.m_accessType));
     }
+    if (rule.metadata) m_output.print("      noted       {}\n", metadataInWords(rule.metadata));
     if (dataSet.kind == Kind::FileAge) return;
     m_output.print("      expression  {}{}\n", escapedPattern(expressionOf(dataSet, rule)),
                    dataSet.caseSensitive ? "" : "   in upper or lower case");
@@ -272,6 +271,7 @@ class Explain {
     json["kind"] = kindName(dataSet.kind);
     json["name"] = dataSet.name;
     json["caseSensitive"] = dataSet.caseSensitive;
+    if (dataSet.metadata) json["metadata"] = metadataInJson(dataSet.metadata);
     json["inLogic"] = answer.isInLogic;
     json["asked"] = answer.wasAsked;
     json["matches"] = answer.matches;

@@ -73,7 +73,7 @@ class Lint {
       const Colour colour = finding.severity == Severity::Note ? Colour::None : Colour::Excluded;
       m_output.print(
           "{}\n    advice: {}\n",
-          describe(m_options.policyFile, finding.position,
+          describe(finding.position,
                    fmt::format("{}: {} [{}]", m_output.coloured(colour, nameOf(finding.severity)),
                                finding.reason, finding.name)),
           finding.advice);
@@ -97,7 +97,9 @@ class Lint {
     for (const Finding& finding : m_report.findings) {
       json["findings"].push_back({{"name", finding.name},
                                   {"severity", nameOf(finding.severity)},
+                                  {"file", finding.position.file},
                                   {"line", finding.position.line},
+                                  {"column", finding.position.column},
                                   {"element", finding.position.element},
                                   {"reason", finding.reason},
                                   {"advice", finding.advice}});
@@ -116,9 +118,7 @@ void addLintCommand(CLI::App& app, Action& action) {
   CLI::App& command = *app.add_subcommand(
       "lint", "Look for rules that are too broad, never match, or mean something else");
   const auto options = std::make_shared<LintOptions>();
-  command.add_option("-p,--policy", options->policyFile, "The policy: an XML file")
-      ->required()
-      ->type_name("FILE");
+  addPolicyOption(command, options->policyFile);
   addFormatOption(command, options->format, {"text", "json"});
   addChoiceOption(command, "--platform", "NAME", options->platform, {"linux", "macos", "auto"},
                   "Where the policy is used, which decides what names of folders are only aliases "

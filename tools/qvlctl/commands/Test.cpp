@@ -118,7 +118,7 @@ class Test {
   }
 
   std::vector<std::string> rulesThatMatch(const QVL::LookupData& request) {
-    if (!m_explainer) m_explainer.emplace(m_question.policy, m_question.engine);
+    if (!m_explainer) m_explainer.emplace(m_question.engine);
     const Explanation explanation = m_explainer->explain(request);
     std::vector<std::string> rules;
     for (std::size_t i = 0; i < explanation.dataSets.size(); ++i) {

@@ -5,8 +5,7 @@
 
 namespace qvlctl {
 
-extern const char* const kAuditPage;     // embedded/audit.html
-extern const char* const kPolicySchema;  // embedded/policy.rng
+extern const char* const kAuditPage;  // embedded/audit.html
 
 }  // namespace qvlctl
 

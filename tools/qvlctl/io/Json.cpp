@@ -1,18 +1,19 @@
 #include "io/Json.h"
 
+#include <qvlpolicy/Text.h>
+
 #include "fmt/format.h"
-#include "io/Unicode.h"
 
 namespace qvlctl {
 
 void addText(Json& object, const std::string& name, std::string_view text) {
-  std::size_t wrong = findNonUtf8(text);
+  std::size_t wrong = qvlpolicy::findNonUtf8(text);
   if (wrong == std::string_view::npos) {
     object[name] = text;
     return;
   }
   std::string shown;
-  for (std::string_view rest = text; !rest.empty(); wrong = findNonUtf8(rest)) {
+  for (std::string_view rest = text; !rest.empty(); wrong = qvlpolicy::findNonUtf8(rest)) {
     shown += rest.substr(0, wrong);
     if (wrong == std::string_view::npos) break;
     shown += fmt::format("\\x{:02X}", static_cast<unsigned char>(rest[wrong]));

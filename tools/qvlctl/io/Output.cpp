@@ -14,60 +14,6 @@
 namespace qvlctl {
 namespace {
 
-bool isPlain(char c) {
-  return c >= 0x20 && c < 0x7f;
-}
-
-// The length in bytes of the printable UTF-8 character that `text` begins with; 0 when there is
-// none: overlong forms, surrogates and the second block of control characters included.
-std::size_t printableCharacter(std::string_view text) {
-  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  const unsigned char lead = byte(0);
-  std::size_t length = 0;
-  std::uint32_t least = 0;
-  std::uint32_t code = 0;
-  if (lead >= 0xc2 && lead <= 0xdf) {
-    length = 2, least = 0xa0, code = lead & 0x1fu;
-  } else if (lead >= 0xe0 && lead <= 0xef) {
-    length = 3, least = 0x800, code = lead & 0x0fu;
-  } else if (lead >= 0xf0 && lead <= 0xf4) {
-    length = 4, least = 0x10000, code = lead & 0x07u;
-  } else {
-    return isPlain(text[0]) ? 1 : 0;
-  }
-  if (text.size() < length) return 0;
-  for (std::size_t i = 1; i < length; ++i) {
-    if ((byte(i) & 0xc0) != 0x80) return 0;
-    code = code << 6 | (byte(i) & 0x3fu);
-  }
-  const bool isSurrogate = code >= 0xd800 && code <= 0xdfff;
-  return code < least || code > 0x10ffff || isSurrogate ? 0 : length;
-}
-
-// With every backslash shown as `backslash`.
-std::string escapedWith(std::string_view text, const char* backslash) {
-  std::string result;
-  while (!text.empty()) {
-    const std::size_t length = printableCharacter(text);
-    const char c = text.front();
-    if (c == '\\') {
-      result += backslash;
-    } else if (length > 0) {
-      result.append(text.substr(0, length));
-    } else if (c == '\n') {
-      result += "\\n";
-    } else if (c == '\t') {
-      result += "\\t";
-    } else if (c == '\r') {
-      result += "\\r";
-    } else {
-      result += fmt::format("\\x{:02X}", static_cast<unsigned char>(c));
-    }
-    text.remove_prefix(std::max<std::size_t>(length, 1));
-  }
-  return result;
-}
-
 bool mayUseColour() {
   const std::string& choice = outputChoices().colour;
   if (choice != "auto") return choice == "always";
@@ -77,38 +23,6 @@ bool mayUseColour() {
 }
 
 }  // namespace
-
-std::string escaped(std::string_view text) {
-  const bool isUnchanged =
-      std::all_of(text.begin(), text.end(), [](char c) { return isPlain(c) && c != '\\'; });
-  return isUnchanged ? std::string(text) : escapedWith(text, "\\\\");
-}
-
-std::string escapedPattern(std::string_view text) {
-  return escapedWith(text, "\\");
-}
-
-std::string inQuotes(std::string_view text) {
-  constexpr std::size_t kLongest = 200;
-  if (text.size() <= kLongest) return '"' + escaped(text) + '"';
-  return fmt::format("\"{}...\" ({} bytes)", escaped(text.substr(0, kLongest)),
-                     grouped(text.size()));
-}
-
-std::string trimmed(std::string_view text) {
-  static constexpr const char* kWhitespace = " \t\r\n";
-  const std::size_t first = std::min(text.find_first_not_of(kWhitespace), text.size());
-  return std::string(text.substr(first, text.find_last_not_of(kWhitespace) + 1 - first));
-}
-
-std::string grouped(std::uint64_t number) {
-  std::string digits = std::to_string(number);
-  for (std::size_t i = digits.size(); i > 3;) {
-    i -= 3;
-    digits.insert(i, 1, ',');
-  }
-  return digits;
-}
 
 std::string readableSize(std::uint64_t bytes) {
   if (bytes < 1024) return counted(bytes, "byte", "bytes");

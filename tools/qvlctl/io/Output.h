@@ -3,6 +3,8 @@
 #ifndef QVLCTL_IO_OUTPUT_H
 #define QVLCTL_IO_OUTPUT_H
 
+#include <qvlpolicy/Text.h>
+
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -12,21 +14,11 @@
 
 namespace qvlctl {
 
-// A text of any bytes as one printable line: what is no UTF-8, and control characters, become \xNN
-// (or \n, \t, \r), a backslash is doubled. Unambiguous: equal results mean equal texts.
-std::string escaped(std::string_view text);
-
-// The same but for backslashes, which stay single: a rule or an expression reads as it is written.
-std::string escapedPattern(std::string_view text);
-
-// The text escaped and in double quotes, for messages; of a long one the beginning and its size.
-std::string inQuotes(std::string_view text);
-
-// The text without blanks, tabs and line breaks at its beginning and its end.
-std::string trimmed(std::string_view text);
-
-// 1234567 as "1,234,567".
-std::string grouped(std::uint64_t number);
+using qvlpolicy::escaped;
+using qvlpolicy::escapedPattern;
+using qvlpolicy::grouped;
+using qvlpolicy::inQuotes;
+using qvlpolicy::trimmed;
 
 // A number of bytes as "12 bytes", "1.5 KiB", "3.4 GiB".
 std::string readableSize(std::uint64_t bytes);

@@ -4,64 +4,31 @@
 #include <cstddef>
 #include <iterator>
 #include <string_view>
+#include <tuple>
 #include <utility>
 #include <vector>
 
-#include "fmt/format.h"
-#include "io/Files.h"
-#include "io/Output.h"
-#include "io/Unicode.h"
-#include "io/XmlFile.h"
 #include "lint/LogicChecks.h"
 #include "lint/RuleChecks.h"
-#include "lint/SchemaCheck.h"
-#include "policy/ElementStarts.h"
-#include "policy/Engine.h"
-#include "policy/PolicyReader.h"
+#include "policy/Policy.h"
 
 namespace qvlctl {
 namespace {
 
-constexpr const char* kFormat = "docs/policy-format.md tells what may stand where";
-
-Finding findingFrom(const PolicyTrouble& trouble) {
-  return {"unusable", Severity::Error, trouble.position, trouble.reason, kFormat};
+const char* adviceFor(std::string_view name) {
+  if (name == "not-xml") return "write a literal & as &amp; and a literal < as &lt;";
+  if (name == "encoding") return "write the file in UTF-8";
+  if (name == "conflicting-rule") return "put it into a data set of its own";
+  if (name == "refused-rule") return "docs/writing-exclusions.md tells what patterns match";
+  return "docs/policy-format.md tells what may stand where";
 }
 
-// The engine multiplies in 32 bits.
-Findings checkDays(XmlFile& xml) {
-  constexpr unsigned int kMaxDays = 24855;
-  Findings findings;
-  const ElementStarts starts = findElementStarts(xml.text());
-  auto start = starts.elements.begin();
-  const auto rows =
-      xml.document().getXPathAllElementAttribute("/exclusion-policy/data-set", "rule", "days");
-  std::size_t dataSet = 0;
-  for (const std::vector<std::string>& row : rows) {
-    for (std::size_t i = 0; i < row.size(); ++i) {
-      start = std::find_if(start, starts.elements.end(),
-                           [](const ElementStart& one) { return one.name == "rule"; });
-      const std::size_t line = start == starts.elements.end() ? 0 : (start++)->line;
-      for (std::string_view rest = row[i]; !rest.empty();) {
-        const std::size_t end = std::min(rest.find(','), rest.size());
-        const std::string days = trimmed(rest.substr(0, end));
-        rest.remove_prefix(std::min(end + 1, rest.size()));
-        if (days.empty() || days.find_first_not_of("0123456789") != std::string::npos) continue;
-        const std::optional<unsigned int> count = parseNumber(days);
-        if (count && *count <= kMaxDays) continue;
-        findings.push_back(
-            {"age-overflow",
-             Severity::Error,
-             {line, fmt::format("{}, rule {}", dataSetInWords(dataSet, ""), i + 1)},
-             fmt::format("{} days are more than {}, the most that the engine can count", days,
-                         kMaxDays),
-             "write a smaller number; 24855 days are 68 years"});
-        break;
-      }
-    }
-    ++dataSet;
-  }
-  return findings;
+Finding findingFrom(const Problem& error) {
+  return {error.name,
+          Severity::Error,
+          {error.file, error.line, error.column, error.element},
+          qvlpolicy::reasonOf(error),
+          adviceFor(error.name)};
 }
 
 Platform guessPlatform(const Policy& policy) {
@@ -85,46 +52,12 @@ Platform guessPlatform(const Policy& policy) {
   return count(kLinux) > count(kMacOs) ? Platform::Linux : Platform::MacOs;
 }
 
-// The logic by itself, without rules that the engine may refuse.
-std::optional<LogicPart> readLogic(const Policy& policy, Findings& findings) {
-  Policy bare = policy;
-  for (DataSet& dataSet : bare.dataSets) {
-    dataSet.rules.clear();
-    dataSet.keywords.clear();
-  }
-  try {
-    return Engine(bare).logic();
-  } catch (const PolicyTrouble& trouble) {
-    findings.push_back(findingFrom(trouble));
-    return std::nullopt;
-  }
-}
-
 void append(Findings& findings, Findings more) {
   std::move(more.begin(), more.end(), std::back_inserter(findings));
 }
 
-// Adds what is wrong with a policy that cannot be read, in place of what the schema has to say of
-// that line or of no line.
-void addUnusable(Findings& findings, const PolicyTrouble& trouble) {
-  const auto isOfSchema = [](const Finding& finding) {
-    return std::string_view(finding.name) == "schema";
-  };
-  const auto isThere = [&](const Finding& finding) {
-    return finding.position.line == trouble.position.line;
-  };
-  const bool isNamed = std::any_of(findings.begin(), findings.end(), [&](const Finding& finding) {
-    return isThere(finding) && !isOfSchema(finding);
-  });
-  const auto saysLess = [&](const Finding& finding) {
-    return isOfSchema(finding) && (isThere(finding) || finding.position.line == 0);
-  };
-  findings.erase(std::remove_if(findings.begin(), findings.end(), saysLess), findings.end());
-  if (!isNamed) findings.push_back(findingFrom(trouble));
-}
-
 void checkPolicy(const Policy& policy, LintReport& report) {
-  const std::optional<LogicPart> logic = readLogic(policy, report.findings);
+  const std::optional<LogicPart> logic = qvlpolicy::parseLogic(policy.logic);
   if (logic) append(report.findings, checkLogic(policy, *logic));
   for (std::size_t i = 0; i < policy.dataSets.size(); ++i) {
     const Role role = logic ? roleOf(policy.dataSets[i].number, *logic) : Role::Hinders;
@@ -132,36 +65,29 @@ void checkPolicy(const Policy& policy, LintReport& report) {
   }
 }
 
+// Where a finding stands among those of all files.
+std::tuple<std::size_t, std::size_t, std::size_t> orderOf(const std::vector<std::string>& files,
+                                                          const Position& position) {
+  const auto file = std::find(files.begin(), files.end(), position.file);
+  return {static_cast<std::size_t>(file - files.begin()), position.line, position.column};
+}
+
 }  // namespace
 
 LintReport lint(const std::string& file, std::optional<Platform> platform) {
   LintReport report = {platform.value_or(Platform::MacOs), {}};
   Findings& findings = report.findings;
-  const std::string text = readFile(file);
-  const std::size_t wrong = findNonUtf8(text);
-  if (wrong != std::string::npos) {
-    const auto end = text.begin() + static_cast<std::ptrdiff_t>(wrong);
-    const auto line = static_cast<std::size_t>(1 + std::count(text.begin(), end, '\n'));
-    findings.push_back({"not-utf8",
-                        Severity::Error,
-                        {line, ""},
-                        fmt::format("the byte {} belongs to no UTF-8 character",
-                                    escaped(std::string_view(text).substr(wrong, 1))),
-                        "write the file in UTF-8"});
-    return report;
+  const qvlpolicy::Loaded loaded = readPolicy(file).loaded;
+  for (const Problem& error : loaded.errors) {
+    findings.push_back(findingFrom(error));
   }
-  XmlFile xml(file, text);
-  append(findings, checkSchema(text));
-  append(findings, checkDays(xml));
-  try {
-    const Policy policy = readPolicy(file, text);
-    if (!platform) report.platform = guessPlatform(policy);
-    checkPolicy(policy, report);
-  } catch (const PolicyTrouble& trouble) {
-    addUnusable(findings, trouble);
-  }
-  std::stable_sort(findings.begin(), findings.end(), [](const Finding& a, const Finding& b) {
-    return a.position.line < b.position.line;
+  // What the engine refuses leaves the rest of a policy to be looked at.
+  if (!loaded.description) return report;
+  const Policy& policy = *loaded.description;
+  if (!platform) report.platform = guessPlatform(policy);
+  checkPolicy(policy, report);
+  std::stable_sort(findings.begin(), findings.end(), [&](const Finding& a, const Finding& b) {
+    return orderOf(policy.files, a.position) < orderOf(policy.files, b.position);
   });
   return report;
 }

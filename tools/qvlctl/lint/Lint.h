@@ -7,7 +7,7 @@
 #include <string>
 
 #include "lint/Finding.h"
-#include "policy/Aliases.h"
+#include "policy/Policy.h"
 
 namespace qvlctl {
 
@@ -18,7 +18,7 @@ struct LintReport {
 
 // Reads a policy and says what is wrong or odd about it. Without a platform, the one whose folders
 // the rules name. An error hides what is only found in a policy that can be read. Throws Trouble
-// when the file cannot be read or is no XML.
+// when the file cannot be read.
 LintReport lint(const std::string& file, std::optional<Platform> platform);
 
 }  // namespace qvlctl

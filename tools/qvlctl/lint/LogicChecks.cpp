@@ -60,7 +60,7 @@ Role roleOf(unsigned int dataSet, const LogicPart& logic) {
 
 Findings checkLogic(const Policy& policy, const LogicPart& logic) {
   Findings findings;
-  const Position position = {policy.logicLine, "logic"};
+  const Position position = positionOfLogic(policy);
   if (mixesOperators(policy.logic)) {
     findings.push_back({"mixed-operators", Severity::Warning, position,
                         fmt::format("& and | bind alike and group from the left: {} means {}",
@@ -72,7 +72,7 @@ Findings checkLogic(const Policy& policy, const LogicPart& logic) {
                         "it is true when no data set matches: files that no rule names are skipped",
                         "combine what is negated with something that has to match, such as 1&!2"});
   }
-  const std::vector<unsigned int> numbers = dataSetsIn(logic);
+  const std::vector<unsigned int> numbers = qvlpolicy::dataSetsIn(logic);
   const std::vector<DataSet>& dataSets = policy.dataSets;
   for (const unsigned int number : numbers) {
     const bool exists = std::any_of(dataSets.begin(), dataSets.end(),

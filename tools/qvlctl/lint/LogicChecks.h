@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "lint/Finding.h"
-#include "policy/Logic.h"
 #include "policy/Policy.h"
 
 namespace qvlctl {

@@ -66,6 +66,13 @@ std::optional<Pattern> Pattern::of(const DataSet& dataSet, const Rule& rule) {
   if (dataSet.kind == Kind::Folder) {
     add(rule.includeSubfolders ? Type::Anything : Type::Component);
   }
+  bool isInRun = false;
+  for (const Token& token : pattern.m_tokens) {
+    const bool isCharacter = token.type == Type::Character;
+    if (isCharacter && !isInRun) pattern.m_runs.emplace_back();
+    if (isCharacter) pattern.m_runs.back() += token.character;
+    isInRun = isCharacter;
+  }
   return pattern;
 }
 

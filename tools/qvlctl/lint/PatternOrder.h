@@ -21,6 +21,10 @@ class Pattern {
   // Does this one match everything that `narrow` does? True is certain; false may be wrong.
   bool covers(const Pattern& narrow) const;
 
+  // The runs of characters between wildcards and keywords. Of a pattern that covers another one
+  // each is a part of one of the other's.
+  const std::vector<std::string>& runs() const { return m_runs; }
+
  private:
   enum class Type {
     Character,     // this byte
@@ -44,6 +48,7 @@ class Pattern {
   static bool mayTake(const Token& wide, const Token& narrow);
 
   std::vector<Token> m_tokens;
+  std::vector<std::string> m_runs;
 };
 
 }  // namespace qvlctl

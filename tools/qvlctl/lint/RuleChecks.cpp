@@ -3,7 +3,9 @@
 #include <qvl/qvl.h>
 
 #include <algorithm>
-#include <exception>
+#include <functional>
+#include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,12 +14,10 @@
 
 #include "fmt/format.h"
 #include "io/Output.h"
-#include "io/Unicode.h"
 #include "lint/Backtracking.h"
-#include "lint/PatternOrder.h"
 #include "lint/Reach.h"
+#include "lint/Shadows.h"
 #include "policy/Engine.h"
-#include "policy/Expression.h"
 #include "policy/RuleText.h"
 
 namespace qvlctl {
@@ -135,6 +135,7 @@ class DataSetCheck {
   // ---- The data set ----
 
   void checkSwitches() {
+    checkExpiry(m_dataSet.metadata);
     const bool hasSwitchedMatches = m_dataSet.matchAnything || m_dataSet.matchEmptyInput;
     if (!m_dataSet.enabled) {
       add("data-set-off", Severity::Note, "it is switched off and never matches",
@@ -200,26 +201,33 @@ class DataSetCheck {
   }
 
   void checkNormalisation(const std::string& text) {
-    if (composed(text) == text) return;
+    if (qvlpolicy::composed(text) == text) return;
     warn("not-nfc",
          fmt::format(
              "letters and accents in {} are apart (not in normalisation form C); a path that "
              "has them composed does not match, though it looks the same",
              inQuotes(text)),
          fmt::format("write {}, or both if files may be named either way",
-                     inQuotes(composed(text))));
+                     inQuotes(qvlpolicy::composed(text))));
   }
 
   // ---- Rules ----
 
+  // Dates compare as texts.
+  void checkExpiry(const std::shared_ptr<const qvlpolicy::Metadata>& metadata) {
+    if (!metadata || metadata->expires.empty() || metadata->expires >= m_today) return;
+    warn("expired",
+         fmt::format("it has expired on {}, and {}", metadata->expires,
+                     m_policy.dropsExpired ? "the policy drops what has" : "still excludes"),
+         "remove it, or give it another date");
+  }
+
   void checkRule(const Rule& rule) {
+    checkExpiry(rule.metadata);
     try {
       makeRule(m_dataSet, rule);
-    } catch (const QVL::QVLException& exception) {
-      add("refused-rule", Severity::Error,
-          fmt::format("{} The rule is {}", exception.m_message, inQuotes(rule.text)),
-          fmt::format("expected {}", expectedText(m_dataSet.kind)));
-      return;
+    } catch (const QVL::QVLException&) {
+      return;  // told with the errors
     }
     checkReach(rule);
     if (m_dataSet.kind == Kind::FileAge) {
@@ -357,7 +365,7 @@ class DataSetCheck {
   }
 
   void checkAlias(const std::string& text) {
-    const std::optional<std::string> real = realName(m_platform, text);
+    const std::optional<std::string> real = qvlpolicy::realName(m_platform, text);
     if (!real) return;
     warn("alias-path",
          fmt::format("on {} {} is another name for {}, and the scanner asks for the real one",
@@ -431,65 +439,35 @@ class DataSetCheck {
 
   // ---- Rules against each other ----
 
-  static bool fitsAllAccessesOf(const DataSet& dataSet, const Rule& wide, const Rule& narrow) {
-    return dataSet.accessCheck != DataSet::AccessCheck::ByRule || wide.access == QVL::AnyAccess ||
-           wide.access == narrow.access;
-  }
-
   void checkPairs() {
     const std::vector<Rule>& rules = m_dataSet.rules;
-    std::vector<std::optional<Pattern>> patterns;
-    for (const Rule& rule : rules) patterns.push_back(Pattern::of(m_dataSet, rule));
+    const std::vector<std::optional<std::size_t>> shadows = rulesInShadow(m_dataSet);
     for (std::size_t i = 0; i < rules.size(); ++i) {
       m_position = positionOfRule(m_policy, m_index, i);
-      if (isSameAsEarlier(i)) continue;
-      for (std::size_t j = 0; j < rules.size(); ++j) {
-        if (i == j || haveSameKey(m_dataSet.kind, rules[i], rules[j]) ||
-            !covers(rules, patterns, j, i))
-          continue;
-        // Of two that cover each other the first stays.
-        if (i < j && covers(rules, patterns, i, j)) continue;
-        warn("shadowed",
-             fmt::format("everything that it matches, rule {} matches as well: {}", j + 1,
-                         ruleText(m_dataSet.kind, rules[j])),
-             "remove it, or narrow the other one");
-        break;
-      }
+      if (isSameAsEarlier(i) || !shadows[i]) continue;
+      warn("shadowed",
+           fmt::format("everything that it matches, rule {} matches as well: {}", *shadows[i] + 1,
+                       ruleText(m_dataSet.kind, rules[*shadows[i]])),
+           "remove it, or narrow the other one");
     }
   }
 
   bool isSameAsEarlier(std::size_t index) {
     const std::vector<Rule>& rules = m_dataSet.rules;
-    for (std::size_t j = 0; j < index; ++j) {
-      if (!haveSameKey(m_dataSet.kind, rules[j], rules[index])) continue;
-      if (excludeTheSame(m_dataSet, rules[j], rules[index])) {
-        warn("duplicate", fmt::format("the same rule as rule {}", j + 1), "remove one");
-      } else {
-        add("conflicting-rule", Severity::Error,
-            fmt::format(
-                "a data set keeps one rule for each text, and rule {} has this one with other "
-                "attributes",
-                j + 1),
-            "put it into a data set of its own");
-      }
-      return true;
+    const auto [earlier, isNew] = m_byKey.emplace(rules[index].text, index);
+    if (isNew) return false;
+    // A rule with other attributes is refused, and told with the errors.
+    if (haveTheSameEffect(m_dataSet, rules[earlier->second], rules[index])) {
+      warn("duplicate", fmt::format("the same rule as rule {}", earlier->second + 1), "remove one");
     }
-    return false;
+    return true;
   }
 
-  bool covers(const std::vector<Rule>& rules, const std::vector<std::optional<Pattern>>& patterns,
-              std::size_t wide, std::size_t narrow) const {
-    if (!fitsAllAccessesOf(m_dataSet, rules[wide], rules[narrow])) return false;
-    if (m_dataSet.kind == Kind::FileAge) {
-      return rules[wide].text.front() == rules[narrow].text.front() &&
-             leastDays(rules[wide]) <= leastDays(rules[narrow]);
-    }
-    return patterns[wide] && patterns[narrow] && patterns[wide]->covers(*patterns[narrow]);
-  }
+  using KeyOrder = std::function<bool(const std::string&, const std::string&)>;
 
-  static unsigned int leastDays(const Rule& rule) {
-    const std::vector<unsigned int> days = daysOf(rule);
-    return *std::min_element(days.begin(), days.end());
+  static KeyOrder keyOrderOf(Kind kind) {
+    if (kind == Kind::FileType) return QVL::FileTypeAvoidanceDuplicateKey();
+    return std::less<std::string>();
   }
 
   const Policy& m_policy;
@@ -497,6 +475,8 @@ class DataSetCheck {
   const DataSet& m_dataSet;
   const Role m_role;
   const Platform m_platform;
+  std::map<std::string, std::size_t, KeyOrder> m_byKey{keyOrderOf(m_dataSet.kind)};
+  const std::string m_today = qvlpolicy::todayText();
   Position m_position;
   Findings m_findings;
 };

@@ -7,7 +7,6 @@
 
 #include "lint/Finding.h"
 #include "lint/LogicChecks.h"
-#include "policy/Aliases.h"
 #include "policy/Policy.h"
 
 namespace qvlctl {

@@ -1,110 +1,96 @@
-// A policy as its file tells it, before the engine's objects are made from it.
+// The words of the policy library that the commands use, and its errors as this program ends with
+// them.
 
 #ifndef QVLCTL_POLICY_POLICY_H
 #define QVLCTL_POLICY_POLICY_H
 
-#include <qvl/qvl.h>
+#include <qvlpolicy/Aliases.h>
+#include <qvlpolicy/Description.h>
+#include <qvlpolicy/Explanation.h>
+#include <qvlpolicy/Patterns.h>
+#include <qvlpolicy/Policy.h>
+#include <qvlpolicy/Problem.h>
 
 #include <cstddef>
-#include <optional>
+#include <memory>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "io/Trouble.h"
 
 namespace qvlctl {
 
-// The kinds of data set and of the rules in it.
-enum class Kind { FilePath, Folder, Process, FileType, FileAge };
-
-inline constexpr Kind kAllKinds[] = {Kind::FilePath, Kind::Folder, Kind::Process, Kind::FileType,
-                                     Kind::FileAge};
-
-// The name of a kind in policy files.
-const char* kindName(Kind kind);
-
-// The number behind a decimal text, if it is one that fits into 32 bits.
-std::optional<unsigned int> parseNumber(std::string_view text);
-
-// The access type behind "read", "write", "any" or a decimal number.
-std::optional<QVL::AccessTypes> parseAccess(std::string_view text);
-
-// The reverse of parseAccess.
-std::string accessName(QVL::AccessTypes access);
+using qvlpolicy::accessName;
+using qvlpolicy::DataSet;
+using qvlpolicy::DataSetAnswer;
+using qvlpolicy::Decider;
+using qvlpolicy::deciderName;
+using qvlpolicy::Difference;
+using qvlpolicy::differenceName;
+using qvlpolicy::Explanation;
+using qvlpolicy::expressionOf;
+using qvlpolicy::fitsAccess;
+using qvlpolicy::haveSameKey;
+using qvlpolicy::haveTheSameEffect;
+using qvlpolicy::kAllKinds;
+using qvlpolicy::Keyword;
+using qvlpolicy::keywordsIn;
+using qvlpolicy::Kind;
+using qvlpolicy::kindName;
+using qvlpolicy::LogicPart;
+using qvlpolicy::makeRule;
+using qvlpolicy::MatchingRule;
+using qvlpolicy::NearRule;
+using qvlpolicy::parseAccess;
+using qvlpolicy::parseNumber;
+using qvlpolicy::PartAnswer;
+using qvlpolicy::Place;
+using qvlpolicy::Platform;
+using qvlpolicy::Problem;
+using qvlpolicy::Rule;
+using Policy = qvlpolicy::Description;
 
 inline constexpr const char* kAccessChoice =
     "read, write, any or a whole number from 0 to 4294967295";
 
-struct Rule {
-  std::string text;  // as the engine gets it, whitespace included
-  QVL::AccessTypes access = QVL::AnyAccess;
-  bool includeSubfolders = true;             // folder rules
-  std::optional<std::string> defaultFolder;  // process rules
-  std::size_t line = 0;                      // in the policy file, 1 the first; 0: not known
-};
-
-struct Keyword {
-  std::string name;
-  std::vector<std::string> values;
-  std::size_t line = 0;
-};
-
-struct DataSet {
-  // Who compares a request's access type.
-  enum class AccessCheck { ByRule, AtDataSet, Never };
-
-  unsigned int number = 0;
-  Kind kind = Kind::FilePath;
-  std::string name;  // for people; may be empty
-  bool enabled = true;
-  bool matchAnything = false;
-  bool matchEmptyInput = false;
-  bool caseSensitive = true;
-  bool wildcards = true;
-  AccessCheck accessCheck = AccessCheck::ByRule;
-  QVL::AccessTypes access = QVL::AnyAccess;  // of AccessCheck::AtDataSet
-  std::vector<Keyword> keywords;
-  std::vector<Rule> rules;
-  std::size_t line = 0;
-};
-
-struct Policy {
-  std::string file;
-  std::string logic;  // as written
-  std::size_t logicLine = 0;
-  std::vector<DataSet> dataSets;  // in the order of the file; numbers are unique
-};
-
-// A place in a policy file: the line, 0 when it is not known, and the element in words.
+// A place in a policy file: what is not known is 0 or empty.
 struct Position {
+  std::string file;
   std::size_t line = 0;
-  std::string element;
+  std::size_t column = 0;
+  std::string element;  // in words
 };
 
-// "FILE:LINE: ELEMENT: message", the form of every error and warning about a policy.
-std::string describe(const std::string& file, const Position& position, std::string_view message);
+// "FILE:LINE:COLUMN: ELEMENT: message", the form of everything that is said about a policy.
+std::string describe(const Position& position, std::string_view message);
 
-// A policy cannot be used, because of that place.
-class PolicyTrouble : public Trouble {
- public:
-  PolicyTrouble(const std::string& file, Position place, const std::string& message)
-      : Trouble(describe(file, place, message)), position(std::move(place)), reason(message) {}
-
-  const Position position;
-  const std::string reason;
-};
-
-// "data set 2 (number 7)": the place of a data set, by its index in the policy.
+// Where a data set, a rule or a keyword stands, by their indices.
 Position positionOf(const Policy& policy, std::size_t dataSet);
-
-// "data set 2 (number 7), rule 5", by the indices of the data set and of the rule or keyword in it.
 Position positionOfRule(const Policy& policy, std::size_t dataSet, std::size_t rule);
 Position positionOfKeyword(const Policy& policy, std::size_t dataSet, std::size_t keyword);
+Position positionOfLogic(const Policy& policy);
 
-// "data set 2 (number 7)" from the index of the data set and its number as written.
-std::string dataSetInWords(std::size_t dataSet, std::string_view number);
+// A policy cannot be used. Its text is all errors, one a line, from the second on with this
+// program's name in front.
+class PolicyTrouble : public Trouble {
+ public:
+  explicit PolicyTrouble(const std::vector<Problem>& errors);
+};
+
+// What was read from a policy file.
+struct PolicyFile {
+  qvlpolicy::Loaded loaded;
+  std::string digest;  // SHA-256 of the file; of a policy in several, of one behind the other
+};
+
+// Reads a policy file; "-" is standard input. Throws Trouble when it cannot be read; what is wrong
+// in it is told in the result.
+PolicyFile readPolicy(const std::string& file);
+
+// The same of a policy that is to be used: throws PolicyTrouble when it cannot be, and tells
+// warnings on standard error.
+PolicyFile loadPolicy(const std::string& file);
 
 }  // namespace qvlctl
 

@@ -1,6 +1,7 @@
 #include "policy/RuleText.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "fmt/format.h"
@@ -9,39 +10,49 @@
 namespace qvlctl {
 namespace {
 
-// The engine's age text taken apart: a selector, three characters that it does not read, the days.
-struct Age {
-  const char* of;
-  std::vector<unsigned int> days;
-};
-
-Age ageOf(const Rule& rule) {
-  Age age = {rule.text.front() == '0' ? "creation" : "modification", {}};
-  for (std::size_t start = 4; start < rule.text.size();) {
-    const std::size_t end = std::min(rule.text.find(',', start), rule.text.size());
-    age.days.push_back(parseNumber(rule.text.substr(start, end - start)).value_or(0));
-    start = end + 1;
+// Calls `take` with name and text of everything that is noted.
+template <typename Take>
+void forEachNote(const std::shared_ptr<const qvlpolicy::Metadata>& metadata, Take take) {
+  if (!metadata) return;
+  const std::pair<const char*, const std::string&> notes[] = {
+      {"comment", metadata->comment}, {"owner", metadata->owner}, {"reason", metadata->reason},
+      {"ticket", metadata->ticket},   {"added", metadata->added}, {"expires", metadata->expires}};
+  for (const auto& [name, value] : notes) {
+    if (!value.empty()) take(name, value);
   }
-  return age;
 }
 
 }  // namespace
 
 std::string ruleText(Kind kind, const Rule& rule) {
   if (kind != Kind::FileAge) return escapedPattern(rule.text);
-  const Age age = ageOf(rule);
+  const qvlpolicy::Age age = qvlpolicy::ageOf(rule);
   const unsigned int least = *std::min_element(age.days.begin(), age.days.end());
   return fmt::format("{} more than {} ago", age.of, counted(least, "day", "days"));
 }
 
 std::vector<unsigned int> daysOf(const Rule& rule) {
-  return ageOf(rule).days;
+  return qvlpolicy::ageOf(rule).days;
+}
+
+std::string metadataInWords(const std::shared_ptr<const qvlpolicy::Metadata>& metadata) {
+  std::string text;
+  forEachNote(metadata, [&](const char* name, const std::string& value) {
+    text += fmt::format("{}{} {}", text.empty() ? "" : ", ", name, escaped(value));
+  });
+  return text;
+}
+
+Json metadataInJson(const std::shared_ptr<const qvlpolicy::Metadata>& metadata) {
+  Json json = Json::object();
+  forEachNote(metadata, [&](const char* name, const std::string& value) { json[name] = value; });
+  return json;
 }
 
 std::string ruleInWords(const Policy& policy, const DataSet& dataSet, std::size_t rule) {
-  const std::size_t line = dataSet.rules[rule].line;
-  return fmt::format("rule {}, {}{}: {}", rule + 1, escaped(policy.file),
-                     line > 0 ? fmt::format(":{}", line) : "",
+  const Place& place = dataSet.rules[rule].place;
+  return fmt::format("rule {}, {}{}: {}", rule + 1, escaped(policy.files[place.file]),
+                     place.line > 0 ? fmt::format(":{}", place.line) : "",
                      ruleText(dataSet.kind, dataSet.rules[rule]));
 }
 
@@ -49,9 +60,10 @@ Json ruleInJson(const DataSet& dataSet, std::size_t rule) {
   const Rule& source = dataSet.rules[rule];
   Json json;
   json["rule"] = rule + 1;
-  json["line"] = source.line;
+  json["line"] = source.place.line;
+  if (source.metadata) json["metadata"] = metadataInJson(source.metadata);
   if (dataSet.kind == Kind::FileAge) {
-    const Age age = ageOf(source);
+    const qvlpolicy::Age age = qvlpolicy::ageOf(source);
     json["of"] = age.of;
     json["days"] = age.days;
   } else {

@@ -10,7 +10,7 @@
 
 #include "fmt/format.h"
 #include "policy/Engine.h"
-#include "policy/Expression.h"
+#include "policy/Policy.h"
 
 namespace qvlctl {
 namespace {

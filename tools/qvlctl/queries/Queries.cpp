@@ -17,7 +17,7 @@ namespace {
 // Calls `visit` with the index of each data set that the logic names and that is switched on.
 template <typename Visit>
 void forEachAsked(const PolicyInUse& one, Visit visit) {
-  const std::vector<unsigned int> numbers = dataSetsIn(one.engine.logic());
+  const std::vector<unsigned int> numbers = qvlpolicy::dataSetsIn(one.engine.policy().logic());
   for (std::size_t i = 0; i < one.policy.dataSets.size(); ++i) {
     const DataSet& dataSet = one.policy.dataSets[i];
     const bool isNamed = std::binary_search(numbers.begin(), numbers.end(), dataSet.number);
@@ -142,11 +142,7 @@ std::vector<Query> Queries::ofAccess(QVL::AccessTypes access,
         QVL::LookupData request;
         request.m_processName = process;
         request.m_accessType = access;
-        try {
-          answers.push_back(one.engine.dataSets()[i]->isPresentInDataSet(request));
-        } catch (const std::exception&) {
-          answers.push_back(false);  // as the manager counts it
-        }
+        answers.push_back(one.engine.doesMatch(i, request));
       });
     }
     const auto [place, isNew] = places.emplace(std::move(answers), queries.size());

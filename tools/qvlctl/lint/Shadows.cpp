@@ -1,0 +1,157 @@
+#include "lint/Shadows.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+#include "lint/PatternOrder.h"
+
+namespace qvlctl {
+namespace {
+
+bool fitsAllAccessesOf(const DataSet& dataSet, const Rule& wide, const Rule& narrow) {
+  return dataSet.accessCheck != DataSet::AccessCheck::ByRule || wide.access == QVL::AnyAccess ||
+         wide.access == narrow.access;
+}
+
+// The rarest piece of a pattern decides who may cover whom: what stands in the wide pattern as a
+// run of characters stands in the narrow one, too. Each pattern is listed under one piece of at
+// most kLongest characters, the one that fewest patterns hold, and a pattern is compared with those
+// that are listed under one of its own pieces.
+class PieceIndex {
+ public:
+  static constexpr std::size_t kLongest = 8;
+
+  explicit PieceIndex(const std::vector<std::optional<Pattern>>& patterns) {
+    for (const auto& pattern : patterns) {
+      if (!pattern) continue;
+      for (const std::string& run : pattern->runs()) {
+        eachPiece(run, std::min(run.size(), kLongest),
+                  [&](std::string_view piece) { ++m_counts[hash(piece)]; });
+      }
+    }
+    for (std::size_t i = 0; i < patterns.size(); ++i) {
+      if (patterns[i]) list(i, *patterns[i]);
+    }
+  }
+
+  // Calls `take` with the patterns that may cover this one, some more than once.
+  template <typename Take>
+  void eachCandidate(const Pattern& pattern, Take take) const {
+    for (const std::size_t candidate : m_everywhere) take(candidate);
+    for (const std::string& run : pattern.runs()) {
+      for (std::size_t length = 1; length <= std::min(run.size(), kLongest); ++length) {
+        if (!m_lengths[length]) continue;
+        eachPiece(run, length, [&](std::string_view piece) {
+          const auto found = m_lists.find(hash(piece));
+          if (found == m_lists.end()) return;
+          for (const std::size_t candidate : found->second) take(candidate);
+        });
+      }
+    }
+  }
+
+ private:
+  static std::size_t hash(std::string_view piece) { return std::hash<std::string_view>()(piece); }
+
+  template <typename Take>
+  static void eachPiece(std::string_view run, std::size_t length, Take take) {
+    for (std::size_t i = 0; i + length <= run.size(); ++i) take(run.substr(i, length));
+  }
+
+  void list(std::size_t index, const Pattern& pattern) {
+    std::size_t rarest = 0;
+    std::size_t least = SIZE_MAX;
+    std::size_t ofLength = 0;
+    for (const std::string& run : pattern.runs()) {
+      const std::size_t length = std::min(run.size(), kLongest);
+      eachPiece(run, length, [&](std::string_view piece) {
+        const std::size_t count = m_counts[hash(piece)];
+        // Of short pieces many patterns hold one that they are not listed under.
+        if (length < ofLength || (length == ofLength && count >= least)) return;
+        rarest = hash(piece), least = count, ofLength = length;
+      });
+    }
+    if (ofLength == 0) {
+      m_everywhere.push_back(index);
+      return;
+    }
+    m_lists[rarest].push_back(index);
+    m_lengths[ofLength] = true;
+  }
+
+  std::unordered_map<std::size_t, std::size_t> m_counts;  // by hash: a collision costs a comparison
+  std::unordered_map<std::size_t, std::vector<std::size_t>> m_lists;
+  std::vector<std::size_t> m_everywhere;  // without any character
+  bool m_lengths[kLongest + 1] = {};      // of the pieces in m_lists
+};
+
+// Ages are numbers: of each time of a file and each access the rule with the fewest days covers
+// most.
+std::vector<std::optional<std::size_t>> agesInShadow(const DataSet& dataSet) {
+  const std::vector<Rule>& rules = dataSet.rules;
+  struct Age {
+    bool ofCreation;
+    unsigned int days;
+  };
+  std::vector<Age> ages;
+  std::unordered_map<std::uint64_t, std::size_t> widest;  // by time and access
+  const auto keyOf = [](bool ofCreation, QVL::AccessTypes access) {
+    return std::uint64_t{access} << 1 | (ofCreation ? 1u : 0u);
+  };
+  for (std::size_t i = 0; i < rules.size(); ++i) {
+    const std::vector<unsigned int> days = qvlpolicy::ageOf(rules[i]).days;
+    ages.push_back({rules[i].text.front() == '0', *std::min_element(days.begin(), days.end())});
+    const bool comparesAccess = dataSet.accessCheck == DataSet::AccessCheck::ByRule;
+    const auto [found, isNew] = widest.emplace(
+        keyOf(ages[i].ofCreation, comparesAccess ? rules[i].access : QVL::AnyAccess), i);
+    if (!isNew && ages[i].days < ages[found->second].days) found->second = i;
+  }
+  std::vector<std::optional<std::size_t>> shadows(rules.size());
+  for (std::size_t i = 0; i < rules.size(); ++i) {
+    for (const QVL::AccessTypes access : {rules[i].access, QVL::AnyAccess}) {
+      const auto found = widest.find(keyOf(ages[i].ofCreation, access));
+      if (shadows[i] || found == widest.end() || found->second == i) continue;
+      const std::size_t j = found->second;
+      if (haveSameKey(dataSet.kind, rules[i], rules[j]) || ages[j].days > ages[i].days) continue;
+      const bool isMutual =
+          ages[j].days == ages[i].days && fitsAllAccessesOf(dataSet, rules[i], rules[j]);
+      if (!isMutual || j < i) shadows[i] = j;
+    }
+  }
+  return shadows;
+}
+
+}  // namespace
+
+std::vector<std::optional<std::size_t>> rulesInShadow(const DataSet& dataSet,
+                                                      std::size_t* compared) {
+  if (compared != nullptr) *compared = 0;
+  if (dataSet.kind == Kind::FileAge) return agesInShadow(dataSet);
+  const std::vector<Rule>& rules = dataSet.rules;
+  std::vector<std::optional<Pattern>> patterns;
+  for (const Rule& rule : rules) patterns.push_back(Pattern::of(dataSet, rule));
+  const PieceIndex index(patterns);
+
+  std::vector<std::optional<std::size_t>> shadows(rules.size());
+  const auto covers = [&](std::size_t wide, std::size_t narrow) {
+    return fitsAllAccessesOf(dataSet, rules[wide], rules[narrow]) &&
+           patterns[wide]->covers(*patterns[narrow]);
+  };
+  for (std::size_t i = 0; i < rules.size(); ++i) {
+    if (!patterns[i]) continue;
+    index.eachCandidate(*patterns[i], [&](std::size_t j) {
+      if (i == j || (shadows[i] && *shadows[i] <= j)) return;
+      if (compared != nullptr) ++*compared;
+      if (haveSameKey(dataSet.kind, rules[i], rules[j]) || !covers(j, i)) return;
+      if (i < j && covers(i, j)) return;
+      shadows[i] = j;
+    });
+  }
+  return shadows;
+}
+
+}  // namespace qvlctl
