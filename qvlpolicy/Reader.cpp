@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -211,7 +212,7 @@ class FileReader {
       };
       Attributes found;
       for (int i = 0; i < count; ++i) {
-        const xmlChar** const one = attributes + 5 * i;
+        const xmlChar** const one = attributes + std::ptrdiff_t{5} * i;
         found.values.emplace_back(qualified(one[1], one[0]),
                                   std::string(reinterpret_cast<const char*>(one[3]),
                                               reinterpret_cast<const char*>(one[4])));
