@@ -412,6 +412,28 @@ def test_survives_a_worker_that_is_killed(policy, inventory, monkeypatch):
     assert report_of(job, result) == expected
 
 
+def test_names_the_file_at_which_every_worker_ends(policy, inventory, monkeypatch):
+    parts = running.parts_of_all(inventories.files_of([inventory]), {}, None)
+    monkeypatch.setattr(counting, "count_part", _end)
+    with running.cluster("", 2) as client:
+        with pytest.raises(running.ClusterError, match=re.escape(parts[0].file)):
+            running.count(client, job_for(policy), parts[:1], lambda *_: None)
+
+
+def _end(*_):
+    os._exit(1)
+
+
+def test_tells_that_a_cluster_has_no_worker(policy, inventory, monkeypatch, capsys):
+    from distributed import LocalCluster
+
+    monkeypatch.setattr(running, "PATIENCE", 1)
+    with LocalCluster(n_workers=0, dashboard_address=None) as local:
+        asked = ["audit", "-p", str(policy), "--scheduler", local.scheduler_address, inventory]
+        assert fleet.main(asked) == 2
+    assert "expected a worker at the scheduler" in capsys.readouterr().err
+
+
 def test_asks_a_cluster_by_its_address(policy, inventory):
     from distributed import LocalCluster
 
@@ -442,6 +464,7 @@ def test_refuses_a_policy_with_errors_before_anything_starts(policy, monkeypatch
     "arguments, message",
     [
         (["none*.jsonl"], "there is no such file"),
+        (["-p", "/nowhere/p.xml", "x"], "cannot read /nowhere/p.xml: No such file"),
         (["--access", "sometimes", "x"], "sometimes"),
         (["--column", "colour=x", "x"], "colour"),
         (["--list-columns", "path,size", "x"], "path last"),

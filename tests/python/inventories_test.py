@@ -156,6 +156,8 @@ def test_finds_nothing_in_an_empty_file(write):
 def test_refuses_patterns_without_files(tmp_path):
     with pytest.raises(InventoryError, match="no such file"):
         inventories.files_of([str(tmp_path / "*.jsonl")])
+    with pytest.raises(InventoryError, match="it is a folder"):
+        inventories.files_of([str(tmp_path)])
 
 
 def test_takes_a_file_once(write, tmp_path):

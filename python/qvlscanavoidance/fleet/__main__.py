@@ -147,8 +147,13 @@ def main(arguments: Optional[Sequence[str]] = None) -> int:
     except PolicyError as error:
         for problem in error.problems:
             _complain(str(problem))
-    except (ImportError, OSError, ValueError, RuntimeError) as error:
+    except OSError as error:
+        known = error.filename and error.strerror
+        _complain(f"cannot read {error.filename}: {error.strerror}" if known else str(error))
+    except (ImportError, ValueError, RuntimeError) as error:
         _complain(str(error))
+    except KeyboardInterrupt:
+        return 130
     return 2
 
 

@@ -93,6 +93,11 @@ def files_of(patterns: Sequence[str]) -> List[str]:
     files = set()
     for pattern in patterns:
         found = [name for name in glob.glob(pattern, recursive=True) if os.path.isfile(name)]
+        if not found and os.path.isdir(pattern):
+            raise InventoryError(
+                f"expected files at {pattern!r}; it is a folder. Name those in it, as in "
+                f"{os.path.join(pattern, '**')!r}"
+            )
         if not found:
             raise InventoryError(f"expected inventories at {pattern!r}; there is no such file")
         files.update(found)

@@ -10,6 +10,11 @@ from . import counting, inventories
 from .tallies import Tallies
 
 IN_FLIGHT = 4  # parts for each worker that are handed out or wait to be added up
+PATIENCE = 30  # seconds for a cluster to be there, and a worker in it
+
+
+class ClusterError(RuntimeError):
+    """The workers cannot do what they are asked for."""
 
 
 @contextlib.contextmanager
@@ -19,7 +24,14 @@ def cluster(scheduler: str, workers: int) -> Iterator:
     from distributed import Client, LocalCluster
 
     if scheduler:
-        with Client(scheduler, timeout=30) as client:
+        with Client(scheduler, timeout=PATIENCE) as client:
+            try:
+                client.wait_for_workers(1, timeout=PATIENCE)
+            except TimeoutError as error:
+                raise ClusterError(
+                    f"expected a worker at the scheduler {scheduler}; there was none for "
+                    f"{PATIENCE} seconds"
+                ) from error
             yield client
         return
     # Several processes, since reading rows is Python's work; nothing listens beyond this machine.
@@ -45,7 +57,10 @@ def count(
     parts: Sequence[inventories.Part],
     progress: Callable[[int, int, Tallies], None],
 ) -> Tallies:
-    """The tallies of all parts. What a lost worker had in hand is counted anew by another one."""
+    """The tallies of all parts. What a lost worker had in hand is counted anew by another one. Raises
+    ClusterError when a part ends every worker that takes it."""
+    from distributed import KilledWorker
+
     tallies = Tallies()
     workers = max(1, sum(client.nthreads().values()))
     # A task of its own, so that the policies travel once to each worker, and again after a loss.
@@ -59,13 +74,18 @@ def count(
             if numbered is None:
                 break
             number, part = numbered
-            waiting.append(
-                client.submit(counting.count_part, shared, part, pure=False, priority=-number)
-            )
+            task = client.submit(counting.count_part, shared, part, pure=False, priority=-number)
+            waiting.append((part, task))
         if not waiting:
             return tallies
-        first = waiting.popleft()
-        tallies.merge(first.result(), inventories.SAMPLED_ROWS)
+        part, first = waiting.popleft()
+        try:
+            tallies.merge(first.result(), inventories.SAMPLED_ROWS)
+        except KilledWorker as error:
+            raise ClusterError(
+                f"{part.file}: expected workers to live while they read this, from byte {part.start:,} on; "
+                "several have ended, by lack of memory perhaps"
+            ) from error
         del first
         done += 1
         progress(done, len(parts), tallies)
