@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "qvl/qvl.h"
-#include "tests/support/RuleWalk.h"
+#include "tests/support/TracedWalk.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
@@ -66,10 +66,10 @@ std::string answerTo(const LookupData& request, Question question) {
 }
 
 // The answer by the data sets' indexes, which has to be that of the walk over their rules, one by
-// one in key order.
+// one in key order, as the trace shows it.
 template <typename Question>
 std::string answerBothWays(const LookupData& request, Question question) {
-  static const Test::RuleWalk log;
+  static const Test::TracedWalk log;
   ScanAvoidanceFlowvalue = 5;
   const std::string walked = answerTo(request, question);
   ScanAvoidanceFlowvalue = 0;

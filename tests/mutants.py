@@ -42,11 +42,11 @@ PROCESSOR_TIME = 60  # seconds; no test program needs half of that
 
 
 class Program:
-    """A test program. `alone`: each of its cases needs a process of its own, as with ctest.
-    `walked`: it runs once more with data sets that walk their rules. `slow`: --quick leaves it out."""
+    """A test program. `alone`: each of its cases needs a process of its own, as with ctest. `slow`:
+    --quick leaves it out."""
 
-    def __init__(self, path, alone=False, walked=False, slow=False):
-        self.path, self.alone, self.walked, self.slow = path, alone, walked, slow
+    def __init__(self, path, alone=False, slow=False):
+        self.path, self.alone, self.slow = path, alone, slow
 
     @property
     def target(self):
@@ -59,7 +59,8 @@ ROOMS = {
     "xml": [Program("xml/xml_test")],
     "trace": [Program("trace/trace_test", alone=True)],
     "lookup": [
-        Program("lookup/lookup_test", walked=True),
+        Program("lookup/lookup_test"),
+        Program("lookup/lookup_test_walked"),
         Program("lookup/lookup_mutex_test", alone=True),
         Program("lookup/lookup_together_test", slow=True),
         Program("lookup/lookup_concurrency_test", slow=True),
@@ -73,12 +74,18 @@ ROOMS = {
         Program("avoidance/avoidance_engine_test", slow=True),
     ],
     "avoidance": [
-        Program("avoidance/avoidance_test", walked=True),
+        Program("avoidance/avoidance_test"),
+        Program("avoidance/avoidance_test_walked"),
         Program("avoidance/avoidance_status_test", alone=True),
-        Program("dataset/dataset_test", walked=True),
+        Program("dataset/dataset_test"),
+        Program("dataset/dataset_test_walked"),
         Program("avoidance/avoidance_engine_test", slow=True),
     ],
-    "dataset": [Program("dataset/dataset_test", walked=True), Program("dataset/dataset_index_test", slow=True)],
+    "dataset": [
+        Program("dataset/dataset_test"),
+        Program("dataset/dataset_test_walked"),
+        Program("dataset/dataset_index_test", slow=True),
+    ],
 }
 
 
@@ -313,18 +320,11 @@ class Worker:
         if done.returncode != 0:
             sys.exit("mutants: the tests do not build:\n" + done.stdout.decode()[-2000:])
         for program in self.programs.values():
-            for environment in self.environments(program):
-                start = time.monotonic()
-                failure = self.run(program, environment, None)
-                if failure:
-                    sys.exit("mutants: {} fails without any change: {}".format(
-                        program.path, failure))
-                self.patience[program.target, len(environment)] = (
-                    20 + 10 * (time.monotonic() - start))
-
-    @staticmethod
-    def environments(program):
-        return [{}, {"QVL_TEST_WALK": "1"}] if program.walked else [{}]
+            start = time.monotonic()
+            failure = self.run(program, {}, None)
+            if failure:
+                sys.exit("mutants: {} fails without any change: {}".format(program.path, failure))
+            self.patience[program.target] = 20 + 10 * (time.monotonic() - start)
 
     def make(self, targets, patience):
         return subprocess.run(["cmake", "--build", self.build, "--parallel", "2", "--target", *targets],
@@ -431,11 +431,9 @@ class Worker:
 
     def first_failure(self, programs, chosen):
         for program in programs:
-            for environment in self.environments(program):
-                failure = self.run(program, {**environment, **chosen},
-                                   self.patience[program.target, len(environment)])
-                if failure:
-                    return failure
+            failure = self.run(program, chosen, self.patience[program.target])
+            if failure:
+                return failure
         return ""
 
 

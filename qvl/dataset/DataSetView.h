@@ -26,6 +26,11 @@ class DataSetView {
   // isPresentInDataSet for a query beside which others run. Absent when the data set has foreign
   // rules.
   static std::optional<bool> isPresentBesideOthers(DataSet& dataSet, LookupData& request);
+
+  // How all data sets find the rule that matches from now on: by their indexes, or by the plain
+  // walk over their rules, one after the other in key order. For tests that hold one against the
+  // other; to be called while no query runs.
+  static void setPlainWalk(bool on);
 };
 
 }  // namespace QVL

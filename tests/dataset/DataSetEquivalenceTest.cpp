@@ -1,5 +1,6 @@
 // Whatever means a data set uses to be fast: it answers, throws and traces as its rules do when
-// they are asked one by one in key order.
+// they are asked one by one in key order. Here the rules stand beside the data set, and are asked
+// by the test: neither the index nor the walk is trusted.
 
 #include <gtest/gtest.h>
 

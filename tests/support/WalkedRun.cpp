@@ -1,17 +1,12 @@
-// Linked into test programs that run once more with QVL_TEST_WALK set: then no data set uses its
-// index, in any of the program's tests.
+// Linked into the second program of WALKED tests: no data set uses its index, in any of its tests.
 
-#include <cstdlib>
-#include <memory>
-
-#include "tests/support/RuleWalk.h"
+#include "tests/support/PlainWalk.h"
 
 namespace QVL {
 namespace Test {
 namespace {
 
-const std::unique_ptr<RuleWalk> walkOfThisRun{
-    std::getenv("QVL_TEST_WALK") ? std::make_unique<RuleWalk>() : nullptr};
+const PlainWalk walkOfThisRun;
 
 }  // namespace
 }  // namespace Test

@@ -1,4 +1,6 @@
-// What must not change the answers of a policy, tried on random ones.
+// What must not change the answers of a policy, tried on random ones: nobody has to know the
+// answers, only that two ways to ask lead to the same. Threads and the trace are here; the index
+// and the plain walk are compared by IndexEquivalence.
 
 #include <gtest/gtest.h>
 
@@ -18,7 +20,7 @@
 #include "tests/support/Outcome.h"
 #include "tests/support/RandomRules.h"
 #include "tests/support/Requests.h"
-#include "tests/support/RuleWalk.h"
+#include "tests/support/TracedWalk.h"
 
 namespace QVL {
 namespace Test {
@@ -128,7 +130,7 @@ class Metamorphic : public ::testing::Test {
   // For every policy: `check(plans, logic, requests)`.
   template <typename Check>
   void forRandomPolicies(const std::vector<std::string>& logics, Inputs inputs, Check check) {
-    const RuleWalk log;  // has the log started, and gives its level back
+    const TracedWalk log;  // has the log started, and gives its level back
     ScanAvoidanceFlowvalue = 0;
     SCOPED_TRACE(dice.origin());
     for (std::size_t round = 0; round < Dice::cases(120); ++round) {
