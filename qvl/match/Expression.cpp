@@ -14,10 +14,10 @@ namespace QVL {
 namespace {
 
 // Groups nested deeper than this are left to the engine.
-constexpr int kDeepestGroup = 16;
+constexpr int kDeepestGroup = 100;
 // Counts above this are left to the engine.
 constexpr unsigned kHighestCount = 1000;
-// So many alternatives that are literals make a LiteralSet; fewer are gone through one by one.
+// So many alternatives that are pieces make a LiteralSet; fewer are gone through one by one.
 constexpr std::size_t kManyLiterals = 9;
 
 struct NotUnderstood {};
@@ -28,6 +28,10 @@ bool contains(const char* set, char c) {
 
 bool isDigit(char c) {
   return c >= '0' && c <= '9';
+}
+
+bool isLetter(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
 bool isHexDigit(char c) {
@@ -150,7 +154,8 @@ class Reader {
     const char c = take();
     switch (c) {
       case '(': {
-        if (skip("?:")) {
+        if (skip("?#")) return comment();
+        if (skip("?:") || skipName()) {
           m_isCertain = false;
         } else if (contains("?*", peek())) {
           throw NotUnderstood();
@@ -172,9 +177,14 @@ class Reader {
       case '*':
       case '+':
       case '?':
-      case '{':
-      case '}':
         throw NotUnderstood();
+      case '{':
+        if (isCount(from)) throw NotUnderstood();
+        m_isCertain = false;
+        return literal("{");
+      case '}':
+        m_isCertain = false;
+        return literal("}");
       default: {
         std::string character(1, c);
         while (!m_rest.empty() && Utf8::isContinuation(m_rest.front())) character += take();
@@ -188,6 +198,41 @@ class Reader {
     if (!atom || !skip("()")) throw NotUnderstood();
     m_isCertain = m_isCertain && atom->isCertain;
     return atom->steps;
+  }
+
+  // What a count behind it would repeat is not the comment.
+  Steps comment() {
+    while (take() != ')') {
+    }
+    return notRepeated({});
+  }
+
+  Steps notRepeated(Steps steps) {
+    m_isCertain = false;
+    if (isQuantifier(m_rest)) throw NotUnderstood();
+    return steps;
+  }
+
+  // Behind "\\Q", up to "\\E" or the end.
+  Steps quoted() {
+    Steps steps;
+    while (!m_rest.empty() && !skip("\\E")) {
+      std::string character(1, take());
+      if (character == "\\" && m_rest.empty()) throw NotUnderstood();
+      while (!m_rest.empty() && Utf8::isContinuation(m_rest.front())) character += take();
+      append(steps, std::move(literal(std::move(character)).front()));
+    }
+    return notRepeated(std::move(steps));
+  }
+
+  // The name of a group, which only what is not understood could refer to.
+  bool skipName() {
+    std::size_t end = 2;
+    if (m_rest.substr(0, 2) != "?<" || m_rest.size() < 3 || !isLetter(m_rest[2])) return false;
+    while (end < m_rest.size() && (isLetter(m_rest[end]) || isDigit(m_rest[end]))) ++end;
+    if (m_rest.substr(end, 1) != ">") throw NotUnderstood();
+    m_rest.remove_prefix(end + 1);
+    return true;
   }
 
   Steps run(Step::Kind many, Step::Kind one) {
@@ -213,7 +258,19 @@ class Reader {
         return place(Step::TextStart);
       case 'z':
         return place(Step::TextEnd);
+      case 'Q':
+        return quoted();
+      case 'c':
+        if (!isLetter(take())) throw NotUnderstood();
+        return set(from);
       case 'x':
+        if (skip("{")) {
+          do {
+            if (!isHexDigit(take())) throw NotUnderstood();
+          } while (peek() != '}');
+          take();
+          return set(from);
+        }
         if (!isHexDigit(take()) || !isHexDigit(take()) || isHexDigit(peek())) throw NotUnderstood();
         return set(from);
       case 'p':
@@ -224,7 +281,7 @@ class Reader {
         }
         return set(from);
       default:
-        if (contains("dDwWsSlLuUhtnrfae", c)) return set(from);
+        if (contains("dDwWsSlLuUhHvVtnrfae", c)) return set(from);
         throw NotUnderstood();
     }
   }
@@ -252,7 +309,29 @@ class Reader {
   }
 
   static bool isQuantifier(std::string_view text) {
-    return !text.empty() && contains("*+?{", text.front());
+    return !text.empty() && (text.front() == '{' ? isCount(text) : contains("*+?", text.front()));
+  }
+
+  // To the engine a brace that begins no count is a brace. Not certain where it would skip blanks,
+  // or start anew from another brace.
+  static bool isCount(std::string_view text) {
+    std::size_t at = 1;
+    const auto skipDigits = [&] {
+      while (at < text.size() && isDigit(text[at])) ++at;
+    };
+    skipDigits();
+    const bool hasNumber = at > 1;
+    if (hasNumber && at < text.size() && text[at] == ',') {
+      ++at;
+      skipDigits();
+    }
+    if (at == text.size()) return false;
+    const char c = text[at];
+    if (c == '{' || c == 0x7F || static_cast<unsigned char>(c) <= ' ' ||
+        static_cast<unsigned char>(c) >= 0x80) {
+      throw NotUnderstood();
+    }
+    return hasNumber && c == '}';
   }
 
   Step repeated(Steps atom, bool isGroup) {
@@ -262,7 +341,6 @@ class Reader {
     repeat.least = c == '+' ? 1 : 0;
     repeat.most = c == '?' ? 1 : Step::kUnbounded;
     if (c == '{') {
-      // Braces around anything but a count are plain text to the engine, alternatives and all.
       repeat.least = repeat.most = count();
       if (skip(",")) repeat.most = peek() == '}' ? Step::kUnbounded : count();
       if (!skip("}") || repeat.most < repeat.least) throw NotUnderstood();
@@ -315,12 +393,12 @@ class Reader {
 };
 
 std::shared_ptr<const LiteralSet> manyLiteralsOf(const std::vector<Steps>& sequences) {
-  std::vector<std::string> literals;
+  std::vector<LiteralSet::Piece> pieces;
   for (const Steps& steps : sequences) {
-    if (isShortLiteral(steps)) literals.push_back(steps.empty() ? "" : steps.front().bytes);
+    if (auto piece = LiteralSet::pieceOf(steps)) pieces.push_back(std::move(*piece));
   }
-  return literals.size() < kManyLiterals ? nullptr
-                                         : std::make_shared<const LiteralSet>(std::move(literals));
+  return pieces.size() < kManyLiterals ? nullptr
+                                       : std::make_shared<const LiteralSet>(std::move(pieces));
 }
 
 // Into how many sequences would it be multiplied out? No more than `most` + 1 are counted.
@@ -343,11 +421,6 @@ std::size_t countOf(const Steps& steps, std::size_t most) {
 
 Alternatives::Alternatives(std::vector<Steps> all)
     : sequences(std::move(all)), literals(manyLiteralsOf(sequences)) {}
-
-bool isShortLiteral(const Steps& steps) {
-  return steps.empty() || (steps.size() == 1 && steps.front().kind == Step::Literal &&
-                           steps.front().bytes.size() <= LiteralSet::kLongest);
-}
 
 std::optional<Reading> readExpression(const ExpressionText& expression, bool caseSensitive) {
   try {

@@ -60,12 +60,9 @@ struct Alternatives {
   explicit Alternatives(std::vector<Steps> all);
 
   const std::vector<Steps> sequences;
-  // Those of them that are short literals, where there are many.
+  // Those of them that are short pieces, where there are many.
   const std::shared_ptr<const LiteralSet> literals;
 };
-
-// A literal of one Step, or none, that a LiteralSet can hold.
-bool isShortLiteral(const Steps& steps);
 
 // What a part of an expression was understood to mean. Literals are case folded when case does not
 // matter.

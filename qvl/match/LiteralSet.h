@@ -1,4 +1,4 @@
-// A set of literals, such as the values of a keyword. Private to the library.
+// A set of short pieces, such as the values of a keyword. Private to the library.
 
 #ifndef QVL_MATCH_LITERAL_SET_H
 #define QVL_MATCH_LITERAL_SET_H
@@ -6,75 +6,96 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "qvl/match/Expression.h"
+#include "qvl/match/Utf8.h"
+
 namespace QVL {
 
-// Finds which of its literals stand at a place of a text, in a time that grows with the logarithm
-// of their number: they are sorted, and those that go on like the text are narrowed down byte by
-// byte.
+// Finds which of its pieces stand at a place of a text. A piece is made of bytes and of wildcards
+// for single characters, as in "com.example": people write a dot and mean one.
+//
+// The pieces are sorted, and those that go on like the text are narrowed down sign by sign; a
+// wildcard is one way more to go on. So the time grows with the logarithm of their number, and with
+// the number of ways, of which there are at most as many as the pieces have different beginnings.
 //
 // Thread safety: immutable.
 class LiteralSet {
  public:
-  // The most bytes of one literal.
+  // A byte, or one of two wildcards.
+  using Piece = std::u16string;
+  static constexpr char16_t kOne = 256;
+  static constexpr char16_t kOneNotSlash = 257;
+
+  // The most bytes of a text that one piece stands for.
   static constexpr std::size_t kLongest = 64;
 
-  explicit LiteralSet(std::vector<std::string> literals);
+  explicit LiteralSet(std::vector<Piece> pieces);
 
-  // Calls `found(length)` for each literal that the text begins with, shortest first. True when the
-  // text ends while some literal goes on, or could: there is a longer one that begins with it.
+  // The steps as a piece; absent when they are none, or too long.
+  static std::optional<Piece> pieceOf(const Steps& steps);
+  static Steps stepsOf(const Piece& piece);
+
+  // Calls `found(length)` for each piece that a UTF-8 text begins with. True when the text ends
+  // while some piece goes on, or could: there is a longer one that begins with it.
   template <typename Found>
   bool match(std::string_view text, Found found) const;
 
+  // The least number of bytes that a piece stands for.
   std::size_t leastLength() const { return m_leastLength; }
-  const std::vector<std::string>& literals() const { return m_literals; }
+  const std::vector<Piece>& pieces() const { return m_pieces; }
 
  private:
-  std::vector<std::string> m_literals;             // sorted, each once
-  std::array<std::uint32_t, 257> m_byFirstByte{};  // where those begin that begin with a byte
+  // Those pieces that agree in some first signs.
+  struct Range {
+    std::size_t begin;
+    std::size_t end;
+  };
+
+  Range thatGoOn(Range range, std::size_t depth, char16_t sign) const;
+
+  template <typename Found>
+  bool match(Range range, std::size_t depth, std::string_view text, std::size_t at,
+             Found& found) const;
+
+  std::vector<Piece> m_pieces;                     // sorted, each once
+  std::array<std::uint32_t, 259> m_byFirstSign{};  // where those begin that begin with a sign
   std::size_t m_leastLength = 0;
 };
 
 template <typename Found>
 bool LiteralSet::match(std::string_view text, Found found) const {
-  std::size_t begin = 0;
-  std::size_t end = m_literals.size();
-  if (!m_literals.empty() && m_literals.front().empty()) {
-    found(std::size_t{0});
-    ++begin;
-  }
-  for (std::size_t at = 0; begin < end; ++at) {
+  return match({0, m_pieces.size()}, 0, text, 0, found);
+}
+
+// Of the pieces of the range, the first `depth` signs stand in the text up to `at`.
+template <typename Found>
+bool LiteralSet::match(Range range, std::size_t depth, std::string_view text, std::size_t at,
+                       Found& found) const {
+  bool ranOut = false;
+  for (;; ++depth, ++at) {
+    if (range.begin < range.end && m_pieces[range.begin].size() == depth) {
+      found(at);
+      ++range.begin;
+    }
+    if (range.begin == range.end) return ranOut;
     if (at == text.size()) return true;
-    const auto byte = static_cast<unsigned char>(text[at]);
-    if (at == 0) {
-      begin = m_byFirstByte[byte];
-      end = m_byFirstByte[byte + 1u];
-    } else {
-      // All from begin to end agree in the bytes before `at` and are longer.
-      const auto byteAt = [&](std::size_t i) {
-        return static_cast<unsigned char>(m_literals[i][at]);
-      };
-      std::size_t low = begin;
-      for (std::size_t high = end; low < high;) {
-        const std::size_t middle = low + (high - low) / 2;
-        byteAt(middle) < byte ? low = middle + 1 : high = middle;
+    // Most pieces have no wildcards; they are sorted behind all bytes.
+    if (m_pieces[range.end - 1][depth] >= kOne) {
+      const Range any = thatGoOn(range, depth, kOne);
+      const Range notSlash = thatGoOn(range, depth, kOneNotSlash);
+      const std::size_t next = Utf8::next(text, at);
+      if (any.begin < any.end) ranOut |= match(any, depth + 1, text, next, found);
+      if (notSlash.begin < notSlash.end && text[at] != '/') {
+        ranOut |= match(notSlash, depth + 1, text, next, found);
       }
-      begin = low;
-      for (std::size_t high = end; low < high;) {
-        const std::size_t middle = low + (high - low) / 2;
-        byteAt(middle) <= byte ? low = middle + 1 : high = middle;
-      }
-      end = low;
     }
-    if (begin < end && m_literals[begin].size() == at + 1) {
-      found(at + 1);
-      ++begin;
-    }
+    range = thatGoOn(range, depth, static_cast<unsigned char>(text[at]));
   }
-  return false;
 }
 
 }  // namespace QVL

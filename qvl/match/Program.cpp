@@ -198,7 +198,7 @@ class ProgramCompiler {
     const auto& literals = alternatives.literals;
     std::vector<const Steps*> others;
     for (const Steps& steps : alternatives.sequences) {
-      if (!literals || !isShortLiteral(steps)) others.push_back(&steps);
+      if (!literals || !LiteralSet::pieceOf(steps)) others.push_back(&steps);
     }
     std::size_t least = kNone;
     if (literals) {
@@ -221,6 +221,10 @@ class ProgramCompiler {
       const std::size_t alternative = emit(Op::Alternative);
       least = std::min(least, sequence(*steps));
       m_program.m_code[alternative].length = lengthSince(alternative);
+      if (!steps->empty() && steps->front().kind == Step::Literal) {
+        m_program.m_code[alternative].from =
+            static_cast<unsigned char>(steps->front().bytes.front()) + 1u;
+      }
     }
     m_program.m_code[begin].from = static_cast<std::uint32_t>(count);
     m_program.m_code[begin].length = lengthSince(begin);
@@ -365,10 +369,10 @@ Steps Program::outline(std::size_t begin, std::size_t end, std::size_t most) con
         break;
       }
       case Op::Literals: {
-        const std::vector<std::string>& literals = m_literals[code.from]->literals();
+        const std::vector<LiteralSet::Piece>& pieces = m_literals[code.from]->pieces();
         std::vector<Steps> alternatives;
-        for (std::size_t k = 0; k < literals.size() && literals.size() <= most; ++k) {
-          alternatives.push_back({{Step::Literal, literals[k], {}}});
+        for (std::size_t k = 0; k < pieces.size() && pieces.size() <= most; ++k) {
+          alternatives.push_back(LiteralSet::stepsOf(pieces[k]));
         }
         steps.push_back(groupOf(std::move(alternatives)));
         break;
@@ -483,7 +487,7 @@ class Program::Run {
       const Word places = now & mask;
       Word out = places >> (kBits - 1);
       now = places << 1 | (before >> j & 1);
-      if (!ascii) {
+      if (!ascii && m_continuation != 0) {
         bool beyond = false;
         now = filled(now, m_continuation, beyond) & ~m_continuation;
         out |= Word{beyond};
@@ -604,7 +608,7 @@ class Program::Run {
       const Word places = now & mask;
       Word out = places >> (kBits - 1);
       now = places << 1 | (before >> j & 1);
-      if (!ascii && wild != 0) {
+      if (!ascii && wild != 0 && m_continuation != 0) {
         bool beyond = false;
         now = filled(now, m_continuation, beyond) & ~m_continuation;
         out |= Word{beyond};
@@ -643,8 +647,13 @@ class Program::Run {
     std::size_t alternative = i + 1;
     for (std::uint32_t k = 0; k < code.from; ++k) {
       const std::size_t length = m_code[alternative].length;
-      // An alternative that no place has reached is passed over as a whole.
-      if (now != 0 || m_carry[alternative] != 0) {
+      // An alternative that no place has reached, or that begins with a byte that stands at none of
+      // them, is passed over as a whole.
+      const std::uint32_t byte = m_code[alternative].from;
+      const Word begins = byte == 0 || now == 0
+                              ? now
+                              : now & m_rows.word(static_cast<unsigned char>(byte - 1), m_block);
+      if (begins != 0 || m_carry[alternative] != 0) {
         const bool othersCarried = std::exchange(m_carried, false);
         passed(alternative);
         ends |= run(alternative + 1, alternative + 1 + length, now);

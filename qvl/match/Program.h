@@ -78,9 +78,9 @@ class Program {
     Run,
     RunOfSet,  // any number of characters of m_sets[from]
     Folders,
-    Literals,     // one of m_literals[from]
+    Literals,     // one piece of m_literals[from]
     Group,        // `from` alternatives, each an Alternative; `length` instructions in all
-    Alternative,  // `length` instructions
+    Alternative,  // `length` instructions; `from`: the byte that it begins with + 1, or 0
     Loop,         // `length` instructions, any number of times; the loop's number is `from`
     Look,         // the next character is looked at
     LineStart,

@@ -10,6 +10,8 @@
 namespace QVL {
 namespace Utf8 {
 
+constexpr std::size_t kLongestCharacter = 4;  // in bytes
+
 inline bool isContinuation(char byte) {
   return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }

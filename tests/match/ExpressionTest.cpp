@@ -119,6 +119,28 @@ TEST(Expression, ReadsRepetitions) {
   });
 }
 
+TEST(Expression, ReadsQuotationsCommentsNamesAndCodes) {
+  expectRows({
+      {"\\Qa.*\\Eb", "a.*b ?"},
+      {"\\Qa.", "a. ?"},
+      {"a(?#(b)c", "ac ?"},
+      {"(?<name>a|b)c", "{a,b}c ?"},
+      {"\\x{1F600}\\cA", "!! ?"},
+  });
+}
+
+TEST(Expression, TakesBracesThatAreNoCountsForThemselves) {
+  expectRows({
+      {"{a", "{a ?"},
+      {"a}", "a} ?"},
+      {"a{b|c}", "{a{b,c}} ?"},
+      {"a{,2}", "a{,2} ?"},
+      {"{21EC2020-3AEA}", "{21EC2020-3AEA} ?"},
+      {"a{2", "a{2 ?"},
+      {"a{2,x}*", "a{2,x{}}0- ?"},
+  });
+}
+
 TEST(Expression, CanSayItselfThatCaseDoesNotMatter) {
   EXPECT_EQ(readAs("(?i)A"), "a ?");
   EXPECT_FALSE(readExpression(std::string("(?i)A"), true)->caseSensitive);
@@ -127,35 +149,17 @@ TEST(Expression, CanSayItselfThatCaseDoesNotMatter) {
 
 TEST(Expression, SaysNothingWhereItIsNotCertain) {
   expectRows({
-      {"a(?i)b", "-"},
-      {"(?=a)", "-"},
-      {"(?>a)", "-"},
-      {"(*ACCEPT)a", "-"},
-      {"(a)\\1", "-"},
-      {"\\Qa", "-"},
-      {"\\x4", "-"},
-      {"a\\", "-"},
-      {"(a", "-"},
-      {"a)", "-"},
-      {"[a", "-"},
-      {"[[.a.]]", "-"},
-      {"*a", "-"},
-      {"a**", "-"},
-      {"a++", "-"},
-      {"a*?+", "-"},
-      {"a|*b", "-"},
-      {"{a", "-"},
-      {"a}", "-"},
-      {"a{b|c}", "-"},
-      {"a{,2}", "-"},
-      {"a{3,2}", "-"},
-      {"a{1001}", "-"},
-      {"[\\c]]", "-"},
-      {"|", "-"},
-      {"(|)", "-"},
-      {"a\xff", "-"},
-      {"a\xe2\x82", "-"},
-      {repeated("(", 17) + "a" + repeated(")", 17), "-"},
+      {"a(?i)b", "-"},     {"(?=a)", "-"},     {"(?>a)", "-"},
+      {"(*ACCEPT)a", "-"}, {"(a)\\1", "-"},    {"\\Qab\\E*", "-"},
+      {"a(?#b)*", "-"},    {"(?<=a)", "-"},    {"(?<a-b>c)", "-"},
+      {"\\x{4g}", "-"},    {"\\x4", "-"},      {"a\\", "-"},
+      {"(a", "-"},         {"a)", "-"},        {"[a", "-"},
+      {"[[.a.]]", "-"},    {"*a", "-"},        {"a**", "-"},
+      {"a++", "-"},        {"a*?+", "-"},      {"a|*b", "-"},
+      {"a{{2", "-"},       {"a{1{2}", "-"},    {"a{ 2}", "-"},
+      {"a{2 }", "-"},      {"a{3,2}", "-"},    {"a{1001}", "-"},
+      {"[\\c]]", "-"},     {"|", "-"},         {"(|)", "-"},
+      {"a\xff", "-"},      {"a\xe2\x82", "-"}, {repeated("(", 101) + "a" + repeated(")", 101), "-"},
   });
 }
 

@@ -113,7 +113,7 @@ TEST(Keywords, AreReadOnceForAllExpressions) {
   const auto& alternatives = one->steps[1].alternatives;
   ASSERT_NE(alternatives, nullptr);
   ASSERT_NE(alternatives->literals, nullptr);
-  EXPECT_EQ(alternatives->literals->literals().size(), 5000u);
+  EXPECT_EQ(alternatives->literals->pieces().size(), 5000u);
   EXPECT_EQ(alternatives, values->atom(true)->steps.front().alternatives);
   EXPECT_EQ(other->steps[2].kind, Step::Group);
   EXPECT_EQ(other->steps[2].alternatives, alternatives);
