@@ -494,6 +494,10 @@ def test_writes_text_and_a_page_that_needs_nothing(policy, tmp_path):
     assert "Rows that could not be read: 1" in text and "Rows that could not be read: 1" in page
     for member in ("skipped", "scanned"):
         assert f"{report[member]['files']:,}" in page
+    assert "Ages as of 2026-09-21 14:13 UTC." in text and "Ages as of 2026-09-21 14:13 UTC." in page
+    never = [r for r in report["rules"] if not r["skipped"]["files"] + r["scanned"]["files"]]
+    assert f"and {len(never) - 3} other rules" in reports.as_text(report, 3)
+    assert "other rule" not in text
 
 
 def test_the_document_names_every_member(policy, tmp_path):

@@ -1,5 +1,6 @@
 """What qvl-fleet found, as data, as text and as a page."""
 
+import datetime
 import html
 import json
 from typing import Any, Dict, List, Sequence
@@ -249,6 +250,13 @@ class _Section:
         self.rows = rows
 
 
+def _rest(rules: Sequence, top: int, columns: int) -> List[Sequence[str]]:
+    """A row about the rules that are not listed."""
+    if len(rules) <= top:
+        return []
+    return [("", f"and {_counted(len(rules) - top, 'other rule', 'other rules')}", *[""] * (columns - 2))]
+
+
 def _two(tally: Dict) -> List[str]:
     return [f"{tally['files']:,}", size_in_words(tally["bytes"])]
 
@@ -289,9 +297,11 @@ def _audit_sections(report: Dict, top: int) -> List[_Section]:
         _Section(f"Rules by hits: {len(by_hits):,} of {_counted(len(report['rules']), 'rule', 'rules')}",
             ("Data set", "Rule", "#Line", "#Hosts", "#Files skipped", "#Size", "#Kept scanned"),
             [(str(r["dataSet"]), _rule_in_words(r), f"{r['line']}", _hosts_in_words(r),
-              *_two(r["skipped"]), f"{r['scanned']['files']:,}") for r in by_hits[:top]]),
+              *_two(r["skipped"]), f"{r['scanned']['files']:,}") for r in by_hits[:top]]
+            + _rest(by_hits, top, 7)),
         _Section(f"Rules that never hit anywhere: {len(never):,}", ("Data set", "Rule", "#Line"),
-            [(str(r["dataSet"]), _rule_in_words(r), f"{r['line']}") for r in never[:top]]),
+            [(str(r["dataSet"]), _rule_in_words(r), f"{r['line']}") for r in never[:top]]
+            + _rest(never, top, 3)),
         _Section("Hosts with the most skipped", ("Host", "#Files skipped", "#Size", "#Of its bytes"),
             [(_name(h, "host"), *_two(h["skipped"]), _share(h["skipped"]["bytes"], h["found"]["bytes"]))
              for h in report["skippedByHost"]]),
@@ -320,7 +330,7 @@ def _diff_sections(report: Dict, top: int) -> List[_Section]:
         rows = [
             (str(r["dataSet"]), _rule_in_words(r), f"{r['line']}", _hosts_in_words(r), *_two(r))
             for r in rules[:top]
-        ]
+        ] + _rest(rules, top, 6)
         if report[name + "ByNoRule"]["files"]:
             rows.append(("", "by no rule: the logic or a switch", "", "", *_two(report[name + "ByNoRule"])))
         sections.append(
@@ -348,6 +358,19 @@ def _title(report: Dict) -> str:
     return f"From {report['policy']} to {report['with']}: {rows} on {hosts}"
 
 
+def _subtitle(report: Dict) -> str:
+    moment = datetime.datetime.fromtimestamp(0, datetime.timezone.utc)
+    try:
+        moment += datetime.timedelta(seconds=report["now"])
+        when = moment.strftime("%Y-%m-%d %H:%M UTC")
+    except OverflowError:
+        when = f"{report['now']:,} seconds since 1970"
+    text = f"{_counted(report['inventories'], 'inventory', 'inventories')}. Ages as of {when}."
+    if "logic" in report:
+        text += f" Logic: {report['logic'].strip()}"
+    return text
+
+
 # ---- Text ----
 
 
@@ -356,7 +379,7 @@ def _printable(text: str) -> str:
 
 
 def as_text(report: Dict, top: int) -> str:
-    lines = [_printable(_title(report))]
+    lines = [_printable(_title(report)), _printable(_subtitle(report))]
     for section in _sections(report, top):
         lines += ["", _printable(section.title)]
         table = [section.columns] + [[_printable(cell) for cell in row] for row in section.rows]
@@ -405,7 +428,7 @@ code {{ font-family: ui-monospace, Menlo, Consolas, "DejaVu Sans Mono", monospac
 .scroll:focus-visible {{ outline: 3px solid var(--accent); outline-offset: 1px; }}
 table {{ border-collapse: collapse; width: 100%; }}
 th, td {{ text-align: left; padding: .28rem .6rem; border-bottom: 1px solid var(--line);
-         vertical-align: top; overflow-wrap: anywhere; }}
+         vertical-align: top; overflow-wrap: break-word; }}
 th {{ background: var(--panel); font-weight: 600; }}
 .number {{ text-align: right; white-space: nowrap; font-variant-numeric: tabular-nums; }}
 </style>
@@ -442,10 +465,7 @@ def as_page(report: Dict, top: int) -> str:
             f'<h2 id="s{i}">{html.escape(_printable(section.title))}</h2>\n'
             f'<div class="scroll" tabindex="0" role="region" aria-labelledby="s{i}">{table}</div>\n'
         )
-    subtitle = f"{_counted(report['inventories'], 'inventory', 'inventories')}, ages held against "
-    subtitle += f"{report['now']} seconds since 1970."
-    if "logic" in report:
-        subtitle += f" Logic: {report['logic'].strip()}"
+    subtitle = _subtitle(report)
     return _PAGE.format(
         title=html.escape(_printable(_title(report))),
         subtitle=html.escape(_printable(subtitle)),
