@@ -64,6 +64,8 @@ class QVLPOLICY_EXPORT Queries {
   const std::vector<Query>& with(const std::optional<std::string>& process,
                                  const std::optional<QVL::AccessTypes>& access);
 
+  const std::vector<const Policy*>& policies() const { return m_policies; }
+
   // Rules that nothing asked here can hit, unless the caller has given the processes.
   const std::vector<NamelessRule>& nameless() const { return m_nameless; }
 

@@ -67,6 +67,10 @@ TEST(Queries, AreOneForEachAccessTypeThatIsNamedAndOneForTheOthers) {
   for (const auto& row : rows) {
     EXPECT_EQ(queriesFor({"<logic>1</logic>" + set(1, "folder", row.rules)}), row.queries);
   }
+  // Of a data set as of a rule.
+  EXPECT_EQ(queriesFor({"<logic>1</logic>" +
+                        set(1, "folder", "<rule>/a/</rule>", "check-access='write'")}),
+            (Words{"read, none *", "write, none"}));
 }
 
 TEST(Queries, AreOneForProcessesThatThePoliciesTreatAlike) {
@@ -109,6 +113,37 @@ TEST(Queries, AreThoseGiven) {
   EXPECT_EQ(queriesFor({text}, limits), (Words{"read, /bin/z (and ) *", "read, /bin/a *"}));
   limits.accesses = {QVL::WriteAccess};
   EXPECT_EQ(queriesFor({text}, limits), (Words{"write, /bin/z (and )", "write, /bin/a"}));
+}
+
+TEST(ProcessNames, AreWhatTheRuleMatches) {
+  const struct {
+    const char* text;
+    bool wildcards;
+    const char* name;  // null: none is found
+  } rows[] = {
+      {"/usr/bin/rsync", true, "/usr/bin/rsync"},
+      {"rsync", true, "rsync"},
+      {"/usr/bin/*", true, "/usr/bin/*"},  // a star is a name, too
+      {"/opt/**/tool?", true, "/opt/**/tool?"},
+      {"/opt/c\\+\\+", true, "/opt/c++"},
+      {"/opt/%V%/tool", true, "/opt/two/tool"},
+      {"/bin/[^/]*", false, "/bin/any"},
+      {"/bin/[a-f]x", false, nullptr},
+  };
+  DataSet dataSet;
+  dataSet.kind = Kind::Process;
+  Rule rule;
+  for (const auto& row : rows) {
+    dataSet.wildcards = row.wildcards;
+    dataSet.keywords = {{"%V%", {"[0-9]{2}", "two"}, {}}};
+    rule.text = row.text;
+    const std::optional<std::string> name = processNameFor(dataSet, rule);
+    EXPECT_EQ(name, row.name == nullptr ? std::nullopt : std::optional<std::string>(row.name))
+        << row.text;
+  }
+  rule.text = "cc";
+  rule.defaultFolder = "/usr/bin";
+  EXPECT_EQ(processNameFor(dataSet, rule), "/usr/bin/cc");
 }
 
 TEST(Queries, NameTheRulesThatTheyCannotHit) {

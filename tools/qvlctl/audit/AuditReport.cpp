@@ -14,15 +14,15 @@ bool isLarger(const SkippedFolder& a, const SkippedFolder& b) {
 
 }  // namespace
 
-AuditReport::AuditReport(const PolicyInUse& inUse, const std::vector<Query>& queries,
-                         Missing& missing, std::size_t rootCount, std::size_t folderCount,
+AuditReport::AuditReport(Engine& engine, const std::vector<Query>& queries, Missing& missing,
+                         std::size_t rootCount, std::size_t folderCount,
                          std::function<void()> mayShowProgress)
-    : m_engine(inUse.engine),
+    : m_engine(engine),
       m_missing(missing),
       m_folderCount(folderCount),
       m_mayShowProgress(std::move(mayShowProgress)),
       m_tree(kTreeFolders),
-      m_ruleHits(inUse.engine, queries),
+      m_ruleHits(engine, queries),
       m_progress(rootCount) {
   for (const Query& query : queries) m_queries.push_back({requestFor(query), false, {}});
 }

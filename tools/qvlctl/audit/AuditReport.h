@@ -49,7 +49,7 @@ class AuditReport : public TreeVisitor {
   // `mayShowProgress` is called now and then. At most `folderCount` skipped folders are kept. The
   // policy, the engine made from it, the queries and `missing`, to which is added, have to outlive
   // this; `rootCount` trees are walked.
-  AuditReport(const PolicyInUse& inUse, const std::vector<Query>& queries, Missing& missing,
+  AuditReport(Engine& engine, const std::vector<Query>& queries, Missing& missing,
               std::size_t rootCount, std::size_t folderCount,
               std::function<void()> mayShowProgress);
 

@@ -61,8 +61,8 @@ class Audit {
         m_roots(rootsOf(options.folders, m_missing)),
         m_question(options.question),
         m_evidence(evidenceNow(m_question.policyDigest)),
-        m_queries({m_question.inUse()}, options.question.limits()),
-        m_report(m_question.inUse(), m_queries.all(), m_missing, m_roots.size(), options.top,
+        m_queries({&m_question.engine.policy()}, options.question.limits()),
+        m_report(m_question.engine, m_queries.all(), m_missing, m_roots.size(), options.top,
                  [this] { m_progress->show(m_report); }) {}
 
   int run() {

@@ -66,8 +66,6 @@ struct Question {
   explicit Question(const PolicyOptions& options);
   explicit Question(const QuestionOptions& options);
 
-  PolicyInUse inUse() { return {policy, engine}; }
-
   const std::string policyDigest;  // see PolicyFile
   Engine engine;
   const Policy& policy;

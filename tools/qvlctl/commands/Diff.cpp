@@ -45,7 +45,7 @@ class Side {
   bool ask(QVL::LookupData& request) { return m_question.engine.isExcluded(request); }
 
   const Policy& policy() const { return m_question.policy; }
-  PolicyInUse inUse() { return m_question.inUse(); }
+  const qvlpolicy::Policy* asked() const { return &m_question.engine.policy(); }
 
   Explanation explain(const QVL::LookupData& request) {
     if (!m_explainer) m_explainer.emplace(m_question.engine);
@@ -73,7 +73,7 @@ class Diff : private TreeVisitor {
         m_asJson(options.format == "json"),
         m_old(options.question, options.question.policyFile),
         m_new(options.question, options.newPolicyFile),
-        m_queries({m_old.inUse(), m_new.inUse()}, options.question.limits()),
+        m_queries({m_old.asked(), m_new.asked()}, options.question.limits()),
         m_changes(m_queries.all().size()) {
     for (const Query& query : m_queries.all()) m_requests.push_back(requestFor(query));
   }

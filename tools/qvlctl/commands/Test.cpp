@@ -36,7 +36,7 @@ class Test {
   explicit Test(const TestOptions& options)
       : m_options(options),
         m_question(options.question),
-        m_queries({m_question.inUse()}, options.question.limits()),
+        m_queries({&m_question.engine.policy()}, options.question.limits()),
         m_report(makeCaseReport(options.format, options.question.policyFile, m_queries.all(),
                                 m_output)) {}
 

@@ -1,93 +1,26 @@
-// What there is to ask about a file: which processes and kinds of access make a difference?
+// What there is to ask about a file, in the words of this program.
 
 #ifndef QVLCTL_QUERIES_QUERIES_H
 #define QVLCTL_QUERIES_QUERIES_H
 
 #include <qvl/qvl.h>
+#include <qvlpolicy/Queries.h>
 
-#include <cstddef>
-#include <map>
-#include <optional>
 #include <string>
-#include <vector>
 
 #include "io/Json.h"
-#include "policy/Engine.h"
-#include "policy/Policy.h"
 
 namespace qvlctl {
 
-// A process and a kind of access. Those that it stands for get the same verdict for every file.
-struct Query {
-  std::string process;                      // empty: none
-  std::vector<std::string> alikeProcesses;  // other ones that it stands for
-  QVL::AccessTypes access = QVL::ReadAccess;
-  bool standsForOtherAccess = false;  // for every access type that no rule names
-};
+using qvlpolicy::Queries;
+using qvlpolicy::Query;
+using qvlpolicy::QueryLimits;
 
 // "read, no process"; "write, /usr/bin/rsync (and 2 processes alike)".
 std::string queryInWords(const Query& query);
 
 // `process`, `alikeProcesses`, `access` and `otherAccess`.
 Json queryInJson(const Query& query);
-
-// What is asked where the caller narrows it; nothing: all that makes a difference.
-struct QueryLimits {
-  std::optional<std::vector<std::string>> processes;  // an empty name: none
-  std::optional<std::vector<QVL::AccessTypes>> accesses;
-};
-
-// A policy and the engine made from it.
-struct PolicyInUse {
-  const Policy& policy;
-  Engine& engine;
-};
-
-// A process rule for which no name of a process was found.
-struct NamelessRule {
-  const Policy* policy;
-  std::size_t dataSet;  // by index
-  std::size_t rule;     // by index
-};
-
-// All queries that some policies may answer differently, or that the caller wants, no process
-// first.
-//
-// A verdict depends on the access type only in being one that is named or none of them, so one that
-// is not named stands for all of those: the first of read, write and any. It depends on the process
-// only in which process data sets match, so one process stands for all with the same answers. Asked
-// are no process and, for each process rule, one name that it matches; two rules with wildcards may
-// match a name that neither of theirs stands for.
-class Queries {
- public:
-  // The policies have to outlive this.
-  Queries(std::vector<PolicyInUse> policies, QueryLimits limits);
-
-  // At least one.
-  const std::vector<Query>& all() const { return m_all; }
-
-  // The same where the process, the access type or both are given; valid until the next call.
-  const std::vector<Query>& with(const std::optional<std::string>& process,
-                                 const std::optional<QVL::AccessTypes>& access);
-
-  // Rules that nothing asked here can hit, unless the caller has given the processes.
-  const std::vector<NamelessRule>& nameless() const { return m_nameless; }
-
- private:
-  void collectProcesses();
-  void collectAccesses();
-  std::vector<Query> ofAccess(QVL::AccessTypes access,
-                              const std::vector<std::string>& processes) const;
-
-  const std::vector<PolicyInUse> m_policies;
-  std::vector<std::string> m_processes;
-  std::vector<QVL::AccessTypes> m_accesses;
-  std::optional<QVL::AccessTypes> m_otherAccess;  // that stands for those not named
-  std::vector<NamelessRule> m_nameless;
-  std::vector<Query> m_all;
-  std::vector<Query> m_withProcess;
-  std::map<QVL::AccessTypes, std::vector<Query>> m_withAccess;
-};
 
 // Tells the process rules for which there is no query on standard error.
 void complainOfNameless(const Queries& queries);
