@@ -1,5 +1,6 @@
 # Debian packages: `cpack` in the build folder makes of what is installed a run-time and a development
-# package of the engine, the same of the policy library, and a tool package, all in the same place,
+# package of the engine, the same of the policy library, and one each of qvlctl, of the Python package
+# with qvl-fleet, and of the on-access host, all in the same place,
 # and makes them known to the system.
 
 function(qvl_debian_file name)
@@ -31,6 +32,7 @@ qvl_link_into_system(development-system share/man/man3)
 if(TARGET qvlpolicy)
   qvl_link_into_system(policy-system share/man/man5)
   qvl_link_into_system(policy_development-system share/man/man3)
+  qvl_link_into_system(python-system bin lib/python3/dist-packages share/man/man1)
 endif()
 if(QVL_BUILD_TOOLS)
   qvl_link_into_system(tool-system bin share/man/man1
@@ -58,7 +60,8 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${PROJECT_BINARY_DIR}/qvl"
 set(CPACK_DEBIAN_PACKAGE_SECTION libs)
 set(CPACK_COMPONENTS_ALL runtime runtime-system development development-system)
 if(TARGET qvlpolicy)
-  list(APPEND CPACK_COMPONENTS_ALL policy policy-system policy_development policy_development-system)
+  list(APPEND CPACK_COMPONENTS_ALL policy policy-system policy_development policy_development-system
+    python python-system)
 endif()
 if(QVL_BUILD_TOOLS)
   list(APPEND CPACK_COMPONENTS_ALL tool tool-system)
@@ -121,6 +124,29 @@ set(CPACK_DEBIAN_POLICY_DEVELOPMENT_PACKAGE_DEPENDS
 set(CPACK_COMPONENT_POLICY_DEVELOPMENT_DESCRIPTION "Policies of an exclusion engine, for hosts
  Headers for C and C++, the CMake package, the pkg-config file and the manual page.")
 
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-qvlscanavoidance)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "${same_policy}, python3, python3-numpy, python3-pandas, \
+python3-dask, python3-distributed")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS python3-zstandard)
+set(CPACK_COMPONENT_PYTHON_DESCRIPTION "Policies of an exclusion engine in Python, and qvl-fleet
+ Loads policies and asks about columns of paths; qvl-fleet asks about the files of many machines, on all
+ cores or on a Dask cluster.")
+# As Debian's helpers do it: compiled when it is installed, so that nobody who runs it leaves files.
+qvl_debian_file(python/postinst "#!/bin/sh
+set -e
+py3compile -p python3-qvlscanavoidance '${home}/lib/python3/dist-packages'")
+qvl_debian_file(python/prerm "#!/bin/sh
+set -e
+py3clean -p python3-qvlscanavoidance")
+file(CHMOD "${PROJECT_BINARY_DIR}/debian/python/postinst" "${PROJECT_BINARY_DIR}/debian/python/prerm"
+  PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/debian/python/postinst"
+  "${PROJECT_BINARY_DIR}/debian/python/prerm")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME qvlctl)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${same_runtime}, ${same_policy}")
@@ -158,7 +184,7 @@ endif()
 
 include(CPack)
 # What is only for packages goes into the package of what it makes known.
-foreach(component IN ITEMS runtime development policy policy_development tool)
+foreach(component IN ITEMS runtime development policy policy_development python tool)
   cpack_add_component_group(${component})
   cpack_add_component(${component} GROUP ${component})
   cpack_add_component(${component}-system GROUP ${component})
