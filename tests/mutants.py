@@ -75,6 +75,7 @@ ROOMS = {
     ],
     "avoidance": [
         Program("avoidance/avoidance_test"),
+        Program("avoidance/avoidance_expression_test"),
         Program("avoidance/avoidance_test_walked"),
         Program("avoidance/avoidance_status_test", alone=True),
         Program("dataset/dataset_test"),

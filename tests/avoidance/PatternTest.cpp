@@ -541,7 +541,7 @@ TYPED_TEST(Pattern, KeywordsStandForAnyOfTheirValues) {
       {"%K%?", {{"%K%", {"a"}}}, "", false},
       {"%K%+", {{"%K%", {"a", "b"}}}, "abab", true},  // the value set is one group
       {"%K%{2}", {{"%K%", {"a", "b"}}}, "ab", true},
-      // A name with ".", "*" or "?" is never found: those were translated before.
+      // A name is not found in the rule where ".", "*" or "?" in it were translated before.
       {"/a.b", {{"a.b", {"z"}}}, "/z", false},
       {"/a.b", {{"a.b", {"z"}}}, "/a.b", true},
       {"/a*b", {{"a*b", {"z"}}}, "/z", false},
@@ -550,6 +550,11 @@ TYPED_TEST(Pattern, KeywordsStandForAnyOfTheirValues) {
       {"/a.b", {{"a\\.b", {"z"}}}, "/z", true},
       {"/*", {{"[^/]*", {"z"}}}, "/z", true},
       {"/*", {{"[^/]*", {"z"}}}, "/y", false},
+      {"/a**", {{".", {"z"}}}, "/azz", true},
+      {"/a**", {{".", {"z"}}}, "/ab", false},
+      {"/a*", {{"*", {"z"}}}, "/abz", true},
+      {"/a*", {{"*", {"z"}}}, "/ab", false},
+      {"/a?", {{"?", {"z"}}}, "/ab", true},  // nothing is translated to a "?"
       {"/?", {{"^", {"z"}}}, "/)", true},
       {"DOUBLE", {{"DOUBLE", {"z"}}}, "x/y", true},
       // In ascending order of the names, each over the result of the one before.

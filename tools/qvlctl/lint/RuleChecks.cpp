@@ -170,12 +170,19 @@ class DataSetCheck {
           return std::find(found.begin(), found.end(), &keyword) != found.end();
         });
     if (m_dataSet.wildcards && keyword.name.find_first_of(".*?") != std::string::npos) {
-      warn(
-          "keyword-never-found",
-          fmt::format("a name with . * or ? is never found: wildcards are replaced first; the name "
-                      "is {}",
-                      inQuotes(keyword.name)),
-          "rename it, for instance to %NAME%");
+      if (isInRule) {
+        warn(
+            "keyword-in-wildcard",
+            fmt::format("{} is found in what dots and wildcards of the rules were replaced by, and "
+                        "changes what they mean",
+                        inQuotes(keyword.name)),
+            "rename it, for instance to %NAME%");
+      } else {
+        warn("keyword-never-found",
+             fmt::format("{} is found in no rule: dots and wildcards are replaced first",
+                         inQuotes(keyword.name)),
+             "rename it, for instance to %NAME%");
+      }
     } else if (!isInRule) {
       warn("keyword-unused", fmt::format("no rule holds {}", inQuotes(keyword.name)),
            "remove it, or correct its name here or in the rules");
