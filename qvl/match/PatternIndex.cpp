@@ -1,6 +1,7 @@
 #include "qvl/match/PatternIndex.h"
 
 #include <algorithm>
+#include <cstring>
 #include <functional>
 #include <utility>
 
@@ -12,6 +13,7 @@ using PathKeys::PatternKeys;
 
 void PatternIndex::Scratch::shrink() {
   text.shrink();
+  reserved = 0;
 }
 
 void PatternIndex::Scratch::Met::clear() {
@@ -45,6 +47,46 @@ void PatternIndex::Scratch::Met::insert(std::uint64_t number) {
   std::size_t at = PathKeys::mix(number, 1) & mask;
   while (m_table[at] != 0) at = (at + 1) & mask;
   m_table[at] = number;
+}
+
+namespace {
+
+constexpr std::size_t kEnd = sizeof(std::uint64_t);
+
+// Up to eight bytes, folded as pieces of texts are that are hashed: a few signs fold to others,
+// too.
+std::uint64_t folded8(const char* bytes, std::size_t count) {
+  std::uint64_t word = 0;
+  std::memcpy(&word, bytes, count);
+  return word | 0x2020202020202020u;
+}
+
+// The first `count` bytes of eight.
+std::uint64_t maskOf(std::size_t count) {
+  return count == 0 ? 0 : ~std::uint64_t{0} >> (64 - 8 * count);
+}
+
+}  // namespace
+
+PatternIndex::Ends::Ends(std::string_view text) {
+  if (text.size() >= kEnd) {
+    m_head = folded8(text.data(), kEnd);
+    m_tail = folded8(text.data() + text.size() - kEnd, kEnd);
+  } else if (!text.empty()) {
+    m_head = folded8(text.data(), text.size());
+    m_tail = m_head << 8 * (kEnd - text.size());
+  }
+}
+
+PatternIndex::Ends::Ends(std::string_view head, std::string_view tail) {
+  const std::size_t heads = std::min(head.size(), kEnd);
+  const std::size_t tails = std::min(tail.size(), kEnd);
+  if (heads != 0) m_head = folded8(head.data(), heads);
+  m_headMask = maskOf(heads);
+  if (tails != 0) {
+    m_tail = folded8(tail.data() + tail.size() - tails, tails) << 8 * (kEnd - tails);
+  }
+  m_tailMask = ~maskOf(kEnd - tails);
 }
 
 bool PatternIndex::ByLead::operator()(const Program* a, const Program* b) const {
@@ -83,23 +125,46 @@ void PatternIndex::use(const PatternKey& key, int change) {
   if (key.kind == Kind::Prefix) adjust(m_depthUse[key.depth], m_depths, key.depth);
 }
 
+// Those of a text, which `hashed` is for.
+std::uint64_t PatternIndex::componentsOf(std::string_view text, PathKeys::HashedText& hashed) {
+  hashed.assign(text);
+  std::uint64_t components = 0;
+  for (std::size_t i = 0; i < hashed.components(); ++i) {
+    components |= PathKeys::bitOf(hashed.hash(hashed.start(i), hashed.length(i)));
+  }
+  const std::size_t dot = text.rfind('.');
+  if (dot == std::string_view::npos) return components;
+  return components | PathKeys::bitOf(hashed.hash(dot + 1, text.size() - dot - 1));
+}
+
+PatternIndex::Ends PatternIndex::endsOf(const Steps& steps) {
+  const auto literal = [](const Step& step) {
+    return step.kind == Step::Literal ? std::string_view(step.bytes) : std::string_view();
+  };
+  return steps.empty() ? Ends() : Ends(literal(steps.front()), literal(steps.back()));
+}
+
 void PatternIndex::insert(const Program& program, Owner owner, std::uint32_t tag, Place& place) {
-  const std::vector<Steps> alternatives =
-      multipliedOut(program.outline(kMostAlternatives), kMostAlternatives);
+  const Steps outline = program.outline(kMostAlternatives);
+  const std::vector<Steps> alternatives = multipliedOut(outline, kMostAlternatives);
   std::vector<PatternKeys> keys;
   bool haveKeys = true;
   for (const Steps& steps : alternatives) {
     keys.push_back(PathKeys::keysOf(steps));
     haveKeys = haveKeys && !keys.back().keys.empty();
   }
+  std::uint64_t components = ~std::uint64_t{0};
+  for (const PatternKeys& one : keys) components &= one.components;
   const bool folded = !program.caseSensitive();
   m_leads[folded].insert(&program);
   place.program = &program;
   place.owner = owner;
+  const bool hasRoom = m_row.size() == m_size && m_size < kFewPatterns;
   ++m_size;
   m_folded += folded;
   Entry entry{0, 0, &program, &place, tag, 0, folded, keys.size() > 1};
   try {
+    if (hasRoom) m_row.push_back({endsOf(outline), components, &program, &place, tag, folded});
     if (!haveKeys) {
       // What all of its alternatives need is not worked out; it is compared as a whole.
       if (keys.size() == 1) {
@@ -142,6 +207,9 @@ void PatternIndex::erase(Place& place) noexcept {
     m_compared[at].place->comparedAt = at;
     m_compared.pop_back();
   }
+  const auto inRow = std::find_if(m_row.begin(), m_row.end(),
+                                  [&](const InRow& one) { return one.place == &place; });
+  if (inRow != m_row.end()) m_row.erase(inRow);
   place.keys.clear();
   place.program = nullptr;
 }

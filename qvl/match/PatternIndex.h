@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -66,6 +67,14 @@ class PatternIndex {
    public:
     Scratch() { keys.reserve(kOrdinary); }
 
+    // Makes room for texts of that length.
+    void reserve(std::size_t length) {
+      if (length <= reserved) return;
+      text.reserve(length);
+      grams.reserve(length);
+      reserved = length;
+    }
+
     // Gives back what a text far longer than a path needed.
     void shrink();
 
@@ -95,6 +104,7 @@ class PatternIndex {
     std::vector<PathKeys::Key> keys;  // of the text, that something may stand under
     Met metKeys;
     Met metPlaces;
+    std::size_t reserved = 0;  // for texts of this length
   };
 
   // What look-ups did, for tests that count work.
@@ -135,6 +145,36 @@ class PatternIndex {
     bool hasAlternatives;  // stands under several keys
   };
 
+  // The first and the last eight bytes of a text, or of the literals that a pattern begins and ends
+  // with, without regard to ASCII case.
+  class Ends {
+   public:
+    Ends() = default;
+    explicit Ends(std::string_view text);
+    Ends(std::string_view head, std::string_view tail);
+
+    // Of a pattern: may a text with those ends match it?
+    bool fit(const Ends& text) const {
+      return (((m_head ^ text.m_head) & m_headMask) | ((m_tail ^ text.m_tail) & m_tailMask)) == 0;
+    }
+
+   private:
+    std::uint64_t m_head = 0;
+    std::uint64_t m_headMask = 0;
+    std::uint64_t m_tail = 0;
+    std::uint64_t m_tailMask = 0;
+  };
+
+  // A pattern while there are few.
+  struct InRow {
+    Ends ends;
+    std::uint64_t components;  // that a text must have
+    const Program* program;
+    Place* place;
+    std::uint32_t tag;
+    bool folded;
+  };
+
   // Orders programs by the literal they begin with, and among equals those first that read on
   // whatever comes behind it.
   struct ByLead {
@@ -147,7 +187,7 @@ class PatternIndex {
   // From so many candidates on it pays to find out which grams the text has.
   static constexpr std::size_t kManyCandidates = 12;
   // Up to so many patterns are compared in a row.
-  static constexpr std::size_t kFewPatterns = 3;
+  static constexpr std::size_t kFewPatterns = 16;
   // So many keys of a text are gathered before what stands under them is visited. Ordinary texts
   // have fewer, and then it is known of the whole text which components it has.
   static constexpr std::size_t kGathered = 32;
@@ -160,10 +200,13 @@ class PatternIndex {
   bool visitCandidates(std::string_view text, Scratch& scratch, Work* work, Visit visit) const;
   template <typename VisitGathered>
   bool gatherKeys(std::string_view text, Scratch& scratch, VisitGathered visitGathered) const;
+  static Ends endsOf(const Steps& steps);
+  static std::uint64_t componentsOf(std::string_view text, PathKeys::HashedText& hashed);
   void use(const PathKeys::PatternKey& key, int change);
   const PathKeys::PatternKey& leastPopular(const std::vector<PathKeys::PatternKey>& keys) const;
   bool uses(PathKeys::Kind kind) const { return m_kinds >> static_cast<unsigned>(kind) & 1; }
 
+  std::vector<InRow> m_row;  // some patterns; all of them unless there were once too many
   KeyTable<Entry> m_table;
   std::vector<Entry> m_compared;                // without keys: compared with every text
   std::set<const Program*, ByLead> m_leads[2];  // of those for which case matters, and of the rest
@@ -290,8 +333,25 @@ bool PatternIndex::find(Text& text, Scratch& scratch, Admits admits, Found found
                         Work* work) const {
   if (m_size == 0) return false;
   // Here, whatever the way from here on is, so that no change leads to a way that has to allocate.
-  scratch.text.reserve(text.plain().size());
-  scratch.grams.reserve(text.plain().size());
+  scratch.reserve(text.plain().size());
+  const bool oneText = text.isAscii() || m_folded == 0;
+  if (m_row.size() == m_size && text.plain().size() <= PathKeys::HashedText::kLongest) {
+    const Ends ends(text.plain());
+    std::optional<std::uint64_t> components;  // found out for the first whose ends fit
+    const auto lacks = [&](std::uint64_t wanted) {
+      if (wanted != 0 && !components) components = componentsOf(text.plain(), scratch.text);
+      return wanted != 0 && (wanted & ~*components) != 0;
+    };
+    return std::any_of(m_row.begin(), m_row.end(), [&](const InRow& one) {
+      if (work) ++work->entries;
+      const bool fits = one.ends.fit(ends) && !lacks(one.components);
+      // Letters beyond ASCII fold to others.
+      if (!fits && (oneText || !one.folded)) return false;
+      if (!admits(one.tag)) return false;
+      if (work) ++work->programs;
+      return one.program->matches(text) && found(one.place->owner);
+    });
+  }
   scratch.metPlaces.clear();
   const auto visit = [&](const Entry& entry) {
     if (!admits(entry.tag)) return false;
@@ -303,11 +363,8 @@ bool PatternIndex::find(Text& text, Scratch& scratch, Admits admits, Found found
     return entry.program->matches(text) && found(entry.place->owner);
   };
 
-  if (m_size <= kFewPatterns || text.plain().size() > PathKeys::HashedText::kLongest) {
-    return visitAll(work, visit);
-  }
+  if (text.plain().size() > PathKeys::HashedText::kLongest) return visitAll(work, visit);
 
-  const bool oneText = text.isAscii() || m_folded == 0;
   const auto visitPlain = [&](const Entry& entry) {
     return (oneText || !entry.folded) && visit(entry);
   };
