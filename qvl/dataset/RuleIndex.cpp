@@ -212,13 +212,17 @@ std::optional<const RuleIndex::Rule*> RuleIndex::firstMatch(const LookupData& re
     return !checkAccessType ||
            accessTypeFits(static_cast<AccessTypes>(accessType), request.m_accessType);
   };
+  const auto isBefore = [](PatternIndex::Owner a, PatternIndex::Owner b) {
+    return static_cast<const Rule*>(a)->order < static_cast<const Rule*>(b)->order;
+  };
   const auto found = [&](PatternIndex::Owner owner) {
     const auto* const rule = static_cast<const Rule*>(owner);
     if (!best || rule->order < best->order) best = rule;
     return m_asked.empty() || best->order < (*m_asked.begin())->order;
   };
   for (std::size_t i = 0; i < kRuleInputs; ++i) {
-    if (texts[i] && m_patterns[i]->find(*texts[i], scratch.patterns, admits, found)) break;
+    if (texts[i] && m_patterns[i]->find(*texts[i], scratch.patterns, admits, isBefore, found))
+      break;
   }
   return best;
 }

@@ -65,7 +65,10 @@ class PatternIndex {
   // What a look-up writes to, and nothing else does. Keeps its storage from text to text.
   class Scratch {
    public:
-    Scratch() { keys.reserve(kOrdinary); }
+    Scratch() {
+      keys.reserve(kOrdinary);
+      open.reserve(kOrdinary);
+    }
 
     // Makes room for texts of that length.
     void reserve(std::size_t length) {
@@ -104,6 +107,8 @@ class PatternIndex {
     std::vector<PathKeys::Key> keys;  // of the text, that something may stand under
     Met metKeys;
     Met metPlaces;
+    std::vector<const Place*>
+        open;                  // patterns that are not run yet, or only a simulation can tell about
     std::size_t reserved = 0;  // for texts of this length
   };
 
@@ -111,7 +116,8 @@ class PatternIndex {
   struct Work {
     std::size_t keys = 0;      // looked up in the table
     std::size_t entries = 0;   // visited
-    std::size_t programs = 0;  // run
+    std::size_t programs = 0;  // run, each once
+    std::size_t inOrder = 0;   // of those or beside them, by the order of the caller
   };
 
   // Adds a pattern, which outlives its stay. Strong guarantee: std::bad_alloc changes nothing.
@@ -124,10 +130,12 @@ class PatternIndex {
   std::size_t size() const { return m_size; }
 
   // Calls `found(owner)` for each pattern that matches a UTF-8 text and of which `admits(tag)`,
-  // until it answers true, and answers so itself. In no particular order; each pattern once, but
-  // one that ignores case perhaps twice in a text beyond ASCII.
-  template <typename Admits, typename Found>
-  bool find(Text& text, Scratch& scratch, Admits admits, Found found, Work* work = nullptr) const;
+  // until it answers true, and answers so itself. First some of which that can be told at once, in
+  // no particular order; then the others by `isBefore(owner, owner)`: so that it takes hardly more
+  // than going through the patterns in that order would. Each pattern once.
+  template <typename Admits, typename IsBefore, typename Found>
+  bool find(Text& text, Scratch& scratch, Admits admits, IsBefore isBefore, Found found,
+            Work* work = nullptr) const;
 
   // Having read the UTF-8 part of a text, could any pattern read another character behind it?
   bool readsOn(Text& text) const;
@@ -188,6 +196,9 @@ class PatternIndex {
   static constexpr std::size_t kManyCandidates = 12;
   // Up to so many patterns are compared in a row.
   static constexpr std::size_t kFewPatterns = 16;
+  // After so many runs of patterns the others are run in the caller's order: where many patterns
+  // match, one that comes early in it may spare all others.
+  static constexpr std::size_t kRunsAtOnce = 32;
   // So many keys of a text are gathered before what stands under them is visited. Ordinary texts
   // have fewer, and then it is known of the whole text which components it has.
   static constexpr std::size_t kGathered = 32;
@@ -328,10 +339,36 @@ bool PatternIndex::visitCandidates(std::string_view text, Scratch& scratch, Work
   return gatherKeys(text, scratch, visitGathered);
 }
 
-template <typename Admits, typename Found>
-bool PatternIndex::find(Text& text, Scratch& scratch, Admits admits, Found found,
+template <typename Admits, typename IsBefore, typename Found>
+bool PatternIndex::find(Text& text, Scratch& scratch, Admits admits, IsBefore isBefore, Found found,
                         Work* work) const {
   if (m_size == 0) return false;
+  std::vector<const Place*>& open = scratch.open;
+  open.clear();
+  std::size_t runs = 0;
+  const auto run = [&](const Place& place) {
+    if (work) ++work->programs;
+    if (++runs > kRunsAtOnce) {
+      open.push_back(&place);
+      return false;
+    }
+    const std::optional<bool> answer = place.program->matchesAtOnce(text);
+    if (!answer) open.push_back(&place);
+    return answer && *answer && found(place.owner);
+  };
+  const auto runOpen = [&] {
+    const auto isBehind = [&](const Place* a, const Place* b) {
+      return isBefore(b->owner, a->owner);
+    };
+    std::make_heap(open.begin(), open.end(), isBehind);
+    for (auto end = open.end(); end != open.begin(); --end) {
+      std::pop_heap(open.begin(), end, isBehind);
+      const Place& next = **(end - 1);
+      if (work) ++work->inOrder;
+      if (next.program->matches(text) && found(next.owner)) return true;
+    }
+    return false;
+  };
   // Here, whatever the way from here on is, so that no change leads to a way that has to allocate.
   scratch.reserve(text.plain().size());
   const bool oneText = text.isAscii() || m_folded == 0;
@@ -342,15 +379,15 @@ bool PatternIndex::find(Text& text, Scratch& scratch, Admits admits, Found found
       if (wanted != 0 && !components) components = componentsOf(text.plain(), scratch.text);
       return wanted != 0 && (wanted & ~*components) != 0;
     };
-    return std::any_of(m_row.begin(), m_row.end(), [&](const InRow& one) {
-      if (work) ++work->entries;
-      const bool fits = one.ends.fit(ends) && !lacks(one.components);
-      // Letters beyond ASCII fold to others.
-      if (!fits && (oneText || !one.folded)) return false;
-      if (!admits(one.tag)) return false;
-      if (work) ++work->programs;
-      return one.program->matches(text) && found(one.place->owner);
-    });
+    return std::any_of(m_row.begin(), m_row.end(),
+                       [&](const InRow& one) {
+                         if (work) ++work->entries;
+                         const bool fits = one.ends.fit(ends) && !lacks(one.components);
+                         // Letters beyond ASCII fold to others.
+                         if (!fits && (oneText || !one.folded)) return false;
+                         return admits(one.tag) && run(*one.place);
+                       }) ||
+           runOpen();
   }
   scratch.metPlaces.clear();
   const auto visit = [&](const Entry& entry) {
@@ -359,19 +396,19 @@ bool PatternIndex::find(Text& text, Scratch& scratch, Admits admits, Found found
         !scratch.metPlaces.add(reinterpret_cast<std::uintptr_t>(entry.place))) {
       return false;
     }
-    if (work) ++work->programs;
-    return entry.program->matches(text) && found(entry.place->owner);
+    return run(*entry.place);
   };
 
-  if (text.plain().size() > PathKeys::HashedText::kLongest) return visitAll(work, visit);
+  if (text.plain().size() > PathKeys::HashedText::kLongest) {
+    return visitAll(work, visit) || runOpen();
+  }
 
   const auto visitPlain = [&](const Entry& entry) {
     return (oneText || !entry.folded) && visit(entry);
   };
-  if (visitCandidates(text.plain(), scratch, work, visitPlain)) return true;
-  return !oneText && visitCandidates(text.folded(), scratch, work, [&](const Entry& entry) {
-    return entry.folded && visit(entry);
-  });
+  const auto visitFolded = [&](const Entry& entry) { return entry.folded && visit(entry); };
+  return visitCandidates(text.plain(), scratch, work, visitPlain) ||
+         (!oneText && visitCandidates(text.folded(), scratch, work, visitFolded)) || runOpen();
 }
 
 }  // namespace QVL

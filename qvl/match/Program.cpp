@@ -799,8 +799,24 @@ bool Program::matches(Text& text) const {
   return text.isAscii() ? matchesAs<true>(text, subject) : matchesAs<false>(text, subject);
 }
 
+std::optional<bool> Program::matchesAtOnce(Text& text) const {
+  const std::string_view subject = m_caseSensitive ? text.plain() : text.folded();
+  Fork fork;
+  return text.isAscii() ? readUpToFork<true>(subject, fork) : readUpToFork<false>(subject, fork);
+}
+
 template <bool ascii>
 bool Program::matchesAs(Text& text, std::string_view subject) const {
+  Fork fork;
+  const std::optional<bool> answer = readUpToFork<ascii>(subject, fork);
+  return answer
+             ? *answer
+             : Run<ascii, false>(*this, text).leads(fork.instruction, fork.last, fork.at, fork.end);
+}
+
+// Absent when there is a fork.
+template <bool ascii>
+std::optional<bool> Program::readUpToFork(std::string_view subject, Fork& fork) const {
   if (subject.size() < m_leastLength) return false;
   const char* const from = subject.data();
   const std::size_t end = subject.size() - m_suffix;
@@ -863,8 +879,9 @@ bool Program::matchesAs(Text& text, std::string_view subject) const {
       default:
         break;
     }
-    return hasNextLiteral(i, last, subject.substr(at, end - at)) &&
-           Run<ascii, false>(*this, text).leads(i, last, at, end);
+    if (!hasNextLiteral(i, last, subject.substr(at, end - at))) return false;
+    fork = {i, last, at, end};
+    return std::nullopt;
   }
   return at == end;
 }

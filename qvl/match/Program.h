@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -47,6 +48,9 @@ class Program {
 
   // Does the program match the whole text, which is UTF-8?
   bool matches(Text& text) const;
+
+  // The same as far as it can be told without a simulation; absent when one is needed.
+  std::optional<bool> matchesAtOnce(Text& text) const;
 
   // Having read the UTF-8 part of a text, could it read another character behind it?
   bool readsOn(Text& text) const;
@@ -108,6 +112,16 @@ class Program {
 
   explicit Program(bool caseSensitive) : m_caseSensitive(caseSensitive) {}
 
+  // From where on there may be several ways to read on.
+  struct Fork {
+    std::size_t instruction;
+    std::size_t last;  // of those that are to be read
+    std::size_t at;    // in the text
+    std::size_t end;
+  };
+
+  template <bool ascii>
+  std::optional<bool> readUpToFork(std::string_view subject, Fork& fork) const;
   template <bool ascii>
   bool matchesAs(Text& text, std::string_view subject) const;
 

@@ -57,6 +57,7 @@ class Patterns {
     std::vector<PatternIndex::Owner> found;
     m_index.find(
         text, m_scratch, [](std::uint32_t) { return true; },
+        [](PatternIndex::Owner a, PatternIndex::Owner b) { return a < b; },
         [&](PatternIndex::Owner owner) {
           found.push_back(owner);
           return false;
@@ -139,6 +140,32 @@ TEST(PatternIndex, FindsOneOfManyByOneKey) {
   const PatternIndex::Work work = patterns.look("/srv/app77/cache/entry");
   EXPECT_LE(work.entries, 3u);
   EXPECT_EQ(work.programs, 1u);
+}
+
+// Of many patterns whose pieces are all there, the one that matches and comes first is not looked
+// for behind all others.
+TEST(PatternIndex, RunsManyCandidatesInTheOrderOfTheCaller) {
+  for (const std::size_t first : {0u, 7u, 500u}) {
+    std::vector<std::unique_ptr<const CompiledPattern>> patterns;
+    std::vector<PatternIndex::Place> places(1000);
+    PatternIndex index;
+    for (std::size_t i = 0; i < places.size(); ++i) {
+      const std::string end = i < first ? "z" : "a";
+      patterns.push_back(
+          std::make_unique<const CompiledPattern>(expressionOfGlob("/**/*a*b*" + end + "*"), true));
+      index.insert(*patterns.back()->program(), &places[i], 0, places[i]);
+    }
+    TextScratch textScratch;
+    PatternIndex::Scratch scratch;
+    const std::string path = repeated("/ab/az/za", 400) + "/aba";
+    Text text(path, textScratch);
+    PatternIndex::Work work;
+    const auto isBefore = [](PatternIndex::Owner a, PatternIndex::Owner b) { return a < b; };
+    const auto any = [](std::uint32_t) { return true; };
+    EXPECT_TRUE(index.find(
+        text, scratch, any, isBefore, [](auto) { return true; }, &work));
+    EXPECT_LE(work.inOrder, first + 1);
+  }
 }
 
 // However many values a keyword has, a path costs the patterns that its fixed parts lead to.
