@@ -1,5 +1,5 @@
-# layout.sh FOLDER LIBRARY SONAME LINKNAME TOOLS SOURCES: is everything where the product keeps it? TOOLS
-# is 1 when the tools are built, else 0.
+# layout.sh FOLDER LIBRARY SONAME LINKNAME POLICY TOOLS SOURCES: is everything where the product keeps it?
+# POLICY is 1 when the policy library is built, else 0; TOOLS likewise of the tools.
 set -eu
 cd "$1"
 failed=0
@@ -13,27 +13,29 @@ expect -f include/qvl/qvl.h
 expect -f config/traceValues.xml
 expect -d var
 expect -f share/man/man3/qvlscanavoidance.3
-expect -f include/qvlpolicy/Policy.h
-expect -f include/qvlpolicy/qvlpolicy.h
-expect -f share/qvlpolicy/policy.rng
-expect -f share/man/man3/qvlpolicy.3
-expect -f share/man/man5/qvl-policy.5
-expect -x bin/qvl-fleet
-expect -f lib/python3/dist-packages/qvlscanavoidance/fleet/__main__.py
-expect -f share/man/man1/qvl-fleet.1
 expect -f share/man/man5/qvl-trace.5
+if [ "$5" = 1 ]; then
+  expect -f include/qvlpolicy/Policy.h
+  expect -f include/qvlpolicy/qvlpolicy.h
+  expect -f share/qvlpolicy/policy.rng
+  expect -f share/man/man3/qvlpolicy.3
+  expect -f share/man/man5/qvl-policy.5
+  expect -x bin/qvl-fleet
+  expect -f lib/python3/dist-packages/qvlscanavoidance/fleet/__main__.py
+  expect -f share/man/man1/qvl-fleet.1
+fi
 for name in LICENSE README.md SECURITY.md CHANGELOG.md examples/host.cpp examples/linux-server.xml; do
   expect -f "share/doc/qvlscanavoidance/$name"
 done
-for document in "$6"/docs/*.md; do
+for document in "$7"/docs/*.md; do
   expect -f "share/doc/qvlscanavoidance/docs/${document##*/}"
 done
-if [ "$5" = 1 ]; then
+if [ "$6" = 1 ]; then
   expect -f share/man/man1/qvlctl.1
   expect -f share/bash-completion/completions/qvlctl
   expect -f share/zsh/site-functions/_qvlctl
   # What the program's messages point to.
-  documents=$(grep -rhoE 'docs/[-a-z]+\.md' "$6/tools/qvlctl" --include='*.cpp' --include='*.h' | sort -u)
+  documents=$(grep -rhoE 'docs/[-a-z]+\.md' "$7/tools/qvlctl" --include='*.cpp' --include='*.h' | sort -u)
   [ -n "$documents" ] || { echo "expected messages that point to documents"; failed=1; }
   for document in $documents; do
     expect -f "share/doc/qvlscanavoidance/$document"

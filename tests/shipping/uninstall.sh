@@ -22,8 +22,11 @@ echo changed >"$home/config/traceValues.xml"
 echo kept >"$home/var/ScanAvoidanceTraces.log"
 echo foreign >"$home/include/foreign.h"
 # What Python leaves behind when it runs.
-mkdir -p "$home/lib/python3/dist-packages/qvlscanavoidance/fleet/__pycache__"
-echo compiled >"$home/lib/python3/dist-packages/qvlscanavoidance/fleet/__pycache__/x.pyc"
+fleet=$home/lib/python3/dist-packages/qvlscanavoidance/fleet
+if [ -d "$fleet" ]; then
+  mkdir -p "$fleet/__pycache__"
+  echo compiled >"$fleet/__pycache__/x.pyc"
+fi
 install
 [ "$(cat "$home/config/traceValues.xml")" = changed ] ||
   fail "a second installation to leave the trace configuration as it was set"
