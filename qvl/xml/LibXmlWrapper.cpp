@@ -248,9 +248,8 @@ bool addChild(const NodeSet& nodes, const char* name, const char* content) {
 
 // Makes a new element the root. A root that was there before is released.
 void replaceRoot(xmlDoc* document, const char* name) {
-  OwnedNode root(xmlNewNode(nullptr, xml(name)));
-  // Without memory libxml2 makes an element without its name.
-  if (!document || !root || !root->name || !QVL::admitsName(name)) return;
+  OwnedNode root(QVL::newElement(xml(name)));
+  if (!document || !root || !QVL::admitsName(name)) return;
   const OwnedNode former(xmlDocSetRootElement(document, root.get()));
   root.release();
 }

@@ -1,11 +1,13 @@
-// What libxml2 before 2.12 needs help with when memory runs out, as 2.9.14 showed under the tests
-// StarvedThread and StarvedDocument. Goes when 2.12 is the oldest release. Private to the library.
+// What libxml2 needs help with when memory runs out, each with the test that fails without it
+// on 2.9.14, which is the release of Debian 12. What is for releases before 2.12 goes when that is
+// the oldest. Private to the library.
 
 #ifndef QVL_XML_OLD_LIB_XML_H
 #define QVL_XML_OLD_LIB_XML_H
 
 #include <libxml/globals.h>
 #include <libxml/threads.h>
+#include <libxml/tree.h>
 #include <libxml/xpath.h>
 #include <libxml/xpathInternals.h>
 
@@ -32,8 +34,8 @@ inline xmlXPathObject* evaluate(const xmlChar* xpath, xmlXPathContext* context) 
 
 using ErrorPointer = xmlError*;
 
-// The old releases crash when they get no memory for what they keep for a thread. What is asked for
-// and given back here is there for them a moment later.
+// The old releases crash when they get no memory for what they keep for a thread (StarvedThread).
+// What is asked for and given back here is there for them a moment later.
 inline void prepareThread() {
   thread_local bool prepared = false;
   if (prepared || xmlIsMainThread()) return;
@@ -45,7 +47,7 @@ inline void prepareThread() {
 }
 
 // As xmlXPathEvalExpression, with the stack of values made ahead: without memory for it, the old
-// releases free the evaluation twice.
+// releases free the evaluation twice (StarvedDocument, its queries).
 inline xmlXPathObject* evaluate(const xmlChar* xpath, xmlXPathContext* context) {
   struct FreeEvaluation {
     void operator()(xmlXPathParserContext* evaluation) const {
@@ -65,6 +67,15 @@ inline xmlXPathObject* evaluate(const xmlChar* xpath, xmlXPathContext* context) 
 }
 
 #endif
+
+// A new element; null when there is no memory for it. 2.9.14 makes one without its name then
+// (StarvedDocument, ReplaceRoot); what later releases do is not known.
+inline xmlNode* newElement(const xmlChar* name) {
+  xmlNode* const element = xmlNewNode(nullptr, name);
+  if (!element || element->name) return element;
+  xmlFreeNode(element);
+  return nullptr;
+}
 
 }  // namespace QVL
 
