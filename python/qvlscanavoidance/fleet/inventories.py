@@ -401,6 +401,8 @@ class _JsonReader:
             (named[role],) if named[role] else KNOWN_NAMES[role] for role in ROLES
         ]
         self._scan = json.JSONDecoder().scan_once
+        self._keys: Tuple[str, ...] = ()
+        self._found: List[Optional[str]] = [None] * len(ROLES)  # the columns' names in such a row
 
     def __call__(self, lines: List[bytes], too_long: List[bytes]) -> Rows:
         collector = _Collector(self._part.host)
@@ -439,7 +441,11 @@ class _JsonReader:
         self._add_columns(row, collector)
 
     def _add_columns(self, row: dict, collector: _Collector) -> None:
-        found = [next((row[name] for name in names if name in row), None) for names in self._names]
+        keys = tuple(row)
+        if keys != self._keys:  # most rows have those of the one before
+            self._keys = keys
+            self._found = [next((n for n in names if n in row), None) for names in self._names]
+        found = [None if name is None else row[name] for name in self._found]
         hexadecimal = row.get("pathHex")
         if hexadecimal is not None:
             try:
