@@ -44,10 +44,11 @@ bool connectTo(const Descriptor& descriptor, const std::string& socket) {
          0;
 }
 
+// Long enough for a client that has to wait for a processor between connecting and asking.
 void limitWaiting(const Descriptor& connection) {
-  const timeval second = {1, 0};
-  ::setsockopt(connection.get(), SOL_SOCKET, SO_RCVTIMEO, &second, sizeof second);
-  ::setsockopt(connection.get(), SOL_SOCKET, SO_SNDTIMEO, &second, sizeof second);
+  const timeval limit = {5, 0};
+  ::setsockopt(connection.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+  ::setsockopt(connection.get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
 }
 
 bool sendAll(const Descriptor& connection, std::string_view text) {

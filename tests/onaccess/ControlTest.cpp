@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <thread>
@@ -74,6 +75,28 @@ TEST_F(ControlTest, GivesUpAClientThatSaysNothing) {
   });
   EXPECT_FALSE(wasAsked);
   ::close(client);
+}
+
+// On a busy machine there may be a while between its connecting and its asking.
+TEST_F(ControlTest, WaitsForAClientThatTakesItsTime) {
+  ControlServer server(socket);
+  const int client = ::socket(AF_UNIX, SOCK_STREAM, 0);
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  socket.copy(address.sun_path, sizeof address.sun_path - 1);
+  ASSERT_EQ(::connect(client, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  std::thread asking([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    EXPECT_EQ(::send(client, "status", 6, MSG_NOSIGNAL), 6);
+  });
+  std::string heard;
+  server.serve([&](const std::string& request) {
+    heard = request;
+    return ControlReply{true, ""};
+  });
+  asking.join();
+  ::close(client);
+  EXPECT_EQ(heard, "status");
 }
 
 TEST_F(ControlTest, ASecondHostIsRefusedAndAnOldSocketReplaced) {
