@@ -148,4 +148,8 @@ void Avoidance::observe(PatternObserver* observer) const {
   m_state->observer = observer;
 }
 
+PatternObserver* Avoidance::observer() const {
+  return m_state->observer;
+}
+
 }  // namespace QVL

@@ -78,6 +78,7 @@ class QVL_EXPORT Avoidance : public IAvoidance {
   const CompiledPattern& pattern() const;
   AccessTypes accessType() const;
   void observe(PatternObserver* observer) const;
+  QVL_HIDDEN PatternObserver* observer() const;
 
   void createFrom(std::string text, const ConstructorTexts& texts);
 

@@ -56,4 +56,8 @@ void RuleView::observe(const Avoidance& rule, PatternObserver* observer) {
   rule.observe(observer);
 }
 
+PatternObserver* RuleView::observerOf(const Avoidance& rule) {
+  return rule.observer();
+}
+
 }  // namespace QVL

@@ -51,6 +51,7 @@ class RuleView {
 
   // From now on `observer` is told; null ends that. A rule has one observer, its data set.
   static void observe(const Avoidance& rule, PatternObserver* observer);
+  static PatternObserver* observerOf(const Avoidance& rule);
 };
 
 }  // namespace QVL

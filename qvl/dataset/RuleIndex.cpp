@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <new>
 #include <utility>
-#include <vector>
 
 #include "qvl/match/CompiledPattern.h"
 
@@ -39,7 +38,15 @@ class ShrinkOnExit {
 }  // namespace
 
 // A rule of the data set and where it stands.
-struct RuleIndex::Rule {
+class RuleIndex::Rule final : public PatternObserver {
+ public:
+  explicit Rule(RuleIndex& ofIndex) : index(ofIndex) {}
+
+  void ruleChanged(const IAvoidance& /*rule*/) noexcept override { index.ruleChanged(*this); }
+
+  RuleIndex& index;
+  Rule* previous = nullptr;  // in key order
+  Rule* next = nullptr;
   Order order;
   const std::string* key;
   IAvoidance* rule;
@@ -56,30 +63,34 @@ bool RuleIndex::ByOrder::operator()(const Rule* a, const Rule* b) const {
 }
 
 RuleIndex::RuleIndex() = default;
-RuleIndex::~RuleIndex() = default;
+RuleIndex::~RuleIndex() {
+  while (m_first) erase(*m_first->rule);
+}
 
 void RuleIndex::insert(const std::string& key, IAvoidance& rule, const IAvoidance* previous,
                        const IAvoidance* next) {
-  const auto known = [&](const IAvoidance* neighbour) {
-    return neighbour ? m_rules.at(neighbour).get() : nullptr;
-  };
-  auto added = std::make_unique<Rule>();
-  added->order = orderBetween(known(previous), known(next));
+  auto added = std::make_unique<Rule>(*this);
+  added->previous = previous ? ruleOf(*previous) : nullptr;
+  added->next = next ? ruleOf(*next) : nullptr;
+  added->order = orderBetween(added->previous, added->next);
   added->key = &key;
   added->rule = &rule;
   added->view = RuleView::of(rule);
-  Rule& inserted = *m_rules.emplace(&rule, std::move(added)).first->second;
+  if (!added->view) m_withoutView.emplace(&rule, added.get());
+  Rule& inserted = *added.release();
+  (inserted.previous ? inserted.previous->next : m_first) = &inserted;
+  if (inserted.next) inserted.next->previous = &inserted;
   m_newest = &inserted;
   ++m_changes;
-  if (inserted.view) RuleView::observe(*inserted.view, this);
+  if (inserted.view) RuleView::observe(*inserted.view, &inserted);
   addUnplaced(inserted);
   placeUnplaced();
 }
 
 void RuleIndex::erase(const IAvoidance& rule) noexcept {
-  const auto found = m_rules.find(&rule);
-  if (found == m_rules.end()) return;
-  Rule& erased = *found->second;
+  const std::unique_ptr<Rule> held(ruleOf(rule));
+  if (!held) return;
+  Rule& erased = *held;
   displace(erased);
   if (erased.isUnplaced) {
     Rule** link = &m_unplaced;
@@ -87,19 +98,28 @@ void RuleIndex::erase(const IAvoidance& rule) noexcept {
     *link = erased.nextUnplaced;
   }
   if (erased.view) RuleView::observe(*erased.view, nullptr);
+  if (!erased.view) m_withoutView.erase(&rule);
   if (m_newest == &erased) m_newest = nullptr;
-  m_rules.erase(found);
+  (erased.previous ? erased.previous->next : m_first) = erased.next;
+  if (erased.next) erased.next->previous = erased.previous;
   ++m_changes;
   placeUnplaced();
 }
 
-void RuleIndex::ruleChanged(const IAvoidance& rule) noexcept {
-  const auto found = m_rules.find(&rule);
-  if (found == m_rules.end()) return;
+// Null for a rule that is not here.
+RuleIndex::Rule* RuleIndex::ruleOf(const IAvoidance& rule) const {
+  if (const Avoidance* const view = RuleView::of(rule)) {
+    return static_cast<Rule*>(RuleView::observerOf(*view));
+  }
+  const auto found = m_withoutView.find(&rule);
+  return found == m_withoutView.end() ? nullptr : found->second;
+}
+
+void RuleIndex::ruleChanged(Rule& rule) noexcept {
   // Where it stands tells of the pattern that it had.
-  displace(*found->second);
+  displace(rule);
   ++m_changes;
-  addUnplaced(*found->second);
+  addUnplaced(rule);
   placeUnplaced();
 }
 
@@ -123,12 +143,10 @@ RuleIndex::Order RuleIndex::orderBetween(const Rule* previous, const Rule* next)
 }
 
 void RuleIndex::spreadOrders() {
-  std::vector<Rule*> rules;
-  rules.reserve(m_rules.size());
-  for (const auto& [rule, known] : m_rules) rules.push_back(known.get());
-  std::sort(rules.begin(), rules.end(), ByOrder());
-  Order order = (Order{1} << 127) - (Order{rules.size()} << 63);
-  for (Rule* const rule : rules) rule->order = order += Order{1} << 64;
+  std::uint64_t count = 0;
+  for (const Rule* rule = m_first; rule; rule = rule->next) ++count;
+  Order order = (Order{1} << 127) - (Order{count} << 63);
+  for (Rule* rule = m_first; rule; rule = rule->next) rule->order = order += Order{1} << 64;
 }
 
 void RuleIndex::place(Rule& rule) {

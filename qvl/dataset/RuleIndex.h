@@ -6,11 +6,11 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
-#include <unordered_map>
 
 #include "qvl/avoidance/RuleView.h"
 #include "qvl/core/IAvoidance.h"
@@ -43,7 +43,7 @@ namespace QVL {
 //
 // Thread safety: any number of threads may ask at once, each with a scratch of its own, as long as
 // none changes the index. The data set's lock sees to that.
-class RuleIndex final : public PatternObserver {
+class RuleIndex {
  public:
   // What a query writes to, and nothing else does. Keeps its storage from query to query.
   struct Scratch {
@@ -71,16 +71,16 @@ class RuleIndex final : public PatternObserver {
   // Writes to the scratch only.
   std::optional<bool> anyMatches(LookupData& request, bool checkAccessType, Scratch& scratch) const;
 
-  void ruleChanged(const IAvoidance& rule) noexcept override;
-
  private:
-  struct Rule;
+  class Rule;
   struct ByOrder {
     bool operator()(const Rule* a, const Rule* b) const;
   };
   // Where a rule stands in key order. So many bits that there is nearly always room between two.
   using Order = unsigned __int128;
 
+  Rule* ruleOf(const IAvoidance& rule) const;
+  void ruleChanged(Rule& rule) noexcept;
   void place(Rule& rule);
   void displace(Rule& rule) noexcept;
   void addUnplaced(Rule& rule) noexcept;
@@ -96,7 +96,8 @@ class RuleIndex final : public PatternObserver {
                           Scratch& scratch) const;
 
   std::array<std::unique_ptr<PatternIndex>, kRuleInputs> m_patterns;  // those that were ever used
-  std::unordered_map<const IAvoidance*, std::unique_ptr<Rule>> m_rules;
+  Rule* m_first = nullptr;                                            // of all rules, in key order
+  std::map<const IAvoidance*, Rule*> m_withoutView;  // those that no observer can be given to
   std::set<Rule*, ByOrder> m_asked;
   Rule* m_unplaced = nullptr;      // head of the list of those there was no memory for
   const Rule* m_newest = nullptr;  // inserted last
