@@ -127,6 +127,9 @@ class KeyTable {
     return false;
   }
 
+  // The slots of the smaller table that are still to be looked at.
+  std::size_t slotsToMove() const { return m_old.empty() ? 0 : m_old.slots() - m_moved; }
+
   // The slots that `all` goes through.
   std::size_t slots() const { return m_table.slots() + m_old.slots(); }
 
@@ -187,6 +190,13 @@ class KeyTable {
       slot.key = key;
       slot.entries = entries;
       m_filter[filterWord(key)] |= filterBits(key);
+    }
+
+    // Becomes empty, when no entries are left: not by going through all slots again.
+    void forget() {
+      m_slots.reset();
+      m_filter.reset();
+      m_size = used = 0;
     }
 
     std::size_t used = 0;  // slots that have a key
@@ -250,7 +260,7 @@ class KeyTable {
       Slot& slot = m_old.at(m_moved);
       Entries* const entries = std::exchange(slot.entries, nullptr);
       if (entries) m_table.add(slot.key, entries);
-      if (++m_moved == m_old.slots()) m_old = Table();
+      if (++m_moved == m_old.slots()) m_old.forget();
     }
   }
 
