@@ -1,0 +1,142 @@
+#!/usr/bin/env python3
+"""Switches each mechanism of the index off in turn and measures what that costs.
+
+    benchmarks/ablation.py build-bench [--document docs/performance.md]
+
+The library is built once as it is and once for each mechanism, from a copy of the sources in which
+one place is changed; the same benchmarks then run with each of these libraries in turn, several
+times over, and the table has the ratios of the medians: above 1.00 the mechanism gains. The first
+argument is the folder of the benchmarks (scripts/bench builds them).
+"""
+import argparse
+import json
+import os
+import re
+import shutil
+import statistics
+import subprocess
+import sys
+import tempfile
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent
+ROUNDS = 5
+
+INDEX = "qvl/match/PatternIndex.h"
+INDEX_CODE = "qvl/match/PatternIndex.cpp"
+KEYS = "qvl/match/PathKeys.cpp"
+
+# Mechanism, file, what stands there, what stands there without the mechanism.
+VARIANTS = [
+    ("few in a row", INDEX, "kFewPatterns = 16;", "kFewPatterns = 0;"),
+    ("masks of components", INDEX, "if ((entry.components & ~components) != 0) return false;", ""),
+    ("filter of grams", INDEX, "const bool many = candidates > kManyCandidates;",
+     "const bool many = false;"),
+    ("filter of keys", "qvl/match/KeyTable.h",
+     "return m_table.mayHold(key) || m_old.mayHold(key);", "return true;"),
+    ("keys: prefixes", KEYS, "if (m_depth > 1) add(Kind::Prefix", "if (false) add(Kind::Prefix"),
+    ("keys: pairs", KEYS, "if (m_pairing && !part.empty()", "if (false && !part.empty()"),
+    ("keys: extensions", KEYS, "add(Kind::Extension, hash, extension.size());", ""),
+    ("keys: heads and tails", KEYS,
+     "add(static_cast<Kind>(kind), hashOf(cut(length)), length);", ""),
+    ("least popular key", INDEX_CODE, "return m_table.count(key.key) + price;",
+     "return std::size_t{0};"),
+    ("caller's order", INDEX, "kRunsAtOnce = 32;", "kRunsAtOnce = std::size_t{1} << 62;"),
+]
+
+BENCHMARKS = ["Query_Mixed10_Product", "Query_Mixed1000_Product", "Query_Mixed100000_Product"]
+LABELS = ["10 rules", "1,000 rules", "100,000 rules"]
+# Policies and paths of the kinds that the search for slow queries came to.
+SHAPES = [
+    "path=1000:/**/foo/**tok{i}** unit=/foo length=4096",
+    "path=1000:**/a/*n{i}* unit=/a/aa/n1 length=4096",
+    "path=1000:/**/foo/*_{i}.log unit=/foo length=4096",
+    "path=1000:/srv/app{i}/cache/** unit=/srv/app7/cache length=4096",
+    "path=1000:/**/{i}**/* unit=/0aaaatok.loga999a length=4093",
+]
+
+
+def build(folder, out):
+    subprocess.run(["cmake", "--build", str(folder), "--target", "qvlscanavoidance"], check=True,
+                   stdout=subprocess.DEVNULL)
+    library = next((folder / "qvl").glob("libqvlscanavoidance.so.*.*.*"))
+    out.mkdir()
+    shutil.copy(library, out / "libqvlscanavoidance.so.0")
+
+
+def libraries(scratch):
+    """The folders of the libraries: as it is first, then without each mechanism."""
+    copy = scratch / "source"
+    names = subprocess.run(["git", "-C", str(ROOT), "ls-files", "-z"], check=True,
+                           capture_output=True, text=True).stdout.split("\0")
+    for name in filter(None, names):
+        (copy / name).parent.mkdir(parents=True, exist_ok=True)
+        shutil.copy(ROOT / name, copy / name)
+    folder = scratch / "build"
+    subprocess.run(["cmake", "-S", str(copy), "-B", str(folder), "-G", "Ninja",
+                    "-DCMAKE_BUILD_TYPE=Release", "-DQVL_BUILD_TESTS=OFF", "-DQVL_BUILD_TOOLS=OFF",
+                    "-DQVL_BUILD_ONACCESS=OFF"], check=True, stdout=subprocess.DEVNULL)
+    made = [scratch / "as-it-is"]
+    build(folder, made[0])
+    for i, (name, file, there, instead) in enumerate(VARIANTS):
+        print(f"without {name}", file=sys.stderr)
+        text = (copy / file).read_text()
+        if text.count(there) != 1:
+            sys.exit(f"{file}: expected '{there}' once, found it {text.count(there)} times")
+        (copy / file).write_text(text.replace(there, instead))
+        made.append(scratch / f"without-{i}")
+        build(folder, made[-1])
+        (copy / file).write_text(text)
+    return made
+
+
+def measure(benchmarks, library):
+    """Nanoseconds: of each benchmark, and the sum over the shapes."""
+    environment = dict(os.environ, LD_LIBRARY_PATH=str(library))
+    told = subprocess.run(
+        [str(benchmarks / "qvl_benchmarks"), "--benchmark_format=json", "--benchmark_min_time=0.1",
+         "--benchmark_filter=^(" + "|".join(BENCHMARKS) + ")$"],
+        check=True, capture_output=True, text=True, env=environment).stdout
+    times = {one["name"]: one["cpu_time"] for one in json.loads(told)["benchmarks"]}
+    units = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
+    total = 0.0
+    for shape in SHAPES:
+        told = subprocess.run([str(benchmarks / "qvl_worst_search"), shape], capture_output=True,
+                              text=True, env=environment).stdout
+        number, unit = re.search(r"index ([0-9.]+) (ns|us|ms|s),", told).groups()
+        total += float(number) * units[unit]
+    return [times[name] for name in BENCHMARKS] + [total]
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("build", type=Path)
+    parser.add_argument("--document", type=Path)
+    options = parser.parse_args()
+    benchmarks = options.build.resolve() / "benchmarks"
+    with tempfile.TemporaryDirectory() as scratch:
+        made = libraries(Path(scratch))
+        rounds = []
+        for i in range(ROUNDS):
+            print(f"round {i + 1} of {ROUNDS}", file=sys.stderr)
+            rounds.append([measure(benchmarks, library) for library in made])
+    medians = [[statistics.median(one[v][c] for one in rounds) for c in range(len(LABELS) + 1)]
+               for v in range(len(made))]
+    lines = ["| without | " + " | ".join(LABELS) + " | hostile paths |",
+             "| --- |" + " ---: |" * (len(LABELS) + 1)]
+    for (name, *_), times in zip(VARIANTS, medians[1:]):
+        ratios = " | ".join(f"{time / whole:.2f}" for time, whole in zip(times, medians[0]))
+        lines.append(f"| {name} | {ratios} |")
+    table = "\n".join(lines)
+    print(table)
+    if options.document:
+        text = options.document.read_text()
+        changed = re.sub(r"(<!-- table: ablation -->\n).*?(<!-- end -->)",
+                         lambda found: found[1] + table + "\n" + found[2], text, flags=re.S)
+        if changed == text and table not in text:
+            sys.exit(f"{options.document}: expected '<!-- table: ablation -->'")
+        options.document.write_text(changed)
+
+
+if __name__ == "__main__":
+    main()
