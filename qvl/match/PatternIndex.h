@@ -23,7 +23,8 @@ namespace QVL {
 // An index over patterns that have a Program. Each stands, for each of a few alternatives of it,
 // under the one of its keys (see PathKeys) that the fewest stand under. A text is cut into its
 // components once; the patterns under its keys are the only ones that can match it, and of those
-// only the ones whose components and grams it has are run.
+// only the ones whose components and grams it has are run. While there are few patterns they also
+// stand in a row, which is gone through instead.
 //
 // What a look-up costs depends on the length of the text, and on how many patterns have all their
 // literal pieces in it. Each key is looked up once, however often its piece occurs, and each
@@ -33,9 +34,8 @@ namespace QVL {
 //   1. Every text that a pattern matches has, for one of its alternatives, all its keys, components
 //      and grams. So a text that lacks one need not be compared.
 //   2. All of these ignore ASCII case and are only ever a reason to run the program, never an
-//   answer.
-//      A text with letters beyond ASCII is looked up twice where patterns ignore case: as it is,
-//      and case folded.
+//      answer. A text with letters beyond ASCII is looked up twice where patterns ignore case: as
+//      it is, and case folded.
 //
 // Thread safety: any number of threads may look up at once, each with a scratch of its own, as long
 // as none changes the index.
@@ -208,6 +208,9 @@ class PatternIndex {
   template <typename Visit>
   bool visitAll(Work* work, Visit visit) const;
   template <typename Visit>
+  bool visitRow(std::string_view text, bool oneText, Scratch& scratch, Work* work,
+                Visit visit) const;
+  template <typename Visit>
   bool visitCandidates(std::string_view text, Scratch& scratch, Work* work, Visit visit) const;
   template <typename VisitGathered>
   bool gatherKeys(std::string_view text, Scratch& scratch, VisitGathered visitGathered) const;
@@ -339,6 +342,23 @@ bool PatternIndex::visitCandidates(std::string_view text, Scratch& scratch, Work
   return gatherKeys(text, scratch, visitGathered);
 }
 
+// `oneText`: no pattern is compared with another text than this.
+template <typename Visit>
+bool PatternIndex::visitRow(std::string_view text, bool oneText, Scratch& scratch, Work* work,
+                            Visit visit) const {
+  const Ends ends(text);
+  std::optional<std::uint64_t> components;  // found out for the first whose ends fit
+  const auto lacks = [&](std::uint64_t wanted) {
+    if (wanted != 0 && !components) components = componentsOf(text, scratch.text);
+    return wanted != 0 && (wanted & ~*components) != 0;
+  };
+  return std::any_of(m_row.begin(), m_row.end(), [&](const InRow& one) {
+    if (work) ++work->entries;
+    const bool fits = one.ends.fit(ends) && !lacks(one.components);
+    return (fits || (one.folded && !oneText)) && visit(one);
+  });
+}
+
 template <typename Admits, typename IsBefore, typename Found>
 bool PatternIndex::find(Text& text, Scratch& scratch, Admits admits, IsBefore isBefore, Found found,
                         Work* work) const {
@@ -373,21 +393,8 @@ bool PatternIndex::find(Text& text, Scratch& scratch, Admits admits, IsBefore is
   scratch.reserve(text.plain().size());
   const bool oneText = text.isAscii() || m_folded == 0;
   if (m_row.size() == m_size && text.plain().size() <= PathKeys::HashedText::kLongest) {
-    const Ends ends(text.plain());
-    std::optional<std::uint64_t> components;  // found out for the first whose ends fit
-    const auto lacks = [&](std::uint64_t wanted) {
-      if (wanted != 0 && !components) components = componentsOf(text.plain(), scratch.text);
-      return wanted != 0 && (wanted & ~*components) != 0;
-    };
-    return std::any_of(m_row.begin(), m_row.end(),
-                       [&](const InRow& one) {
-                         if (work) ++work->entries;
-                         const bool fits = one.ends.fit(ends) && !lacks(one.components);
-                         // Letters beyond ASCII fold to others.
-                         if (!fits && (oneText || !one.folded)) return false;
-                         return admits(one.tag) && run(*one.place);
-                       }) ||
-           runOpen();
+    const auto visit = [&](const InRow& one) { return admits(one.tag) && run(*one.place); };
+    return visitRow(text.plain(), oneText, scratch, work, visit) || runOpen();
   }
   scratch.metPlaces.clear();
   const auto visit = [&](const Entry& entry) {
