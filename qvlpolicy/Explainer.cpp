@@ -136,17 +136,24 @@ class Explainer::Evaluation {
 };
 
 Explainer::Explainer(const Description& description, const Engine& engine, const LogicPart& logic)
-    : m_description(description), m_engine(engine), m_logic(logic) {
-  for (std::size_t i = 0; i < description.dataSets.size(); ++i) {
-    m_searches.emplace_back(description.dataSets[i], *engine.dataSets()[i], engine.rules(i));
-  }
+    : m_description(description), m_engine(engine), m_logic(logic) {}
+
+const std::deque<RuleSearch>& Explainer::searches() const {
+  std::call_once(m_searchesAreMade, [this] {
+    std::deque<RuleSearch> made;
+    for (std::size_t i = 0; i < m_description.dataSets.size(); ++i) {
+      made.emplace_back(m_description.dataSets[i], m_engine.rules(i));
+    }
+    m_searches = std::move(made);
+  });
+  return m_searches;
 }
 
 std::vector<MatchingRule> Explainer::matchingRules(std::size_t dataSet,
                                                    const QVL::LookupData& request) const {
   const DataSet& description = m_description.dataSets[dataSet];
   std::vector<MatchingRule> rules;
-  for (const std::size_t rule : m_searches[dataSet].matching(request)) {
+  for (const std::size_t rule : searches()[dataSet].matching(request)) {
     rules.push_back(
         {dataSet, rule, fitsAccess(description, description.rules[rule], request.m_accessType)});
   }

@@ -5,6 +5,8 @@
 
 #include <qvl/qvl.h>
 
+#include <deque>
+#include <mutex>
 #include <vector>
 
 #include "qvlpolicy/Description.h"
@@ -17,11 +19,16 @@ namespace qvlpolicy {
 // Evaluates the logic as the engine does, left before right and no further than needed, and then
 // the parts that it did not come to.
 //
-// Thread safety: immutable; any number of threads may ask at once.
+// Searches for rules need an index of their own, which is made by the first one or by
+// prepareSearches: most policies are never asked for rules.
+//
+// Thread safety: any number of threads may ask at once; while the index is made the others wait.
 class Explainer {
  public:
   // All are to outlive the explainer.
   Explainer(const Description& description, const Engine& engine, const LogicPart& logic);
+
+  void prepareSearches() const { searches(); }
 
   Explanation explain(const QVL::LookupData& request) const;
 
@@ -31,10 +38,13 @@ class Explainer {
  private:
   class Evaluation;
 
+  const std::deque<RuleSearch>& searches() const;
+
   const Description& m_description;
   const Engine& m_engine;
   const LogicPart& m_logic;
-  std::vector<RuleSearch> m_searches;  // in the order of the description
+  mutable std::once_flag m_searchesAreMade;
+  mutable std::deque<RuleSearch> m_searches;  // in the order of the description
 };
 
 }  // namespace qvlpolicy

@@ -50,6 +50,7 @@ class Force {
       rules += dataSet.rules.size();
     }
     m_rules = std::make_unique<AtomicHits[]>(rules);
+    m_policy->prepareSearches();
   }
 
   const std::shared_ptr<const Policy>& policy() const { return m_policy; }

@@ -3,6 +3,7 @@
 #ifndef QVLPOLICY_PATTERNS_H
 #define QVLPOLICY_PATTERNS_H
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -34,6 +35,12 @@ QVLPOLICY_EXPORT bool fitsAccess(const DataSet& dataSet, const Rule& rule, QVL::
 // set; a rule matches what the whole expression matches. Empty for file-age rules, which match no
 // text.
 QVLPOLICY_EXPORT std::string expressionOf(const DataSet& dataSet, const Rule& rule);
+
+// The rules, by index, whose expressions are left to the regular expression engine, which may take
+// a time that grows much faster than the text: those with back references, conditions, recursion,
+// parts that look around or are never given back, and those that are too large. All others are
+// matched in a time linear in the text. Rules that the engine refuses count, too; age rules do not.
+QVLPOLICY_EXPORT std::vector<std::size_t> rulesLeftToTheEngine(const DataSet& dataSet);
 
 // The keywords of the data set that stand in the rule, in the order in which they are put in.
 QVLPOLICY_EXPORT std::vector<const Keyword*> keywordsIn(const DataSet& dataSet, const Rule& rule);

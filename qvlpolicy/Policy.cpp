@@ -126,6 +126,10 @@ void Policy::ask(const Question& question, Answer& answer) const {
   answer.dataSets.assign(request.m_matchIdentifiers.begin(), request.m_matchIdentifiers.end());
 }
 
+void Policy::prepareSearches() const {
+  m_state->explainer.prepareSearches();
+}
+
 std::vector<MatchingRule> Policy::matchingRules(const Question& question) const {
   const TimesOfQuestion times(question.times);
   const QVL::LookupData& request = requestFor(question);

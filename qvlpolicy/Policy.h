@@ -72,8 +72,8 @@ struct LoadOptions {
   std::function<void(const std::string& file, std::string_view content)> onIncluded = nullptr;
 };
 
-// A policy that is ready to answer. Immutable: everything is built when it is loaded, and nothing
-// by the first question.
+// A policy that is ready to answer. Immutable: everything that `isExcluded` and `ask` need is built
+// when it is loaded, and nothing by the first question.
 //
 // Thread safety: any number of threads may ask at once. Questions do not wait for each other.
 class QVLPOLICY_EXPORT Policy {
@@ -98,8 +98,13 @@ class QVLPOLICY_EXPORT Policy {
   Answer ask(const Question& question) const;
   void ask(const Question& question, Answer& answer) const;
 
+  // Makes the index that the searches for rules below need, and `explain`, unless it is there. The
+  // first of them makes it otherwise, which takes a while for a large policy. std::bad_alloc
+  // changes nothing.
+  void prepareSearches() const;
+
   // Every rule that matches the question, in the order of the files: in a data set that is not
-  // asked or switched off, too. Costs as much as it finds and more than `ask`; see
+  // asked or switched off, too. Costs about what `ask` does, and more for what it finds; see
   // docs/policy-library.md.
   std::vector<MatchingRule> matchingRules(const Question& question) const;
 

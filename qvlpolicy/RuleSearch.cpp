@@ -2,59 +2,73 @@
 
 #include <algorithm>
 #include <exception>
-#include <set>
+#include <functional>
+#include <new>
+#include <string_view>
+
+#include "qvl/match/PatternLanguage.h"
+#include "qvl/match/Text.h"
+#include "qvlpolicy/RulePatterns.h"
 
 namespace qvlpolicy {
+namespace {
 
-RuleSearch::RuleSearch(const DataSet& description, QVL::IDataSet& dataSet,
-                       const std::vector<QVL::IAvoidance*>& rules)
-    : m_description(description), m_dataSet(dataSet), m_rules(rules) {
-  switch (description.accessCheck) {
-    case DataSet::AccessCheck::AtDataSet:
-      m_accesses = {description.access};
-      break;
-    case DataSet::AccessCheck::Never:
-      m_accesses = {QVL::AnyAccess};
-      break;
-    case DataSet::AccessCheck::ByRule: {
-      // A rule for any access answers whatever is asked.
-      std::set<QVL::AccessTypes> named;
-      for (const Rule& rule : description.rules) {
-        if (rule.access != QVL::AnyAccess) named.insert(rule.access);
-      }
-      m_accesses.assign(named.begin(), named.end());
-      if (m_accesses.empty()) m_accesses = {QVL::AnyAccess};
-      break;
-    }
-  }
+// What the rules of that kind read.
+std::string_view inputOf(Kind kind, const QVL::LookupData& request) {
+  if (kind == Kind::Process) return request.m_processName;
+  return kind == Kind::FileType ? QVL::extensionOf(request.m_filePath) : request.m_filePath;
 }
 
-bool RuleSearch::mayMatch(const QVL::LookupData& request) const {
-  // These keep the data set from asking its rules.
-  if (!m_description.enabled || m_description.isDropped || m_description.matchAnything) return true;
-  QVL::LookupData asked = request;
-  return std::any_of(m_accesses.begin(), m_accesses.end(), [&](QVL::AccessTypes access) {
-    asked.m_accessType = access;
-    try {
-      return m_dataSet.isPresentInDataSet(asked);
-    } catch (const std::exception&) {
-      return true;  // one rule gave up; another one may match
+// Storage that the searches of a thread share.
+struct Scratch {
+  QVL::TextScratch text;
+  QVL::PatternIndex::Scratch patterns;
+};
+
+}  // namespace
+
+RuleSearch::RuleSearch(const DataSet& dataSet, const std::vector<QVL::IAvoidance*>& rules)
+    : m_kind(dataSet.kind), m_rules(rules), m_patterns(new Pattern[rules.size()]) {
+  const RulePatterns patterns(dataSet);
+  for (std::size_t i = 0; i < rules.size(); ++i) {
+    if (rules[i] == nullptr) continue;
+    Pattern& pattern = m_patterns[i];
+    pattern.program = patterns.programOf(dataSet.rules[i]);
+    if (pattern.program) {
+      m_index.insert(*pattern.program, &pattern, 0, pattern.place);
+    } else {
+      m_asked.push_back(i);
     }
-  });
+  }
 }
 
 std::vector<std::size_t> RuleSearch::matching(const QVL::LookupData& request) const {
   std::vector<std::size_t> found;
-  if (!mayMatch(request)) return found;
-  QVL::LookupData asked = request;
-  for (std::size_t i = 0; i < m_rules.size(); ++i) {
-    if (m_rules[i] == nullptr) continue;
-    try {
-      if (m_rules[i]->canAvoid(asked)) found.push_back(i);
-    } catch (const std::exception&) {
-      // As the manager counts it.
+  thread_local Scratch scratch;
+  QVL::Text text(inputOf(m_kind, request), scratch.text);
+  // What matches has read all of its text.
+  if (text.isUtf8()) {
+    const auto admitsAll = [](std::uint32_t) { return true; };
+    const std::less<QVL::PatternIndex::Owner> isBefore;
+    m_index.find(text, scratch.patterns, admitsAll, isBefore, [&](QVL::PatternIndex::Owner owner) {
+      found.push_back(
+          static_cast<std::size_t>(static_cast<const Pattern*>(owner) - &m_patterns[0]));
+      return false;
+    });
+  }
+  if (!m_asked.empty()) {
+    QVL::LookupData asked = request;
+    for (const std::size_t rule : m_asked) {
+      try {
+        if (m_rules[rule]->canAvoid(asked)) found.push_back(rule);
+      } catch (const std::bad_alloc&) {
+        throw;
+      } catch (const std::exception&) {
+        // As the manager counts it.
+      }
     }
   }
+  std::sort(found.begin(), found.end());
   return found;
 }
 

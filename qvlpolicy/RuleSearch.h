@@ -6,35 +6,43 @@
 #include <qvl/qvl.h>
 
 #include <cstddef>
+#include <memory>
 #include <vector>
 
+#include "qvl/match/PatternIndex.h"
+#include "qvl/match/Program.h"
 #include "qvlpolicy/Description.h"
 
 namespace qvlpolicy {
 
 // Finds every rule of a data set that matches a request by itself, which the engine does not tell:
-// it stops at the first. Asks the data set first, whose index says at the cost of a lookup that no
-// rule matches, and asks the rules one by one only when one does. Holds no rule of its own.
+// it stops at the first. Holds the patterns in an index of their own, of the engine's kind, so that
+// a search costs about what a lookup does, and more only for what it finds. Rules without a
+// program, which are those by age and those that are left to the expression engine, are asked one
+// by one.
 //
-// Thread safety: any number of threads may search at once.
+// Thread safety: immutable; any number of threads may search at once.
 class RuleSearch {
  public:
-  // All are to outlive the search. `rules` are those of `dataSet`, null for what it does not hold.
-  RuleSearch(const DataSet& description, QVL::IDataSet& dataSet,
-             const std::vector<QVL::IAvoidance*>& rules);
+  // The rules of `rules` outlive the search; they are those of the data set, null for what it does
+  // not hold.
+  RuleSearch(const DataSet& dataSet, const std::vector<QVL::IAvoidance*>& rules);
 
   // The indices of the rules whose text, or age, matches, whatever their access types; ascending. A
   // rule that cannot read the text, or gives up, does not match.
   std::vector<std::size_t> matching(const QVL::LookupData& request) const;
 
  private:
-  // Can it be ruled out that a rule matches?
-  bool mayMatch(const QVL::LookupData& request) const;
+  struct Pattern {
+    std::unique_ptr<const QVL::Program> program;
+    QVL::PatternIndex::Place place;
+  };
 
-  const DataSet& m_description;
-  QVL::IDataSet& m_dataSet;
+  const Kind m_kind;
   const std::vector<QVL::IAvoidance*>& m_rules;
-  std::vector<QVL::AccessTypes> m_accesses;  // that rules name; one of them fits any of them
+  std::unique_ptr<Pattern[]> m_patterns;  // by rule
+  QVL::PatternIndex m_index;              // of m_patterns
+  std::vector<std::size_t> m_asked;       // rules without a program
 };
 
 }  // namespace qvlpolicy

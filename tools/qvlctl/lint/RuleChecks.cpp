@@ -107,9 +107,10 @@ class DataSetCheck {
       m_position = positionOfKeyword(m_policy, m_index, i);
       checkKeyword(m_dataSet.keywords[i]);
     }
+    m_leftToTheEngine = qvlpolicy::rulesLeftToTheEngine(m_dataSet);
     for (std::size_t i = 0; i < m_dataSet.rules.size(); ++i) {
       m_position = positionOfRule(m_policy, m_index, i);
-      checkRule(m_dataSet.rules[i]);
+      checkRule(i);
     }
     checkPairs();
     return std::move(m_findings);
@@ -229,7 +230,8 @@ class DataSetCheck {
          "remove it, or give it another date");
   }
 
-  void checkRule(const Rule& rule) {
+  void checkRule(std::size_t index) {
+    const Rule& rule = m_dataSet.rules[index];
     checkExpiry(rule.metadata);
     try {
       makeRule(m_dataSet, rule);
@@ -255,15 +257,28 @@ class DataSetCheck {
     } else {
       checkExpression("rule", rule.text);
     }
-    if (canTakeExponentialTime(expressionOf(m_dataSet, rule))) {
+    if (std::binary_search(m_leftToTheEngine.begin(), m_leftToTheEngine.end(), index)) {
+      checkTime(expressionOf(m_dataSet, rule));
+    }
+  }
+
+  // All other expressions are matched in a time linear in the path, whatever they are.
+  void checkTime(const std::string& expression) {
+    if (canTakeExponentialTime(expression)) {
       warn("exponential-time",
            fmt::format("a path can go round a loop of {} in two ways, and trying them all takes a "
                        "time that doubles with every character",
-                       inQuotes(expressionOf(m_dataSet, rule))),
+                       inQuotes(expression)),
            "let every round of the loop begin or end with what cannot stand elsewhere in it, such "
-           "as "
-           "a slash");
+           "as a slash");
+      return;
     }
+    add("not-linear", Severity::Note,
+        fmt::format("{} is left to the regular expression engine, which may take a time that grows "
+                    "much faster than the path",
+                    inQuotes(expression)),
+        "leave out references back, parts that look around or are never given back, conditions, "
+        "and options in the middle");
   }
 
   void checkReach(const Rule& rule) {
@@ -486,6 +501,7 @@ class DataSetCheck {
   const std::string m_today = qvlpolicy::todayText();
   Position m_position;
   Findings m_findings;
+  std::vector<std::size_t> m_leftToTheEngine;  // rules, ascending
 };
 
 }  // namespace

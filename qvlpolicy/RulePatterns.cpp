@@ -1,0 +1,45 @@
+#include "qvlpolicy/RulePatterns.h"
+
+#include <optional>
+#include <set>
+#include <utility>
+
+#include "qvl/match/Expression.h"
+#include "qvl/match/PatternLanguage.h"
+
+namespace qvlpolicy {
+
+std::string expressionBeforeKeywords(const DataSet& dataSet, const Rule& rule) {
+  std::string text = rule.text;
+  if (dataSet.wildcards) {
+    text = dataSet.kind == Kind::FileType ? QVL::expressionOfFileType(std::move(text))
+                                          : QVL::expressionOfGlob(std::move(text));
+  }
+  if (rule.defaultFolder && QVL::isInDefaultFolder(rule.text)) {
+    text = *rule.defaultFolder + '/' + text;
+  }
+  return text;
+}
+
+const char* endOfExpression(const DataSet& dataSet, const Rule& rule) {
+  return dataSet.kind == Kind::Folder ? QVL::endOfFolder(rule.includeSubfolders) : "";
+}
+
+RulePatterns::RulePatterns(const DataSet& dataSet) : m_dataSet(dataSet) {
+  for (const Keyword& keyword : dataSet.keywords) {
+    m_keywords[keyword.name] = std::make_shared<const QVL::Alternation>(
+        std::set<std::string>(keyword.values.begin(), keyword.values.end()));
+  }
+}
+
+std::unique_ptr<const QVL::Program> RulePatterns::programOf(const Rule& rule) const {
+  if (m_dataSet.kind == Kind::FileAge) return nullptr;
+  QVL::ExpressionText expression(expressionBeforeKeywords(m_dataSet, rule));
+  for (const auto& [name, values] : m_keywords) expression.substitute(name, values);
+  expression.append(endOfExpression(m_dataSet, rule));
+  const std::optional<QVL::Reading> reading =
+      QVL::readExpression(expression, m_dataSet.caseSensitive);
+  return reading ? QVL::Program::of(reading->steps, reading->caseSensitive) : nullptr;
+}
+
+}  // namespace qvlpolicy

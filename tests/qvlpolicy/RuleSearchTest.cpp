@@ -1,0 +1,163 @@
+// Which rules match: the same as asking each of them.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <qvl/qvl.h>
+#include <qvlpolicy/Patterns.h>
+#include <qvlpolicy/Policy.h>
+#include <qvlpolicy/Writer.h>
+
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/qvlpolicy/Policies.h"
+
+namespace qvlpolicy {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// Pieces that rules and paths are made of, so that many match.
+const char* const kPieces[] = {"/",    "a",    "b",      "ab",      ".c",       "*",        "**",
+                               "?",    "/**/", "%K%",    "A",       "\xC3\xA4", "\xC3\x84", "(a|b)",
+                               "[ab]", "a+",   "(a)\\1", "(?>ab?)", "(?=a)",    "b{1,2}"};
+constexpr std::size_t kPlainPieces = 5;
+
+class Made {
+ public:
+  std::string text(std::size_t most, std::size_t pieces) {
+    std::string made;
+    for (std::size_t i = 0, count = upTo(most) + 1; i < count; ++i)
+      made += kPieces[upTo(pieces - 1)];
+    return made;
+  }
+  std::size_t upTo(std::size_t most) {
+    return std::uniform_int_distribution<std::size_t>(0, most)(m_random);
+  }
+  bool coin() { return upTo(1) == 1; }
+
+ private:
+  std::mt19937 m_random{20261122};
+};
+
+Description descriptionOf(Made& made, Kind kind) {
+  DataSet dataSet;
+  dataSet.number = 1;
+  dataSet.kind = kind;
+  dataSet.caseSensitive = made.coin();
+  dataSet.wildcards = made.coin();
+  if (kind != Kind::FileType && made.coin()) {
+    dataSet.keywords.push_back({"%K%", {"a", "b+", "ab"}, {}});
+  }
+  for (std::size_t i = 0, count = made.upTo(40); i < count; ++i) {
+    Rule rule;
+    rule.text = kind == Kind::FileType ? made.text(3, std::size(kPieces))
+                                       : '/' + made.text(6, std::size(kPieces));
+    if (kind == Kind::Folder) rule.text += '/';
+    if (kind == Kind::Process && made.coin()) {
+      rule.text.erase(0, 1);
+      if (made.coin()) rule.defaultFolder = "/a";
+    }
+    rule.includeSubfolders = made.coin();
+    // What the engine refuses is another test's.
+    try {
+      (void)makeRule(dataSet, rule);
+      dataSet.rules.push_back(rule);
+    } catch (const QVL::QVLException&) {
+      continue;
+    }
+  }
+  Description description;
+  description.files = {"p.xml"};
+  description.logic = "1";
+  description.dataSets.push_back(dataSet);
+  return description;
+}
+
+TEST(RuleSearch, FindsTheRulesThatMatchWhenTheyAreAsked) {
+  Made made;
+  std::size_t matches = 0;
+  std::size_t left = 0;
+  for (int round = 0; round < 150; ++round) {
+    for (const Kind kind : {Kind::FilePath, Kind::Folder, Kind::Process, Kind::FileType}) {
+      const Loaded loaded = Policy::parse(policyText(descriptionOf(made, kind)), "p.xml");
+      // A text may come twice with other attributes.
+      if (!loaded.policy) continue;
+      const DataSet& dataSet = loaded.policy->description().dataSets[0];
+      left += rulesLeftToTheEngine(dataSet).size();
+      for (int i = 0; i < 20; ++i) {
+        const bool isAnything = made.upTo(9) == 0;
+        std::string text = '/' + made.text(4, isAnything ? std::size(kPieces) : kPlainPieces);
+        if (made.upTo(19) == 0) text += '\xFF';
+        const Question question = {text, text};
+        std::vector<std::size_t> expected;
+        for (std::size_t rule = 0; rule < dataSet.rules.size(); ++rule) {
+          QVL::LookupData request;
+          request.m_filePath = text;
+          request.m_processName = text;
+          bool doesMatch = false;
+          try {
+            doesMatch = makeRule(dataSet, dataSet.rules[rule])->canAvoid(request);
+          } catch (const std::exception&) {
+            // No match
+          }
+          // A rule that is there already is held once.
+          bool isHeld = true;
+          for (std::size_t j = 0; j < rule; ++j) {
+            isHeld = isHeld && !haveSameKey(kind, dataSet.rules[j], dataSet.rules[rule]);
+          }
+          if (doesMatch && isHeld) expected.push_back(rule);
+        }
+        std::vector<std::size_t> found;
+        for (const MatchingRule& match : loaded.policy->matchingRules(question, 0)) {
+          found.push_back(match.rule);
+        }
+        ASSERT_EQ(found, expected) << text << '\n' << policyText(loaded.policy->description());
+        matches += found.size();
+      }
+    }
+  }
+  EXPECT_GT(matches, 500u);
+  EXPECT_GT(left, 500u);
+}
+
+TEST(RuleSearch, IsMadeOnceForAllThreads) {
+  std::string rules;
+  for (int i = 0; i < 2000; ++i) rules += "<rule>/srv/" + std::to_string(i) + "/**/x*</rule>\n";
+  const Loaded loaded = Policy::parse(
+      policy("<logic>1</logic><data-set number=\"1\" kind=\"file-path\">" + rules + "</data-set>"),
+      "p.xml");
+  ASSERT_TRUE(loaded.policy) << errorsOf(loaded);
+  std::vector<std::thread> threads;
+  std::vector<std::vector<MatchingRule>> found(4);
+  for (std::size_t i = 0; i < found.size(); ++i) {
+    threads.emplace_back([&, i] {
+      found[i] = loaded.policy->matchingRules({"/srv/1999/a/xy", ""});
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (const auto& one : found) {
+    ASSERT_EQ(one.size(), 1u);
+    EXPECT_EQ(one[0].rule, 1999u);
+  }
+}
+
+TEST(RulesLeftToTheEngine, AreThoseThatNoProgramMatches) {
+  DataSet dataSet;
+  dataSet.kind = Kind::FilePath;
+  dataSet.wildcards = false;
+  for (const char* const text : {"/a/.*", "/(a)\\1", "/(a|b)*c", "/(?>a*)b", "/a(?=b).*",
+                                 "/[a-f]{3}", "/(?i)a", "/(?<!a)b"}) {
+    dataSet.rules.emplace_back();
+    dataSet.rules.back().text = text;
+  }
+  EXPECT_THAT(rulesLeftToTheEngine(dataSet), ElementsAre(1, 3, 4, 6, 7));
+  dataSet.kind = Kind::FileAge;
+  EXPECT_THAT(rulesLeftToTheEngine(dataSet), IsEmpty());
+}
+
+}  // namespace
+}  // namespace qvlpolicy
