@@ -5,6 +5,8 @@
 #include <mutex>
 #include <utility>
 
+#include "qvl/core/Export.h"
+
 namespace qvlpolicy {
 namespace {
 
@@ -102,7 +104,7 @@ class Force {
 
 }  // namespace
 
-struct LivePolicy::State {
+struct QVL_HIDDEN LivePolicy::State {
   // What the threads of one slot use. The mutex is held for as long as it takes to copy a pointer.
   struct alignas(64) Slot {
     std::mutex mutex;

@@ -49,7 +49,7 @@ void sort(std::vector<Problem>& problems, const Description& description) {
 
 }  // namespace
 
-struct Policy::State {
+struct QVL_HIDDEN Policy::State {
   // The description has to stay where it is from here on.
   State(Description read, const LoadOptions& options, std::vector<Problem>& errors,
         std::vector<Problem>& warnings)
