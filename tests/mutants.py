@@ -222,7 +222,7 @@ inline int qvlMutant() {
 #line 1
 """
 # Begins an object that lives on behind its line.
-OBJECT = re.compile(r"^\s*(?:const )?[A-Z][\w:<>]* \w+[({]")
+OBJECT = re.compile(r"^\s*(?:const )?(?:std::)?[A-Za-z][\w:<>, *]* \w+[({\[]")
 COMPOUND = re.compile(r"^(\s*(?:\} else )?(?:if|while) \()(.*)(\) \{)$")
 INITIALISED = re.compile(r"^(\s*const (?:bool|int|char|std::size_t|auto) \w+ = )([^;{}]*)(;)$")
 
