@@ -68,6 +68,14 @@ struct Keyword {
   Place place;
 };
 
+// Lint may find that, and for that reason.
+struct Allowance {
+  std::string finding;  // its name
+  std::string reason;
+  std::string rule;  // the text of the rules of which it may be found; empty: of everything around
+  Place place;
+};
+
 struct DataSet {
   // Who compares a request's access type.
   enum class AccessCheck { ByRule, AtDataSet, Never };
@@ -85,6 +93,7 @@ struct DataSet {
   QVL::AccessTypes access = QVL::AnyAccess;  // of AccessCheck::AtDataSet
   std::vector<Keyword> keywords;             // its own and those of the tables that it names
   std::vector<Rule> rules;                   // in the order of the file
+  std::vector<Allowance> allowances;
   std::shared_ptr<const Metadata> metadata;  // null when there is none
   Place place;
 };
@@ -95,7 +104,8 @@ struct Description {
   std::vector<std::string> files;  // that file first, then the included ones as they came
   std::string logic;               // as written
   Place logicPlace;
-  bool dropsExpired = false;      // expired="drop"
+  bool dropsExpired = false;          // expired="drop"
+  std::vector<Allowance> allowances;  // those outside of data sets
   std::vector<DataSet> dataSets;  // in the order of the files, an included one where it is included
 };
 

@@ -100,6 +100,7 @@ struct Composition {
   std::map<unsigned int, std::size_t> numbers;  // of data sets, by index
   std::vector<std::string> open;                // the files that are being read, outermost first
   bool hasLogic = false;
+  bool isPart = false;  // one file by itself
 
   Description& description() { return reading.description; }
 
@@ -273,6 +274,7 @@ class FileReader {
       if (open.syntax == nullptr) break;
       if (open.syntax->type == ElementType::Logic) words = "logic";
       if (open.syntax->type == ElementType::Include) words = "include";
+      if (open.syntax->type == ElementType::Allow) words += words.empty() ? "allow" : ", allow";
       if (open.syntax->type == ElementType::Keyword) add("keyword", m_keywordCount);
       if (open.syntax->type == ElementType::Value) add("value", m_valueCount);
       if (open.syntax->type == ElementType::Rule) add("rule", m_ruleCount);
@@ -422,7 +424,7 @@ class FileReader {
         }
         break;
       case ElementType::Include:
-        if (m_isSound) include(attributes.get("file"));
+        if (m_isSound && !m_composition.isPart) include(attributes.get("file"));
         break;
       case ElementType::KeywordTable:
         openTable(place);
@@ -435,6 +437,10 @@ class FileReader {
         break;
       case ElementType::Rule:
         openRule(attributes, place);
+        break;
+      case ElementType::Allow:
+        allowances().push_back(
+            {attributes.get("finding"), attributes.get("reason"), attributes.get("rule"), place});
         break;
       case ElementType::Logic:
       case ElementType::Value:
@@ -548,6 +554,11 @@ class FileReader {
   std::vector<Keyword>& keywords() {
     return m_isInTable ? m_composition.tables[m_table].keywords
                        : m_composition.description().dataSets.back().keywords;
+  }
+
+  std::vector<Allowance>& allowances() {
+    Description& description = m_composition.description();
+    return m_isInDataSet ? description.dataSets.back().allowances : description.allowances;
   }
 
   void closeKeyword(const Open& open) {
@@ -739,11 +750,16 @@ void resolveTables(Composition& composition) {
   }
 }
 
-Reading readText(std::string_view text, const std::string& file, const LoadOptions& options) {
-  Composition composition = {options, {}, {}, {}, {}, {}, false};
+Composition compositionOf(const std::string& file, const LoadOptions& options, bool isPart) {
+  Composition composition = {options, {}, {}, {}, {}, {}, false, isPart};
   composition.description().file = file;
   composition.description().files.push_back(file);
   composition.open.push_back(onePathOf(file));
+  return composition;
+}
+
+Reading readText(std::string_view text, const std::string& file, const LoadOptions& options) {
+  Composition composition = compositionOf(file, options, false);
   FileReader(composition, 0, text).read();
   Reading& reading = composition.reading;
   resolveTables(composition);
@@ -799,6 +815,13 @@ Reading readPolicyFile(const std::string& file, const LoadOptions& options) {
 
 Reading readPolicyText(std::string_view text, const std::string& file, const LoadOptions& options) {
   return readText(text, file, options);
+}
+
+Reading readPolicyPart(std::string_view text, const std::string& file) {
+  const LoadOptions options;
+  Composition composition = compositionOf(file, options, true);
+  FileReader(composition, 0, text).read();
+  return std::move(composition.reading);
 }
 
 }  // namespace qvlpolicy

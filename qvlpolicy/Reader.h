@@ -23,6 +23,10 @@ struct Reading {
 Reading readPolicyFile(const std::string& file, const LoadOptions& options);
 Reading readPolicyText(std::string_view text, const std::string& file, const LoadOptions& options);
 
+// Reads one file of a policy by itself: what it includes is not read, and it may be one that others
+// include, which lacks the logic and names keywords that stand elsewhere.
+Reading readPolicyPart(std::string_view text, const std::string& file);
+
 // "data set 7", "data set 7, rule 5", "data set 7, keyword 2": elements by their indices.
 std::string elementInWords(const DataSet& dataSet);
 std::string ruleElementInWords(const DataSet& dataSet, std::size_t rule);

@@ -37,7 +37,8 @@ std::vector<ElementSyntax> makeSyntax() {
         {"expired", ValueType::Expired, "`keep`", kAll,
          "whether a rule or data set that has expired still excludes; of an included file, that of "
          "the policy that includes it counts"}},
-       {ElementType::Include, ElementType::Logic, ElementType::KeywordTable, ElementType::DataSet},
+       {ElementType::Include, ElementType::Logic, ElementType::KeywordTable, ElementType::DataSet,
+        ElementType::Allow},
        false,
        kAll},
       {ElementType::Include,
@@ -73,7 +74,7 @@ std::vector<ElementSyntax> makeSyntax() {
              "who compares the kind of access"},
             {"keywords", ValueType::Text, "none", kPatterns,
              "names of keyword tables, with blanks between, whose keywords its rules may hold"}}),
-       {ElementType::Keyword, ElementType::Rule},
+       {ElementType::Keyword, ElementType::Rule, ElementType::Allow},
        false,
        kAll},
       {ElementType::Keyword,
@@ -106,6 +107,15 @@ std::vector<ElementSyntax> makeSyntax() {
              "excluded when older than the smallest"}}),
        {},
        true,
+       kAll},
+      {ElementType::Allow,
+       "allow",
+       {{"finding", ValueType::Text, "required", kAll, "its name"},
+        {"reason", ValueType::Text, "required", kAll, "why it may stay"},
+        {"rule", ValueType::Text, "none", kTexts,
+         "the text of the rules of which it may be found; otherwise everything around"}},
+       {},
+       false,
        kAll},
   };
 }
@@ -224,6 +234,34 @@ std::string expectedValue(ValueType type) {
       return "keep or drop";
   }
   return "";
+}
+
+std::string_view AttributeSyntax::defaultFor(Kind kind) const {
+  // One value in backticks for all kinds, or one for most and others for some.
+  std::string_view text = fallback;
+  const std::size_t special = text.find(fmt::format("` for `{}`", kindName(kind)));
+  const std::size_t end = special != std::string_view::npos ? special : text.find('`', 1);
+  if (text.empty() || text.front() != '`' || end == std::string_view::npos) return {};
+  text = text.substr(0, end);
+  return text.substr(text.rfind('`') + 1);
+}
+
+std::string canonicalValue(ValueType type, std::string_view value) {
+  switch (type) {
+    case ValueType::Number:
+      if (const auto number = parseNumber(value)) return std::to_string(*number);
+      break;
+    case ValueType::Access:
+    case ValueType::CheckAccess:
+      if (const auto access = parseAccess(value)) return accessName(*access);
+      break;
+    case ValueType::Days:
+      if (const auto days = parseDays(value)) return fmt::format("{}", fmt::join(*days, ","));
+      break;
+    default:
+      break;
+  }
+  return std::string(value);
 }
 
 bool isDate(std::string_view text) {

@@ -54,7 +54,13 @@ struct AttributeSyntax {
   KindSet kinds;         // of the data set that the element is or is in
   const char* meaning;   // for the documentation
   bool isRequired() const { return std::string_view(fallback) == "required"; }
+  // The value that counts when the attribute is not there; empty when there is none.
+  std::string_view defaultFor(Kind kind) const;
 };
+
+// The value as a policy that has been written by the library says it: "read" for "1". The text as
+// it is where it is no value of that type.
+std::string canonicalValue(ValueType type, std::string_view value);
 
 enum class ElementType {
   Policy,
@@ -65,6 +71,7 @@ enum class ElementType {
   Keyword,
   Value,
   Rule,
+  Allow,
 };
 
 struct ElementSyntax {

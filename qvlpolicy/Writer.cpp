@@ -5,28 +5,10 @@
 #include "fmt/format.h"
 #include "qvlpolicy/Patterns.h"
 #include "qvlpolicy/Text.h"
+#include "qvlpolicy/XmlText.h"
 
 namespace qvlpolicy {
 namespace {
-
-// The text with what XML would read otherwise as references.
-std::string escapedForXml(std::string_view text, bool isAttribute) {
-  std::string result;
-  for (const char c : text) {
-    if (c == '&') {
-      result += "&amp;";
-    } else if (c == '<') {
-      result += "&lt;";
-    } else if (c == '>') {
-      result += "&gt;";
-    } else if (c == '\r' || (isAttribute && (c == '\n' || c == '\t' || c == '"'))) {
-      result += fmt::format("&#{};", static_cast<int>(c));
-    } else {
-      result += c;
-    }
-  }
-  return result;
-}
 
 // A comment must not hold two hyphens in a row, nor end in one.
 std::string inComment(std::string text) {
@@ -44,6 +26,7 @@ class Writer {
     m_text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<exclusion-policy version=\"1\"";
     if (m_description.dropsExpired) attribute("expired", "drop");
     m_text += fmt::format(">\n  <logic>{}</logic>\n", escapedForXml(m_description.logic, false));
+    for (const Allowance& allowance : m_description.allowances) write("  ", allowance);
     for (const DataSet& dataSet : m_description.dataSets) write(dataSet);
     m_text += "</exclusion-policy>\n";
     return std::move(m_text);
@@ -67,6 +50,14 @@ class Writer {
     attribute("expires", metadata.expires);
   }
 
+  void write(const char* indentation, const Allowance& allowance) {
+    m_text += fmt::format("{}<allow", indentation);
+    attribute("finding", allowance.finding);
+    attribute("reason", allowance.reason);
+    attribute("rule", allowance.rule);
+    m_text += "/>\n";
+  }
+
   void write(const DataSet& dataSet) {
     m_text += fmt::format("\n  <!-- {}:{} -->\n  <data-set number=\"{}\" kind=\"{}\"",
                           inComment(escaped(m_description.files[dataSet.place.file])),
@@ -83,6 +74,7 @@ class Writer {
     }
     if (dataSet.metadata) write(*dataSet.metadata);
     m_text += ">\n";
+    for (const Allowance& allowance : dataSet.allowances) write("    ", allowance);
     for (const Keyword& keyword : dataSet.keywords) {
       m_text += "    <keyword";
       attribute("name", keyword.name);

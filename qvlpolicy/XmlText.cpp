@@ -124,4 +124,22 @@ XmlText decodeXml(std::string_view bytes) {
   return text;
 }
 
+std::string escapedForXml(std::string_view text, bool isAttribute) {
+  std::string result;
+  for (const char c : text) {
+    if (c == '&') {
+      result += "&amp;";
+    } else if (c == '<') {
+      result += "&lt;";
+    } else if (c == '>') {
+      result += "&gt;";
+    } else if (c == '\r' || (isAttribute && (c == '\n' || c == '\t' || c == '"'))) {
+      result += fmt::format("&#{};", static_cast<int>(c));
+    } else {
+      result += c;
+    }
+  }
+  return result;
+}
+
 }  // namespace qvlpolicy

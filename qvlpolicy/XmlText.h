@@ -19,6 +19,9 @@ struct XmlText {
 // it.
 XmlText decodeXml(std::string_view bytes);
 
+// The text with what XML would read otherwise as references.
+std::string escapedForXml(std::string_view text, bool isAttribute);
+
 }  // namespace qvlpolicy
 
 #endif  // QVLPOLICY_XML_TEXT_H

@@ -24,7 +24,9 @@ TEST_F(Written, IsOneFileThatSaysTheSame) {
       "</keywords>"
       "<data-set number=\"2\" kind=\"process\" check-access=\"17\" owner=\"o &quot;x&quot;&#10;\">"
       "<rule default-folder=\"/bin\" expires=\"2020-01-01\">sh</rule></data-set>"
+      "<allow finding=\"f\" reason=\"a &lt; b\"/>"
       "<data-set number=\"3\" kind=\"file-age\" enabled=\"no\">"
+      "<allow finding=\"g\" reason=\"r\"/>"
       "<rule of=\"creation\" days=\"30, 7\" access=\"read\"/></data-set>"
       "<data-set number=\"4\" kind=\"file-type\" case-sensitive=\"yes\" match-empty-input=\"yes\" "
       "check-access=\"never\"><rule>a&amp;b</rule></data-set></exclusion-policy>");
@@ -42,6 +44,10 @@ TEST_F(Written, IsOneFileThatSaysTheSame) {
   const Description& b = second.policy->description();
   EXPECT_EQ(a.logic, b.logic);
   EXPECT_EQ(a.dropsExpired, b.dropsExpired);
+  ASSERT_EQ(b.allowances.size(), 1u);
+  EXPECT_EQ(b.allowances[0].finding, "f");
+  EXPECT_EQ(b.allowances[0].reason, "a < b");
+  EXPECT_EQ(b.allowances[0].rule, "");
   ASSERT_EQ(a.dataSets.size(), b.dataSets.size());
   for (std::size_t i = 0; i < a.dataSets.size(); ++i) {
     const DataSet& x = a.dataSets[i];
@@ -55,6 +61,11 @@ TEST_F(Written, IsOneFileThatSaysTheSame) {
     EXPECT_EQ(x.accessCheck, y.accessCheck);
     EXPECT_EQ(x.access, y.access);
     EXPECT_EQ(x.metadata ? x.metadata->owner : "", y.metadata ? y.metadata->owner : "");
+    ASSERT_EQ(x.allowances.size(), y.allowances.size());
+    for (std::size_t j = 0; j < x.allowances.size(); ++j) {
+      EXPECT_EQ(x.allowances[j].finding, y.allowances[j].finding);
+      EXPECT_EQ(x.allowances[j].reason, y.allowances[j].reason);
+    }
     ASSERT_EQ(x.keywords.size(), y.keywords.size());
     for (std::size_t j = 0; j < x.keywords.size(); ++j) {
       EXPECT_EQ(x.keywords[j].name, y.keywords[j].name);
