@@ -64,6 +64,11 @@ bool hasWhitespaceAtAnEnd(const std::string& text) {
                            text.find_last_of(kWhitespace) == text.size() - 1);
 }
 
+// What would be right where the text has the length and the end that it is to have.
+constexpr const char* kExpectedExpression =
+    "brackets and parentheses in pairs, and a backslash before each of + ( ) [ ] { } | ^ $ \\ that "
+    "is meant as it stands";
+
 const char* expectedText(Kind kind) {
   switch (kind) {
     case Kind::FilePath:
@@ -79,6 +84,9 @@ const char* expectedText(Kind kind) {
   }
   return "";
 }
+
+constexpr const char* kNoExpression =
+    "the rule is no valid regular expression once wildcards and keywords are replaced";
 
 // Why the engine refuses a rule, as far as that can be seen in its text; the engine itself says one
 // sentence for all reasons.
@@ -98,7 +106,7 @@ std::string refusalOf(Kind kind, const std::string& text) {
   if ((kind == Kind::FilePath || kind == Kind::Process) && endsInSlash) {
     return "the rule ends in a slash";
   }
-  return "the rule is no valid regular expression once wildcards and keywords are replaced";
+  return kNoExpression;
 }
 
 // Adds the rules of one data set.
@@ -121,9 +129,10 @@ class RuleAdder {
     try {
       made = make(rule);
     } catch (const QVL::QVLException& exception) {
-      tell("refused-rule", m_errors, index,
-           fmt::format("{} ({})", refusalOf(m_dataSet.kind, rule.text), exception.m_message),
-           expectedText(m_dataSet.kind), inQuotes(rule.text));
+      const std::string refusal = refusalOf(m_dataSet.kind, rule.text);
+      tell("refused-rule", m_errors, index, fmt::format("{} ({})", refusal, exception.m_message),
+           refusal == kNoExpression ? kExpectedExpression : expectedText(m_dataSet.kind),
+           inQuotes(rule.text));
       return nullptr;
     }
     if (hasWhitespaceAtAnEnd(rule.text)) {

@@ -66,8 +66,11 @@ class Explainer::Evaluation {
       bool matches = false;
       try {
         matches = explainer.m_engine.dataSets()[i]->isPresentInDataSet(asked);
+      } catch (const std::runtime_error&) {
+        // As the manager counts it: no match.
+        if (gaveUp != nullptr) gaveUp->push_back(rule);
       } catch (const std::exception&) {
-        // As the manager counts it.
+        // Likewise; the text is not UTF-8.
       }
       m_byIndex.push_back(matches);
       m_answers[dataSets[i].number] = {matches, false};
@@ -150,10 +153,11 @@ const std::deque<RuleSearch>& Explainer::searches() const {
 }
 
 std::vector<MatchingRule> Explainer::matchingRules(std::size_t dataSet,
-                                                   const QVL::LookupData& request) const {
+                                                   const QVL::LookupData& request,
+                                                   std::vector<std::size_t>* gaveUp) const {
   const DataSet& description = m_description.dataSets[dataSet];
   std::vector<MatchingRule> rules;
-  for (const std::size_t rule : searches()[dataSet].matching(request)) {
+  for (const std::size_t rule : searches()[dataSet].matching(request, gaveUp)) {
     rules.push_back(
         {dataSet, rule, fitsAccess(description, description.rules[rule], request.m_accessType)});
   }
@@ -171,9 +175,11 @@ Explanation Explainer::explain(const QVL::LookupData& request) const {
   for (std::size_t i = 0; i < m_description.dataSets.size(); ++i) {
     const DataSet& dataSet = m_description.dataSets[i];
     const bool isInLogic = std::binary_search(inLogic.begin(), inLogic.end(), dataSet.number);
+    std::vector<std::size_t> gaveUp;
+    std::vector<MatchingRule> rules = matchingRules(i, request, &gaveUp);
     explanation.dataSets.push_back({isInLogic, isInLogic && evaluation.wasAsked(dataSet.number),
                                     evaluation.matches(i), deciderOf(dataSet, request),
-                                    matchingRules(i, request)});
+                                    std::move(rules), std::move(gaveUp)});
   }
   return explanation;
 }

@@ -32,8 +32,9 @@ class Explainer {
 
   Explanation explain(const QVL::LookupData& request) const;
 
-  std::vector<MatchingRule> matchingRules(std::size_t dataSet,
-                                          const QVL::LookupData& request) const;
+  // Rules that give up are added to `gaveUp`, unless it is null.
+  std::vector<MatchingRule> matchingRules(std::size_t dataSet, const QVL::LookupData& request,
+                                          std::vector<std::size_t>* gaveUp = nullptr) const;
 
  private:
   class Evaluation;

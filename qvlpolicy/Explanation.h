@@ -47,6 +47,9 @@ struct DataSetAnswer {
   bool matches;
   Decider decider;
   std::vector<MatchingRule> rules;  // all that match by themselves, whatever decided
+  // The indices of rules whose expression takes too long on the text, so that the engine gives up
+  // and they do not match.
+  std::vector<std::size_t> gaveUp;
 };
 
 struct Explanation {

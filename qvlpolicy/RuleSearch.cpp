@@ -4,6 +4,7 @@
 #include <exception>
 #include <functional>
 #include <new>
+#include <stdexcept>
 #include <string_view>
 
 #include "qvl/match/PatternLanguage.h"
@@ -42,7 +43,8 @@ RuleSearch::RuleSearch(const DataSet& dataSet, const std::vector<QVL::IAvoidance
   }
 }
 
-std::vector<std::size_t> RuleSearch::matching(const QVL::LookupData& request) const {
+std::vector<std::size_t> RuleSearch::matching(const QVL::LookupData& request,
+                                              std::vector<std::size_t>* gaveUp) const {
   std::vector<std::size_t> found;
   thread_local Scratch scratch;
   QVL::Text text(inputOf(m_kind, request), scratch.text);
@@ -63,8 +65,11 @@ std::vector<std::size_t> RuleSearch::matching(const QVL::LookupData& request) co
         if (m_rules[rule]->canAvoid(asked)) found.push_back(rule);
       } catch (const std::bad_alloc&) {
         throw;
+      } catch (const std::runtime_error&) {
+        // As the manager counts it: no match.
+        if (gaveUp != nullptr) gaveUp->push_back(rule);
       } catch (const std::exception&) {
-        // As the manager counts it.
+        // Likewise; the text is not UTF-8.
       }
     }
   }

@@ -30,7 +30,9 @@ class RuleSearch {
 
   // The indices of the rules whose text, or age, matches, whatever their access types; ascending. A
   // rule that cannot read the text, or gives up, does not match.
-  std::vector<std::size_t> matching(const QVL::LookupData& request) const;
+  // Those that give up are added to `gaveUp`, unless it is null.
+  std::vector<std::size_t> matching(const QVL::LookupData& request,
+                                    std::vector<std::size_t>* gaveUp = nullptr) const;
 
  private:
   struct Pattern {

@@ -1,6 +1,7 @@
 // qvlctl explain
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <sys/stat.h>
 
 #include <ctime>
@@ -391,6 +392,40 @@ TEST_F(ExplainAge, TellsThatAFileCannotBeExamined) {
                                                 "directory\n"
                                                 "    no rule matches\n",
                                                 ""}));
+}
+
+TEST_F(Explain, NamesForWhomAFileWouldBeExcluded) {
+  write("policy.xml", R"(<exclusion-policy version="1"><logic>1&amp;2</logic>
+<data-set number="1" kind="process"><rule>/usr/sbin/mysqld</rule></data-set>
+<data-set number="2" kind="folder"><rule access="write">/srv/db/</rule></data-set>
+</exclusion-policy>)");
+  const Result result = run({"explain", "-p", "policy.xml", "/srv/db/a", "/srv/x"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.out, testing::StartsWith("/srv/db/a: scan\n"
+                                              "  asked   read by no process\n"
+                                              "  would be excluded for  write, /usr/sbin/mysqld\n"
+                                              "  logic   1&2\n"));
+  EXPECT_THAT(result.out, testing::HasSubstr("/srv/x: scan\n"
+                                             "  asked   read by no process\n"
+                                             "  logic   1&2\n"));
+  EXPECT_THAT(run({"explain", "-p", "policy.xml", "--access", "write", "--process",
+                   "/usr/sbin/mysqld", "/srv/db/a"})
+                  .out,
+              testing::Not(testing::HasSubstr("would be excluded")));
+}
+
+TEST_F(Explain, NamesExpressionsThatGiveUp) {
+  write("policy.xml", R"(<exclusion-policy version="1"><logic>1</logic>
+<data-set number="1" kind="file-path" wildcards="no"><rule>/srv/(a*)*(b)\2</rule></data-set>
+</exclusion-policy>)");
+  const Result result =
+      run({"explain", "-p", "policy.xml", "/srv/bb", "/srv/" + std::string(2000, 'a')});
+  EXPECT_THAT(result.out, testing::StartsWith("/srv/bb: excluded\n"));
+  EXPECT_THAT(result.out, testing::HasSubstr(
+                              "  data set 1, file-path: does not match\n    no rule matches\n"
+                              "    rule 1, policy.xml:2: /srv/(a*)*(b)\\2\n"
+                              "      gave up: its expression takes too long on this text, so that "
+                              "it does not match\n"));
 }
 
 }  // namespace

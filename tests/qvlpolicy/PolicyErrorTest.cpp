@@ -264,10 +264,10 @@ TEST(PolicyErrors, RulesThatTheLibraryRefuses) {
        " create folder avoidance as validation of folder failed.); expected a folder"
        " pattern of 1 to 4096 bytes that ends in \"/\"; found \"/x\"\n"},
       {folderSet("<rule>/a/</rule>\n<rule>/(x/</rule>"),
-       "p.xml:5:1: data set 1, rule 2: the rule is no valid regular expression once"
-       " wildcards and keywords are replaced (Failed to create folder avoidance as"
-       " regex could not be build.); expected a folder pattern of 1 to 4096 bytes"
-       " that ends in \"/\"; found \"/(x/\"\n"},
+       "p.xml:5:1: data set 1, rule 2: the rule is no valid regular expression once wildcards and "
+       "keywords are replaced (Failed to create folder avoidance as regex could not be build.); "
+       "expected brackets and parentheses in pairs, and a backslash before each of + ( ) [ ] { } | "
+       "^ $ \\ that is meant as it stands; found \"/(x/\"\n"},
       {withDataSet("kind=\"file-path\"", "<rule>/x/</rule>"),
        "p.xml:4:1: data set 1, rule 1: the rule ends in a slash (Failed to create"
        " path avoidance as validation of path failed.); expected a file path pattern"
@@ -286,15 +286,15 @@ TEST(PolicyErrors, RulesThatTheLibraryRefuses) {
        " create file type avoidance as validation of file type failed.); expected an"
        " extension of 1 to 12 bytes, without its dot; found \"thirteen-long\"\n"},
       {folderSet("<keyword name=\"K\"><value>(</value></keyword><rule>/K/</rule>"),
-       "p.xml:4:45: data set 1, rule 1: the rule is no valid regular expression once"
-       " wildcards and keywords are replaced (The rule cannot be compiled with the"
-       " switches and keywords of its data set.); expected a folder pattern of 1 to"
-       " 4096 bytes that ends in \"/\"; found \"/K/\"\n"},
+       "p.xml:4:45: data set 1, rule 1: the rule is no valid regular expression once wildcards and "
+       "keywords are replaced (The rule cannot be compiled with the switches and keywords of its "
+       "data set.); expected brackets and parentheses in pairs, and a backslash before each of + ( "
+       ") [ ] { } | ^ $ \\ that is meant as it stands; found \"/K/\"\n"},
       {withDataSet("kind=\"folder\" wildcards=\"no\"", "<rule>*/</rule>"),
-       "p.xml:4:1: data set 1, rule 1: the rule is no valid regular expression once"
-       " wildcards and keywords are replaced (The rule cannot be compiled with the"
-       " switches and keywords of its data set.); expected a folder pattern of 1 to"
-       " 4096 bytes that ends in \"/\"; found \"*/\"\n"},
+       "p.xml:4:1: data set 1, rule 1: the rule is no valid regular expression once wildcards and "
+       "keywords are replaced (The rule cannot be compiled with the switches and keywords of its "
+       "data set.); expected brackets and parentheses in pairs, and a backslash before each of + ( "
+       ") [ ] { } | ^ $ \\ that is meant as it stands; found \"*/\"\n"},
   });
 }
 

@@ -15,6 +15,7 @@
 #include "io/Json.h"
 #include "io/Output.h"
 #include "policy/RuleText.h"
+#include "queries/Queries.h"
 
 namespace qvlctl {
 namespace {
@@ -108,11 +109,39 @@ class Explain {
       m_output.print(
           "  note    the path is not UTF-8, so that no file-path or folder rule matches it\n");
     }
+    printExclusions(explanation);
     printLogic(explanation);
     for (std::size_t i = 0; i < explanation.dataSets.size(); ++i) {
       printDataSet(m_question.policy.dataSets[i], explanation.dataSets[i]);
     }
     printNearRules(m_explainer.nearest(request, explanation));
+  }
+
+  // For whom the file would be excluded that is scanned as asked: those that make a difference.
+  std::vector<Query> otherExclusions(const Explanation& explanation) {
+    std::vector<Query> found;
+    if (explanation.isExcluded) return found;
+    if (!m_queries) {
+      m_queries.emplace(std::vector<const qvlpolicy::Policy*>{&m_question.engine.policy()},
+                        QueryLimits());
+    }
+    for (const Query& query : m_queries->all()) {
+      QVL::LookupData request = requestFor(query);
+      request.m_filePath = m_question.request.m_filePath;
+      if (m_question.engine.isExcluded(request)) found.push_back(query);
+    }
+    return found;
+  }
+
+  void printExclusions(const Explanation& explanation) {
+    constexpr std::size_t kMost = 5;
+    const std::vector<Query> queries = otherExclusions(explanation);
+    for (std::size_t i = 0; i < queries.size() && i < kMost; ++i) {
+      m_output.print("  would be excluded for  {}\n", queryInWords(queries[i]));
+    }
+    if (queries.size() > kMost) {
+      m_output.print("  and for {} more\n", grouped(queries.size() - kMost));
+    }
   }
 
   void printLogic(const Explanation& explanation) {
@@ -144,6 +173,12 @@ class Explain {
     if (dataSet.kind == Kind::FileAge) printAge();
     printDecider(dataSet, answer);
     for (const MatchingRule& match : answer.rules) printRule(dataSet, match);
+    for (const std::size_t rule : answer.gaveUp) {
+      m_output.print(
+          "    {}\n      gave up: its expression takes too long on this text, so that "
+          "it does not match\n",
+          ruleInWords(m_question.policy, dataSet, rule));
+    }
   }
 
   void printDecider(const DataSet& dataSet, const DataSetAnswer& answer) {
@@ -231,6 +266,10 @@ class Explain {
     json["access"] = accessName(request.m_accessType);
     json["verdict"] = verdictName(explanation.isExcluded);
     json["matched"] = explanation.matched;
+    json["excludedFor"] = Json::array();
+    for (const Query& query : otherExclusions(explanation)) {
+      json["excludedFor"].push_back(queryInJson(query));
+    }
     json["logic"]["text"] = m_question.policy.logic;
     std::size_t next = 0;
     json["logic"]["evaluation"] = inJson(explanation.parts, next);
@@ -291,6 +330,10 @@ class Explain {
       }
       json["rules"].push_back(one);
     }
+    json["gaveUp"] = Json::array();
+    for (const std::size_t rule : answer.gaveUp) {
+      json["gaveUp"].push_back(ruleInJson(dataSet, rule));
+    }
     return json;
   }
 
@@ -308,6 +351,7 @@ class Explain {
   const ExplainOptions& m_options;
   Question m_question;
   Explainer m_explainer;
+  std::optional<Queries> m_queries;  // made for the first path that is scanned
   Output m_output;
   bool m_anyExcluded = false;
   bool m_isAnyTold = false;
