@@ -45,12 +45,16 @@ TEST_F(CommandLine, HelpsWithEveryCommand) {
               "unscanned?\n"
               "  inventory               List files as qvl-fleet reads them: path, size, times\n"
               "  show                    Print a policy as one file, with all it includes\n"
+              "  init                    Write a commented policy to begin with\n"
+              "  import                  Make a policy of a plain list: paths, globs or a "
+              ".gitignore\n"
+              "  fmt                     Print a policy in its canonical form, comments kept\n"
               "  trace-level             Show or set how much the library's trace file tells\n"
               "\n"
               "`qvlctl COMMAND --help` tells more about a command.\n",
               ""}));
-  for (const char* const command :
-       {"lookup", "explain", "diff", "test", "lint", "audit", "inventory", "show", "trace-level"}) {
+  for (const char* const command : {"lookup", "explain", "diff", "test", "lint", "audit",
+                                    "inventory", "show", "init", "import", "fmt", "trace-level"}) {
     const Result help = run({command, "--help"});
     EXPECT_EQ(help.status, 0);
     EXPECT_EQ(help.err, "");
@@ -153,8 +157,8 @@ TEST_F(CommandLine, HelpThatCannotBeWrittenIsTrouble) {
 }
 
 TEST_F(CommandLine, HelpFitsATerminal) {
-  for (const char* const command :
-       {"lookup", "explain", "diff", "test", "lint", "audit", "inventory", "show", "trace-level"}) {
+  for (const char* const command : {"lookup", "explain", "diff", "test", "lint", "audit",
+                                    "inventory", "show", "init", "import", "fmt", "trace-level"}) {
     const std::string help = run({command, "--help"}).out;
     for (std::size_t start = 0, end; (end = help.find('\n', start)) != std::string::npos;
          start = end + 1) {
@@ -173,17 +177,13 @@ TEST_F(CommandLine, MistakesAreTroubleAndNameTheHelp) {
     const char* error;
   } rows[] = {
       {{},
-       "qvlctl: expected a command: lookup, explain, diff, test, lint, audit, inventory, "
-       "show or trace-level\nTry "
+       "qvlctl: expected a command: lookup, explain, diff, test, lint, audit, inventory, show, "
+       "init, import, fmt or trace-level\nTry `qvlctl --help`.\n"},
+      {{"ask"},
+       "qvlctl: expected a command: lookup, explain, diff, test, lint, audit, inventory, show, "
+       "init, import, fmt or trace-level. The following argument was not expected: ask\nTry "
        "`qvlctl "
        "--help`.\n"},
-      {{"ask"},
-       "qvlctl: expected a command: lookup, explain, diff, test, lint, audit, inventory, "
-       "show or trace-level. The "
-       "following "
-       "argument "
-       "was not "
-       "expected: ask\nTry `qvlctl --help`.\n"},
       {{"lookup", "/a"}, "qvlctl: --policy is required\nTry `qvlctl lookup --help`.\n"},
       {{"lookup", "--policy"},
        "qvlctl: --policy: 1 required FILE missing\nTry `qvlctl lookup --help`.\n"},

@@ -53,6 +53,7 @@ TEST_F(Completion, OffersTheValuesOfOptions) {
   EXPECT_EQ(complete({"audit", "--color", "a"}), (Result{0, "auto\nalways\n", ""}));
   EXPECT_EQ(complete({"diff", "--fail-on", "newly-s"}),
             (Result{0, "newly-skipped\nnewly-scanned\n", ""}));
+  EXPECT_EQ(complete({"import", "--from", "g"}), (Result{0, "globs\ngitignore\n", ""}));
   EXPECT_EQ(complete({"trace-level", ""}), (Result{0, "0\n1\n4\n5\n", ""}));
 }
 

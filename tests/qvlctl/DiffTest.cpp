@@ -1,8 +1,11 @@
 // qvlctl diff
 
+#include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -11,6 +14,8 @@
 namespace QVL {
 namespace Test {
 namespace {
+
+using testing::HasSubstr;
 
 class Diff : public ProgramTest {
  protected:
@@ -399,6 +404,164 @@ TEST_F(Diff, MistakesInEitherPolicyAreTrouble) {
   EXPECT_EQ(result.status, 2);
   EXPECT_EQ(result.out, "");
   EXPECT_EQ(result.err.substr(0, 28), "qvlctl: new.xml:1:38: logic:");
+}
+
+TEST_F(DiffOfPaths, WritesSarifForAReview) {
+  const nlohmann::json log =
+      nlohmann::json::parse(diff({"--access", "read", "--format", "sarif"}, m_paths).out);
+  const nlohmann::json& results = log["runs"][0]["results"];
+  ASSERT_EQ(results.size(), 5u);
+  std::vector<std::string> found;
+  for (const nlohmann::json& one : results) {
+    const nlohmann::json& place = one["locations"][0]["physicalLocation"];
+    found.push_back(one["ruleId"].get<std::string>() + ' ' + one["level"].get<std::string>() + ' ' +
+                    place["artifactLocation"]["uri"].get<std::string>() + ':' +
+                    std::to_string(place["region"]["startLine"].get<int>()));
+  }
+  EXPECT_EQ(found, (std::vector<std::string>{
+                       "newly-skipped warning old.xml:6", "newly-skipped warning new.xml:4",
+                       "newly-skipped warning new.xml:4", "newly-scanned note old.xml:3",
+                       "newly-scanned note new.xml:7"}));
+  EXPECT_EQ(results[1]["message"]["text"],
+            "1 newly skipped: now by data set 1, rule 2, new.xml:4: /srv/c/. Asked: read, no "
+            "process. 1 in /srv/c/x");
+}
+
+// Audits of a small tree, saved as JSON.
+class DiffOfAudits : public Diff {
+ protected:
+  void SetUp() override {
+    write("t/a/1.o", "1");
+    write("t/a/2.o", "22");
+    write("t/b/1.o", "4444");
+    write("t/b/1.c", "88888888");
+    policy("old.xml", "/**/*.o");
+    policy("new.xml", "/**/b/*");
+    audit("old.xml", "old.json");
+    audit("new.xml", "new.json");
+  }
+
+  void policy(const std::string& name, const std::string& rule) const {
+    writePolicy(name, "1",
+                "<data-set number='1' kind='file-path'>\n<rule access='read'>" + rule +
+                    "</rule></data-set>");
+  }
+
+  void audit(const std::string& policy, const std::string& file) const {
+    const Result result = run({"audit", "-p", policy, "--format", "json", "t"});
+    EXPECT_EQ(result.status, 0) << result.err;
+    write(file, result.out);
+  }
+
+  Result diffAudits(std::vector<std::string> options = {}) const {
+    options.insert(options.begin(), {"diff", "--audits", "old.json", "new.json"});
+    return run(options);
+  }
+};
+
+TEST_F(DiffOfAudits, TellsWhatHasGrownAndShrunkWithoutTheFiles) {
+  std::filesystem::remove_all(path("t"));
+  const Result result = diffAudits();
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "");
+  const std::string t = path("t");
+  EXPECT_THAT(result.out,
+              testing::StartsWith("Old old.json: 3 (7 bytes) skipped of 4 (15 bytes); "));
+  EXPECT_EQ(result.out.substr(result.out.find("The policy")),
+            "The policy is another one\n"
+            "\nMore is skipped\n"
+            "  +2 files, +12 bytes  by data set 1, /**/b/* (read)\n"
+            "  +1 files, +8 bytes  in " +
+                t +
+                "/b/ (files directly in it)\n"
+                "\nLess is skipped\n"
+                "  -3 files, -7 bytes  by data set 1, /**/*.o (read)\n"
+                "  -2 files, -3 bytes  in " +
+                t +
+                "/a/ (files directly in it)\n"
+                "\n"
+                "  read, no process: 2 (12 bytes) skipped, it was 3 (7 bytes)\n"
+                "  write, no process: 0 (0 bytes) skipped, it was 0 (0 bytes)\n");
+}
+
+TEST_F(DiffOfAudits, FailsForWhatIsAskedFor) {
+  EXPECT_EQ(diffAudits({"--fail-on", "newly-skipped"}).status, 1);
+  EXPECT_EQ(diffAudits({"--fail-on", "newly-scanned"}).status, 1);
+  policy("new.xml", "/**/a/1.o");
+  audit("new.xml", "new.json");
+  EXPECT_EQ(diffAudits({"--fail-on", "newly-scanned"}).status, 1);
+  policy("new.xml", "/**/*.o");
+  audit("new.xml", "new.json");
+  EXPECT_EQ(diffAudits().status, 0);
+  // Less here and more there is not nothing: the sums of the folders tell.
+  policy("new.xml", "/**/b/1.c");
+  audit("new.xml", "new.json");
+  EXPECT_EQ(diffAudits({"--fail-on", "newly-skipped"}).status, 1);
+}
+
+// A folder that one of them does not have counts for the one around it.
+TEST_F(DiffOfAudits, FindsFoldersThatAreNew) {
+  write("t/b/new/x.o", "1");
+  audit("old.xml", "new.json");
+  const Result result = diffAudits({"--fail-on", "newly-skipped"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.out,
+              HasSubstr("  +1 files, +1 byte  in " + path("t") + "/b/ (folders in it)\n"));
+}
+
+TEST_F(DiffOfAudits, WritesJsonAndSarif) {
+  const nlohmann::json json = nlohmann::json::parse(diffAudits({"--format", "json"}).out);
+  EXPECT_EQ(json["report"], "audit-diff");
+  EXPECT_EQ(json["old"]["skipped"], (nlohmann::json{{"files", 3}, {"bytes", 7}}));
+  EXPECT_EQ(json["new"]["skipped"], (nlohmann::json{{"files", 2}, {"bytes", 12}}));
+  EXPECT_EQ(json["rules"][0]["name"], "data set 1, /**/b/* (read)");
+  EXPECT_EQ(json["rules"][0]["old"], (nlohmann::json{{"files", 0}, {"bytes", 0}}));
+  const nlohmann::json log = nlohmann::json::parse(diffAudits({"--format", "sarif"}).out);
+  const nlohmann::json& results = log["runs"][0]["results"];
+  ASSERT_EQ(results.size(), 4u);
+  EXPECT_EQ(results[0]["ruleId"], "newly-skipped");
+  EXPECT_EQ(results[0]["locations"][0]["physicalLocation"]["artifactLocation"]["uri"], "new.xml");
+  EXPECT_EQ(results[0]["locations"][0]["physicalLocation"]["region"]["startLine"], 3);
+}
+
+TEST_F(DiffOfAudits, RefusesWhatIsNoAudit) {
+  const struct {
+    const char* content;
+    const char* found;
+  } rows[] = {
+      {"", "a mistake in the JSON at line 1"},
+      {"{\n\n]", "a mistake in the JSON at line 3"},
+      {"[]", "JSON that is something else"},
+      {"{\"report\":\"lint\"}", "JSON that is something else"},
+      {"{\"report\":\"audit\",\"version\":1}", "version 1 where this qvlctl reads 2"},
+      {"{\"report\":\"audit\",\"version\":2}", "one in which a member is not as it should be"},
+  };
+  for (const auto& row : rows) {
+    write("old.json", row.content);
+    const Result result = diffAudits();
+    EXPECT_EQ(result.status, 2) << row.content;
+    EXPECT_EQ(result.out, "");
+    EXPECT_THAT(result.err, HasSubstr(row.found)) << row.content;
+  }
+  EXPECT_EQ(run({"diff", "--audits", "new.json", "new.json", "-p", "p.xml"}).err,
+            "qvlctl: expected no --policy beside --audits\nTry `qvlctl diff --help`.\n");
+  EXPECT_EQ(run({"diff", "--with", "new.xml"}).err,
+            "qvlctl: --policy is required\nTry `qvlctl diff --help`.\n");
+}
+
+// Reads what may be broken anywhere without falling over it.
+TEST_F(DiffOfAudits, SurvivesAuditsThatAreCutOrChanged) {
+  const std::string good = read("old.json");
+  int refused = 0;
+  for (std::size_t i = 0; i < good.size(); i += 1 + good.size() / 60) {
+    std::string bad = good;
+    bad[i] = bad[i] == '9' ? '"' : '9';
+    write("old.json", bad);
+    refused += diffAudits().status == 2;
+    write("old.json", good.substr(0, i));
+    EXPECT_EQ(diffAudits().status, 2);
+  }
+  EXPECT_GT(refused, 0);
 }
 
 }  // namespace

@@ -120,6 +120,7 @@ TEST_F(Documentation, EveryMemberOfJsonIsDescribed) {
 <data-set number="1" kind="folder" match-anything="yes"/></exclusion-policy>)");
   write("cases.txt", "excluded 1 access=read process=p /a/x\nscan * /b\n");
   write("trace.xml", "<TraceValues/>");
+  write("audit.json", run({"audit", "-p", "policy.xml", "--format", "json", "."}).out);
   Circumstances circumstances;
   circumstances.input = "/a/x\n/A/x\n/\xff\n" + path("policy.xml") + "\n";
   const std::vector<std::vector<std::string>> commandLines = {
@@ -127,6 +128,7 @@ TEST_F(Documentation, EveryMemberOfJsonIsDescribed) {
       {"explain", "-p", "policy.xml", "--format", "json"},
       {"diff", "-p", "policy.xml", "--with", "next.xml", "--format", "json"},
       {"diff", "-p", "policy.xml", "--with", "next.xml", "--format", "json", "."},
+      {"diff", "--audits", "audit.json", "audit.json", "--format", "json"},
       {"test", "-p", "policy.xml", "--format", "json", "cases.txt"},
       {"inventory", "."},
       {"trace-level", "-f", "trace.xml", "--format", "json", "4"}};

@@ -139,66 +139,70 @@ TEST_F(Explain, WritesALineOfJsonForEachPath) {
   write("policy.xml", kPolicy);
   EXPECT_EQ(
       explain({"--format", "json", "-0"}, std::string("/srv/target/\xff\0/SRV/x", 20)),
-      (Result{1,
-              R"({"path":"/srv/target/\\xFF","pathHex":"2f7372762f7461726765742fff","process":"",)"
-              R"("access":"read","verdict":"scan","matched":[],)"
-              R"("logic":{"text":" (1 | 2) & !3\n  ","evaluation":)"
-              R"({"text":"(1 | 2) & !3","asked":true,"value":false,"parts":[)"
-              R"({"text":"1 | 2","asked":true,"value":false,"parts":[)"
-              R"({"text":"1","dataSet":1,"asked":true,"value":false},)"
-              R"({"text":"2","dataSet":2,"asked":true,"value":false}]},)"
-              R"({"text":"!3","asked":true,"value":true,"parts":[)"
-              R"({"text":"3","dataSet":3,"asked":true,"value":false}]}]}},)"
-              R"("dataSets":[)"
-              R"({"number":1,"kind":"folder","name":"build output","caseSensitive":true,)"
-              R"("inLogic":true,"asked":true,"matches":false,"decidedBy":"rules","rules":[]},)"
-              R"({"number":2,"kind":"file-path","name":"","caseSensitive":false,)"
-              R"("inLogic":true,"asked":true,"matches":false,"decidedBy":"rules","rules":[]},)"
-              R"({"number":3,"kind":"file-type","name":"scripts","caseSensitive":false,)"
-              R"("inLogic":true,"asked":true,"matches":false,"decidedBy":"rules","rules":[]},)"
-              R"({"number":4,"kind":"process","name":"","caseSensitive":true,)"
-              R"("inLogic":false,"asked":false,"matches":false,"decidedBy":"rules","rules":[]}],)"
-              R"("nearRules":[]})"
-              "\n"
-              R"({"path":"/SRV/x","process":"",)"
-              R"("access":"read","verdict":"scan","matched":[],)"
-              R"("logic":{"text":" (1 | 2) & !3\n  ","evaluation":)"
-              R"({"text":"(1 | 2) & !3","asked":true,"value":false,"parts":[)"
-              R"({"text":"1 | 2","asked":true,"value":false,"parts":[)"
-              R"({"text":"1","dataSet":1,"asked":true,"value":false},)"
-              R"({"text":"2","dataSet":2,"asked":true,"value":false}]},)"
-              R"({"text":"!3","asked":true,"value":true,"parts":[)"
-              R"({"text":"3","dataSet":3,"asked":true,"value":false}]}]}},)"
-              R"("dataSets":[)"
-              R"({"number":1,"kind":"folder","name":"build output","caseSensitive":true,)"
-              R"("inLogic":true,"asked":true,"matches":false,"decidedBy":"rules","rules":[]},)"
-              R"({"number":2,"kind":"file-path","name":"","caseSensitive":false,)"
-              R"("inLogic":true,"asked":true,"matches":false,"decidedBy":"rules","rules":[]},)"
-              R"({"number":3,"kind":"file-type","name":"scripts","caseSensitive":false,)"
-              R"("inLogic":true,"asked":true,"matches":false,"decidedBy":"rules","rules":[]},)"
-              R"({"number":4,"kind":"process","name":"","caseSensitive":true,)"
-              R"("inLogic":false,"asked":false,"matches":false,"decidedBy":"rules","rules":[]}],)"
-              R"("nearRules":[{"dataSet":1,"rule":2,"line":7,"text":"/srv/","access":"write",)"
-              R"("difference":"case"}]})"
-              "\n",
-              ""}));
+      (Result{
+          1,
+          R"({"path":"/srv/target/\\xFF","pathHex":"2f7372762f7461726765742fff","process":"",)"
+          R"("access":"read","verdict":"scan","matched":[],"excludedFor":[],)"
+          R"("logic":{"text":" (1 | 2) & !3\n  ","evaluation":)"
+          R"({"text":"(1 | 2) & !3","asked":true,"value":false,"parts":[)"
+          R"({"text":"1 | 2","asked":true,"value":false,"parts":[)"
+          R"({"text":"1","dataSet":1,"asked":true,"value":false},)"
+          R"({"text":"2","dataSet":2,"asked":true,"value":false}]},)"
+          R"({"text":"!3","asked":true,"value":true,"parts":[)"
+          R"({"text":"3","dataSet":3,"asked":true,"value":false}]}]}},)"
+          R"("dataSets":[)"
+          R"({"number":1,"kind":"folder","name":"build output","caseSensitive":true,)"
+          R"("inLogic":true,"asked":true,"matches":false,"decidedBy":"rules","rules":[],"gaveUp":[]},)"
+          R"({"number":2,"kind":"file-path","name":"","caseSensitive":false,)"
+          R"("inLogic":true,"asked":true,"matches":false,"decidedBy":"rules","rules":[],"gaveUp":[]},)"
+          R"({"number":3,"kind":"file-type","name":"scripts","caseSensitive":false,)"
+          R"("inLogic":true,"asked":true,"matches":false,"decidedBy":"rules","rules":[],"gaveUp":[]},)"
+          R"({"number":4,"kind":"process","name":"","caseSensitive":true,)"
+          R"("inLogic":false,"asked":false,"matches":false,"decidedBy":"rules","rules":[],"gaveUp":[]}],)"
+          R"("nearRules":[]})"
+          "\n"
+          R"({"path":"/SRV/x","process":"",)"
+          R"("access":"read","verdict":"scan","matched":[],"excludedFor":[],)"
+          R"("logic":{"text":" (1 | 2) & !3\n  ","evaluation":)"
+          R"({"text":"(1 | 2) & !3","asked":true,"value":false,"parts":[)"
+          R"({"text":"1 | 2","asked":true,"value":false,"parts":[)"
+          R"({"text":"1","dataSet":1,"asked":true,"value":false},)"
+          R"({"text":"2","dataSet":2,"asked":true,"value":false}]},)"
+          R"({"text":"!3","asked":true,"value":true,"parts":[)"
+          R"({"text":"3","dataSet":3,"asked":true,"value":false}]}]}},)"
+          R"("dataSets":[)"
+          R"({"number":1,"kind":"folder","name":"build output","caseSensitive":true,)"
+          R"("inLogic":true,"asked":true,"matches":false,"decidedBy":"rules","rules":[],"gaveUp":[]},)"
+          R"({"number":2,"kind":"file-path","name":"","caseSensitive":false,)"
+          R"("inLogic":true,"asked":true,"matches":false,"decidedBy":"rules","rules":[],"gaveUp":[]},)"
+          R"({"number":3,"kind":"file-type","name":"scripts","caseSensitive":false,)"
+          R"("inLogic":true,"asked":true,"matches":false,"decidedBy":"rules","rules":[],"gaveUp":[]},)"
+          R"({"number":4,"kind":"process","name":"","caseSensitive":true,)"
+          R"("inLogic":false,"asked":false,"matches":false,"decidedBy":"rules","rules":[],"gaveUp":[]}],)"
+          R"("nearRules":[{"dataSet":1,"rule":2,"line":7,"text":"/srv/","access":"write",)"
+          R"("difference":"case"}]})"
+          "\n",
+          ""}));
 }
 
 TEST_F(Explain, JsonTellsRulesWithTheirExpressionsAndKeywords) {
   writeDataSet("kind='folder'", {"<keyword name='%K%'><value>b</value><value>a</value></keyword>",
                                  "<rule access='write'>/%K%/</rule>"});
-  EXPECT_EQ(explain({"--format", "json", "/a/x"}),
-            (Result{1,
-                    R"({"path":"/a/x","process":"","access":"read","verdict":"scan","matched":[],)"
-                    R"("logic":{"text":"1","evaluation":)"
-                    R"({"text":"1","dataSet":1,"asked":true,"value":false}},)"
-                    R"("dataSets":[{"number":1,"kind":"folder","name":"","caseSensitive":true,)"
-                    R"("inLogic":true,"asked":true,"matches":false,"decidedBy":"rules","rules":[)"
-                    R"({"rule":1,"line":3,"text":"/%K%/","access":"write","fitsAccess":false,)"
-                    R"("expression":"/(a|b)/.*","keywords":{"%K%":["b","a"]}}]}],)"
-                    R"("nearRules":[]})"
-                    "\n",
-                    ""}));
+  EXPECT_EQ(
+      explain({"--format", "json", "/a/x"}),
+      (Result{
+          1,
+          R"({"path":"/a/x","process":"","access":"read","verdict":"scan","matched":[],)"
+          R"("excludedFor":[{"process":"","access":"write","otherAccess":false,"alikeProcesses":[]}],)"
+          R"("logic":{"text":"1","evaluation":)"
+          R"({"text":"1","dataSet":1,"asked":true,"value":false}},)"
+          R"("dataSets":[{"number":1,"kind":"folder","name":"","caseSensitive":true,)"
+          R"("inLogic":true,"asked":true,"matches":false,"decidedBy":"rules","rules":[)"
+          R"({"rule":1,"line":3,"text":"/%K%/","access":"write","fitsAccess":false,)"
+          R"("expression":"/(a|b)/.*","keywords":{"%K%":["b","a"]}}],"gaveUp":[]}],)"
+          R"("nearRules":[]})"
+          "\n",
+          ""}));
 }
 
 TEST_F(Explain, TellsTheSwitchThatDecides) {
@@ -371,13 +375,13 @@ TEST_F(ExplainAge, WritesThemInJson) {
       without(without(result.out, "\"creation\":(null|\\{[^}]*\\})", "CREATION"),
               "\"time\":\"[-0-9T:]*Z\",\"days\":100\\.0[0-9]*", "TIME"),
       R"({"path":")" + path("old") +
-          R"(","process":"","access":"read","verdict":"excluded","matched":[1],)"
+          R"(","process":"","access":"read","verdict":"excluded","matched":[1],"excludedFor":[],)"
           R"("logic":{"text":"1","evaluation":{"text":"1","dataSet":1,"asked":true,"value":true}},)"
           R"("dataSets":[{"number":1,"kind":"file-age","name":"","caseSensitive":true,)"
           R"("inLogic":true,"asked":true,"matches":true,"decidedBy":"rules",)"
           R"(CREATION,"modification":{TIME},"rules":[)"
           R"({"rule":1,"line":2,"of":"modification","days":[200,30],"access":"any",)"
-          R"("fitsAccess":true}]}],"nearRules":[]})"
+          R"("fitsAccess":true}],"gaveUp":[]}],"nearRules":[]})"
           "\n");
 }
 

@@ -127,7 +127,7 @@ Rows needlessRules() {
   return {
       {"1", two("file-path", ">/a/x", " expires='2020-01-01'>/a/y"), {"warning expired 5"}},
       {"1", two("file-path", ">/a/x", ">/a/x"), {"warning duplicate 5"}},
-      {"1", two("file-type", ">exe", ">EXE"), {"warning duplicate 5"}},
+      {"1", two("file-type", ">txt", ">TXT"), {"warning duplicate 5"}},
       {"1", two("file-path", ">/a/x", " access='read'>/a/x"), {"error conflicting-rule 5"}},
       {"1", two("folder", ">/a/b/", ">/a/b/c/"), secondShadowed},
       {"1", two("folder", ">/a/b/c/", ">/a/*/"), firstShadowed},
@@ -144,7 +144,7 @@ Rows needlessRules() {
       {"1", two("file-path", ">/a/**b", ">/a/bb"), secondShadowed},
       {"1", two("file-path", ">/a/**/b", ">/a/**/c/**/b"), secondShadowed},
       {"1", two("file-path", ">/a/**/c/**/b", ">/a/**/b"), firstShadowed},
-      {"1", two("file-type", ">doc?", ">docx"), secondShadowed},
+      {"1", two("file-type", ">tx?", ">txt"), secondShadowed},
       {"1", two("process", ">/opt/*", ">/opt/x"), secondShadowed},
       {"1",
        "<data-set number='1' kind='file-path' case-sensitive='no'>\n<rule>/A/x</rule>\n"
@@ -351,6 +351,59 @@ Rows aliasesByTheOtherRules() {
   };
 }
 
+Rows programs() {
+  const auto row = [](const std::string& logic, const std::string& first) {
+    return Row{
+        logic, first + "\n<data-set number='2' kind='folder'><rule>/srv/x/</rule></data-set>", {}};
+  };
+  Rows rows = {
+      {"1", processes("/usr/bin/bash"), {"warning interpreter 3"}},
+      {"1", processes("/usr/bin/python3"), {"warning interpreter 3"}},
+      {"1", processes("/opt/tool/bin/python3.11"), {"warning interpreter 3"}},
+      {"1", processes("/usr/bin/*"), {"warning interpreter 3"}},
+      {"1", processes("/usr/**"), {"warning interpreter 3"}},
+      {"1", processes("bash", "default-folder='/usr/bin'"), {"warning interpreter 3"}},
+      {"1", processes("/usr/bin/rsync"), {}},
+      {"1", processes("/opt/bashful/bin/tool"), {}},
+      {"1", types("exe"), {"warning carries-programs 3"}},
+      {"1", types("d?l"), {"warning carries-programs 3"}},
+      {"1", types("txt"), {}},
+      {"1", paths("/**/*.js"), {"warning carries-programs 3"}},
+      {"1", paths("/srv/**/*.js"), {}},
+  };
+  // Where something else has to match, it is nothing.
+  rows.push_back(row("1&amp;2", processes("/usr/bin/bash")));
+  rows.push_back(row("2&amp;!1", types("exe")));
+  return rows;
+}
+
+Rows allowances() {
+  const auto sets = [](const std::string& root, const std::string& inside) {
+    return root + "<data-set number='1' kind='folder'>" + inside +
+           "<rule>/usr/</rule>\n<rule>/srv/</rule></data-set>";
+  };
+  const auto allow = [](const std::string& finding, const std::string& rule) {
+    return "<allow finding='" + finding + "' reason='r'" +
+           (rule.empty() ? "" : " rule='" + rule + "'") + "/>";
+  };
+  const std::string first = "warning covers-tree 3";
+  const std::string second = "warning covers-tree 4";
+  return {
+      {"1", sets("", ""), {first, second}},
+      {"1", sets("", allow("covers-tree", "")), {}},
+      {"1", sets(allow("covers-tree", ""), ""), {}},
+      {"1", sets("", allow("covers-tree", "/usr/")), {second}},
+      {"1", sets(allow("covers-tree", "/srv/"), ""), {first}},
+      {"1", sets("", allow("covers-home", "")), {"warning allow-unused 3", first, second}},
+      {"1", sets("", allow("covers-tree", "/opt/")), {"warning allow-unused 3", first, second}},
+      {"1", sets("", allow("covers-tree", "/usr/") + allow("covers-tree", "/srv/")), {}},
+      {"1|2",
+       sets("", allow("covers-tree", "")) +
+           "\n<data-set number='2' kind='folder'><rule>/opt/</rule></data-set>",
+       {"warning covers-tree 5"}},
+  };
+}
+
 class Lint : public ProgramTest {
  protected:
   Result lintPolicy(const std::string& logic, const std::string& dataSets,
@@ -375,6 +428,7 @@ class Lint : public ProgramTest {
     std::vector<std::string> found;
     std::set<std::string> severities;
     for (const nlohmann::json& finding : report["findings"]) {
+      if (finding.contains("allowed")) continue;
       const std::string severity = finding["severity"];
       severities.insert(severity);
       found.push_back(severity + ' ' + std::string(finding["name"]) + ' ' +
@@ -481,6 +535,98 @@ TEST_F(Lint, TroubleIsNoFinding) {
             (Result{2, "", "qvlctl: cannot read none.xml: No such file or directory\n"}));
 }
 
+TEST_F(Lint, FindsWhatLetsProgramsThrough) {
+  expectAll(programs());
+}
+
+TEST_F(Lint, LeavesOutWhatThePolicyAllows) {
+  expectAll(allowances());
+}
+
+TEST_F(Lint, TellsWhyAFindingIsAllowed) {
+  const std::string sets =
+      "<data-set number='1' kind='folder'><allow finding='covers-tree' reason='see T-1'/>"
+      "<rule>/usr/</rule></data-set>";
+  const std::vector<std::string> linux = {"--platform", "linux"};
+  EXPECT_EQ(lintPolicy("1", sets, linux),
+            (Result{0, "policy.xml: 0 errors, 0 warnings, 0 notes, on linux; 1 allowed\n", ""}));
+  const nlohmann::json report =
+      nlohmann::json::parse(lintPolicy("1", sets, {"--format", "json"}).out);
+  EXPECT_EQ(report["allowed"], 1);
+  EXPECT_EQ(report["findings"][0]["allowed"], "see T-1");
+  // An error cannot be allowed.
+  EXPECT_EQ(lintPolicy("1",
+                       "<data-set number='1' kind='file-type'>"
+                       "<allow finding='refused-rule' reason='r'/><rule>+c</rule></data-set>")
+                .status,
+            2);
+}
+
+TEST_F(Lint, FailsForWhatIsNewOnly) {
+  const auto sets = [](const std::string& rules) {
+    return "<data-set number='1' kind='folder'>" + rules + "</data-set>";
+  };
+  const Result before =
+      lintPolicy("1", sets("<rule>/usr/</rule><rule>/opt/</rule>"), {"--format", "json"});
+  EXPECT_EQ(before.status, 1);
+  write("baseline.json", before.out);
+  const std::vector<std::string> options = {"--baseline", "baseline.json", "--platform", "linux"};
+  EXPECT_EQ(
+      lintPolicy("1", sets("\n<rule>/srv/x/</rule>\n<rule>/opt/</rule><rule>/usr/</rule>"),
+                 options),
+      (Result{0, "policy.xml: 0 errors, 0 warnings, 0 notes, on linux; 2 in the baseline\n", ""}));
+  EXPECT_EQ(
+      lintPolicy("1", sets("<rule>/usr/</rule><rule>/opt/</rule><rule>/srv/</rule>"), options),
+      (Result{1,
+              "policy.xml:3:72: data set 1, rule 3: warning: it covers everything in /srv "
+              "[covers-tree]\n    advice: name the folders and files that are meant\n"
+              "policy.xml: 0 errors, 1 warning, 0 notes, on linux; 2 in the baseline\n",
+              ""}));
+  // What is there once does not stand for two.
+  EXPECT_EQ(lintPolicy("1", sets("<rule>/usr/</rule><rule>/usr/</rule>"), options).status, 1);
+  for (const char* const wrong : {"", "[]", "{}", "{\"report\":\"lint\",\"findings\":3}"}) {
+    write("baseline.json", wrong);
+    EXPECT_EQ(lintPolicy("1", sets("<rule>/usr/</rule>"), options),
+              (Result{2, "",
+                      "qvlctl: baseline.json: expected a report as `qvlctl lint --format json` "
+                      "writes it; found something else\n"}))
+        << wrong;
+  }
+}
+
+TEST_F(Lint, WritesWhatGithubReads) {
+  EXPECT_EQ(lintPolicy("1", types("a,b%:.o"), {"--format", "github"}),
+            (Result{1, golden("lint.github"), ""}));
+}
+
+TEST_F(Lint, WritesSarif) {
+  const nlohmann::json log = nlohmann::json::parse(
+      lintPolicy("1",
+                 "<data-set number='1' kind='folder'>"
+                 "<allow finding='covers-tree' rule='/usr/' reason='see T-1'/>\n"
+                 "<rule>/usr/</rule><rule>/srv/</rule></data-set>",
+                 {"--format", "sarif"})
+          .out);
+  EXPECT_EQ(log["version"], "2.1.0");
+  const nlohmann::json& run = log["runs"][0];
+  EXPECT_EQ(run["tool"]["driver"]["name"], "qvlctl");
+  ASSERT_EQ(run["results"].size(), 2u);
+  const nlohmann::json& first = run["results"][0];
+  EXPECT_EQ(first["ruleId"], "covers-tree");
+  EXPECT_EQ(run["tool"]["driver"]["rules"][first["ruleIndex"].get<std::size_t>()]["id"],
+            "covers-tree");
+  EXPECT_EQ(first["level"], "warning");
+  EXPECT_EQ(first["message"]["text"],
+            "data set 1, rule 1: it covers everything in /usr. Advice: name the folders and files "
+            "that are meant.");
+  const nlohmann::json& place = first["locations"][0]["physicalLocation"];
+  EXPECT_EQ(place["artifactLocation"]["uri"], "policy.xml");
+  EXPECT_EQ(place["region"]["startLine"], 4);
+  EXPECT_EQ(place["region"]["startColumn"], 1);
+  EXPECT_EQ(first["suppressions"][0]["justification"], "see T-1");
+  EXPECT_TRUE(run["results"][1]["suppressions"].empty());
+}
+
 TEST_F(Lint, ReadsStandardInput) {
   Circumstances circumstances;
   circumstances.input = "<exclusion-policy version='1'><logic>1&2</logic></exclusion-policy>";
@@ -504,9 +650,10 @@ TEST_F(Lint, SamplePoliciesHaveNoWarnings) {
 // The page lists the findings that the tables above hold, with their severities.
 TEST_F(Lint, EveryFindingIsDocumentedAndTested) {
   std::set<std::string> tested;
-  for (const Rows& rows : {broadRules(), writableFolders(), roles(), needlessRules(),
-                           rulesThatNeverMatch(), misleadingTexts(), slowExpressions(), oddLogics(),
-                           oddDataSets(), unusablePolicies(), aliasesOfMacOs()}) {
+  for (const Rows& rows :
+       {broadRules(), writableFolders(), roles(), needlessRules(), rulesThatNeverMatch(),
+        misleadingTexts(), slowExpressions(), oddLogics(), oddDataSets(), unusablePolicies(),
+        aliasesOfMacOs(), programs(), allowances()}) {
     for (const Row& row : rows) {
       for (const std::string& found : row.found) tested.insert(found.substr(0, found.rfind(' ')));
     }

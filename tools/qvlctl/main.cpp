@@ -53,8 +53,8 @@ class HelpFormatter : public CLI::Formatter {
 };
 
 constexpr const char* kExpectedCommand =
-    "expected a command: lookup, explain, diff, test, lint, audit, inventory, show or "
-    "trace-level";
+    "expected a command: lookup, explain, diff, test, lint, audit, inventory, show, init, import, "
+    "fmt or trace-level";
 
 // Of which every command has the same.
 void addOutputOptions(CLI::App& command) {
@@ -144,6 +144,9 @@ int run(int argc, char** argv) {
   addAuditCommand(app, action);
   addInventoryCommand(app, action);
   addShowCommand(app, action);
+  addInitCommand(app, action);
+  addImportCommand(app, action);
+  addFmtCommand(app, action);
   addTraceLevelCommand(app, action);
   for (CLI::App* const command : app.get_subcommands({})) {
     command->group("Commands");

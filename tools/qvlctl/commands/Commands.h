@@ -20,6 +20,13 @@ namespace qvlctl {
 // Exit statuses, as those of grep.
 enum ExitStatus { kYes = 0, kNo = 1, kTrouble = 2 };
 
+// The name of the system that this runs on, as options say it.
+#ifdef __APPLE__
+inline constexpr const char* kThisPlatform = "macos";
+#else
+inline constexpr const char* kThisPlatform = "linux";
+#endif
+
 // What runs when the command line has been read; its result is the exit status.
 using Action = std::function<int()>;
 
@@ -32,6 +39,9 @@ void addLintCommand(CLI::App& app, Action& action);
 void addAuditCommand(CLI::App& app, Action& action);
 void addInventoryCommand(CLI::App& app, Action& action);
 void addShowCommand(CLI::App& app, Action& action);
+void addInitCommand(CLI::App& app, Action& action);
+void addImportCommand(CLI::App& app, Action& action);
+void addFmtCommand(CLI::App& app, Action& action);
 void addTraceLevelCommand(CLI::App& app, Action& action);
 
 // Adds --policy.

@@ -4,9 +4,11 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "audit/Tally.h"
+#include "commands/AuditDiff.h"
 #include "commands/Commands.h"
 #include "diff/ChangeGroups.h"
 #include "diff/FolderSums.h"
@@ -28,6 +30,7 @@ namespace {
 struct DiffOptions {
   MatrixOptions question;
   std::string newPolicyFile;
+  std::vector<std::string> audits;  // none, or the old one and the new one
   WalkOptions walk;
   PathOptions paths;  // of folders, unless they are read from standard input
   std::string format;
@@ -87,7 +90,13 @@ class Diff : private TreeVisitor {
     } else {
       walkTrees(rootsOf(m_options.paths.paths, m_missing), m_options.walk, *this, m_missing);
     }
-    m_asJson ? writeSummary() : print();
+    if (m_asJson) {
+      writeSummary();
+    } else if (m_options.format == "sarif") {
+      writeSarif();
+    } else {
+      print();
+    }
     m_output.flush();
     m_missing.tell();
     const bool fails = (m_options.failOn != "newly-scanned" && m_total.skipped.files > 0) ||
@@ -143,7 +152,9 @@ class Diff : private TreeVisitor {
       if (found.empty()) continue;
       m_total.of(isSkipped).add(one);
       for (Found& change : found) {
-        m_groups.add({isSkipped, std::move(change.queries), std::move(change.causes)}, path, one);
+        m_groups.add({isSkipped, std::move(change.queries), std::move(change.causes),
+                      std::move(change.places)},
+                     path, one);
       }
       found.clear();
     }
@@ -160,7 +171,7 @@ class Diff : private TreeVisitor {
     const auto same = std::find_if(found.begin(), found.end(),
                                    [&](const Found& one) { return one.causes == words; });
     if (same == found.end()) {
-      found.push_back({{query}, std::move(words)});
+      found.push_back({{query}, std::move(words), placesOf(causes)});
     } else {
       same->queries.push_back(query);
     }
@@ -180,6 +191,22 @@ class Diff : private TreeVisitor {
                                   inQuotes(trimmed(m_old.policy().logic))));
     }
     return words;
+  }
+
+  // Those in the new policy; where it has none, those in the old one.
+  std::vector<SarifPlace> placesOf(const Causes& causes) const {
+    std::vector<SarifPlace> places;
+    const bool isInNew = !causes.onlyNew.empty() || causes.onlyOld.empty();
+    const Policy& policy = isInNew ? m_new.policy() : m_old.policy();
+    const auto add = [&](const Position& position) {
+      places.push_back({position.file, position.line, position.column, position.element});
+    };
+    for (const Cause& cause : isInNew ? causes.onlyNew : causes.onlyOld) {
+      add(cause.rule ? positionOfRule(policy, cause.dataSet, *cause.rule)
+                     : positionOf(policy, cause.dataSet));
+    }
+    if (places.empty()) add(positionOfLogic(policy));
+    return places;
   }
 
   static std::string causeInWords(const Policy& policy, const Cause& cause) {
@@ -251,13 +278,53 @@ class Diff : private TreeVisitor {
                        readableSize(tally.bytes));
   }
 
+  // ---- SARIF: a result for each group ----
+
+  void writeSarif() {
+    SarifLog log;
+    log.addSort(sortOf(true), "Files that go unscanned under the new policy only");
+    log.addSort(sortOf(false), "Files that are scanned under the new policy only");
+    for (const bool isSkipped : {true, false}) {
+      for (const ChangeGroup* const group : m_groups.largestFirst(isSkipped)) {
+        SarifResult result;
+        result.name = sortOf(isSkipped);
+        result.level = isSkipped ? "warning" : "note";
+        result.message = messageOf(*group);
+        result.places = group->key.places;
+        log.add(result);
+      }
+    }
+    m_output.print("{}\n", jsonPage(log.json()));
+  }
+
+  static const char* sortOf(bool isSkipped) {
+    return isSkipped ? "newly-skipped" : "newly-scanned";
+  }
+
+  std::string messageOf(const ChangeGroup& group) const {
+    std::vector<std::string> queries;
+    for (const std::size_t query : group.key.queries) {
+      queries.push_back(queryInWords(m_queries.all()[query]));
+    }
+    std::string text =
+        fmt::format("{} newly {}: {}. Asked: {}.", inWords(group.tally),
+                    group.key.isSkipped ? "skipped" : "scanned", fmt::join(group.key.causes, "; "),
+                    queries.empty() ? "various" : fmt::format("{}", fmt::join(queries, "; ")));
+    const std::vector<FolderSums::Line> lines = group.folders.lines(m_options.top);
+    for (std::size_t i = 0; i < lines.size() && i < m_options.top; ++i) {
+      text += fmt::format("{} {} in {}", i == 0 ? "" : ",", inWords(lines[i].tally),
+                          escaped(lines[i].path));
+    }
+    return text;
+  }
+
   // ---- JSON ----
 
   void writeChange(std::size_t query, std::string_view path, std::optional<std::uint64_t> size,
                    bool isSkipped, const Explanation& oldAnswer, const Explanation& newAnswer,
                    const Causes& causes) {
     Json json;
-    json["change"] = isSkipped ? "newly-skipped" : "newly-scanned";
+    json["change"] = sortOf(isSkipped);
     addText(json, "path", path);
     if (size) json["size"] = *size;
     addText(json, "process", m_requests[query].m_processName);
@@ -311,6 +378,7 @@ class Diff : private TreeVisitor {
   struct Found {
     std::vector<std::size_t> queries;
     std::vector<std::string> causes;
+    std::vector<SarifPlace> places;
   };
 
   const DiffOptions& m_options;
@@ -328,6 +396,18 @@ class Diff : private TreeVisitor {
   ChangeGroups m_groups;
 };
 
+// Saved audits tell what was asked.
+void refuseBesideAudits(const CLI::App& command) {
+  for (const CLI::Option* const option : command.get_options()) {
+    const std::string name = option->get_name();
+    const bool isForAudits = name == "--audits" || name == "--format" || name == "--top" ||
+                             name == "--fail-on" || name == "--quiet" || name == "--color";
+    if (option->count() > 0 && !isForAudits) {
+      throw CLI::ValidationError(fmt::format("expected no {} beside --audits", name));
+    }
+  }
+}
+
 }  // namespace
 
 void addDiffCommand(CLI::App& app, Action& action) {
@@ -335,11 +415,17 @@ void addDiffCommand(CLI::App& app, Action& action) {
       *app.add_subcommand("diff", "Compare two policies: which files would newly go unscanned?");
   const auto options = std::make_shared<DiffOptions>();
   addMatrixOptions(command, options->question);
+  command.get_option("--policy")->required(false);
   command
       .add_option("--with", options->newPolicyFile, "The policy to compare it with: the new one")
-      ->required()
       ->type_name("FILE");
-  addFormatOption(command, options->format, {"text", "json"});
+  command
+      .add_option("--audits", options->audits,
+                  "Compare two audits that were saved in JSON, the old one first, in place of "
+                  "policies")
+      ->type_name("OLD NEW")
+      ->expected(2);
+  addFormatOption(command, options->format, {"text", "json", "sarif"});
   addTopOption(command, options->top, "How many reasons, and folders for each, to list");
   addChoiceOption(command, "--fail-on", "CHANGE", options->failOn,
                   {"newly-skipped", "newly-scanned", "any"},
@@ -355,14 +441,29 @@ void addDiffCommand(CLI::App& app, Action& action) {
       "a difference, and prints what changes: first what is newly skipped, the dangerous change,\n"
       "then what is newly scanned; grouped by the rules and switches that match under one policy\n"
       "only, and by folder, the largest first. As JSON, a line for each path and query whose\n"
-      "verdict changes, and a last line that sums up.\n"
+      "verdict changes, and a last line that sums up; as SARIF 2.1.0, a result for each group, at\n"
+      "its rules. With --audits, no file is looked at: what differs are sums, for queries, rules\n"
+      "and folders, and exit status 1 means that one of them has grown (or shrunk).\n"
       "\n"
       "Exit status: 0 no verdict changes, 1 at least one does, 2 trouble.\n"
       "\n"
       "  qvlctl diff --policy policy.xml --with next.xml --fail-on newly-skipped /srv\n"
+      "  qvlctl diff --audits monday.json tuesday.json --fail-on newly-skipped\n"
       "  qvlctl diff --policy policy.xml --with next.xml --process \"\" --access read - "
       "<paths.txt");
-  command.callback([options, &action] {
+  command.callback([options, &command, &action] {
+    if (!options->audits.empty()) {
+      refuseBesideAudits(command);
+      action = [options] {
+        return diffAudits(options->audits[0], options->audits[1],
+                          {options->format, options->failOn, options->top});
+      };
+      return;
+    }
+    for (const auto& [file, name] : {std::pair(options->question.policyFile, "--policy"),
+                                     std::pair(options->newPolicyFile, "--with")}) {
+      if (file.empty()) throw CLI::RequiredError(name);
+    }
     options->paths.isInputTaken =
         options->question.policyFile == "-" || options->newPolicyFile == "-";
     action = [options] { return Diff(*options).run(); };

@@ -37,12 +37,14 @@ _qvlctl() {
 
   help=$("$program" "$command" --help 2>/dev/null)
   case $previous in
-    -p | --policy | --with | -f | --file | --process) _qvlctl_reply -f ;;
+    -p | --policy | --with | --audits | --baseline | -f | --file | --process) _qvlctl_reply -f ;;
     --access) _qvlctl_reply -W 'read write any' ;;
     --format) _qvlctl_reply -W "$(_qvlctl_formats "$help")" ;;
     --color) _qvlctl_reply -W 'auto always never' ;;
     --fail-on) _qvlctl_reply -W 'newly-skipped newly-scanned any' ;;
     --platform) _qvlctl_reply -W 'auto macos linux' ;;
+    --from) _qvlctl_reply -W 'paths globs gitignore' ;;
+    --base) _qvlctl_reply -d ;;
     --top) ;;
     *)
       if [[ $current == -* ]]; then

@@ -7,7 +7,7 @@ namespace qvlctl {
 
 void ChangeGroups::add(ChangeKey key, std::string_view path, const Tally& tally) {
   if (m_groups.size() >= kMostGroups && m_groups.count(key) == 0) {
-    key = {key.isSkipped, {}, {"for other reasons"}};
+    key = {key.isSkipped, {}, {"for other reasons"}, {}};
   }
   ChangeGroup& group = m_groups[key];
   if (group.tally.files == 0) group.key = std::move(key);

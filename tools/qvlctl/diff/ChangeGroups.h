@@ -12,6 +12,7 @@
 
 #include "audit/Tally.h"
 #include "diff/FolderSums.h"
+#include "io/Sarif.h"
 
 namespace qvlctl {
 
@@ -20,6 +21,7 @@ struct ChangeKey {
   bool isSkipped;                    // newly skipped, or newly scanned
   std::vector<std::size_t> queries;  // by index
   std::vector<std::string> causes;   // in words
+  std::vector<SarifPlace> places;    // of the causes; the same for the same causes
 
   bool operator<(const ChangeKey& other) const {
     return std::tie(isSkipped, queries, causes) <

@@ -5,7 +5,9 @@
 
 namespace qvlctl {
 
-extern const char* const kAuditPage;  // embedded/audit.html
+extern const char* const kAuditPage;    // embedded/audit.html
+extern const char* const kLinuxPolicy;  // embedded/init-linux.xml
+extern const char* const kMacOsPolicy;  // embedded/init-macos.xml
 
 }  // namespace qvlctl
 

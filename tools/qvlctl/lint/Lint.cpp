@@ -10,6 +10,7 @@
 
 #include "lint/LogicChecks.h"
 #include "lint/RuleChecks.h"
+#include "lint/Suppression.h"
 #include "policy/Policy.h"
 
 namespace qvlctl {
@@ -74,6 +75,18 @@ std::tuple<std::size_t, std::size_t, std::size_t> orderOf(const std::vector<std:
 
 }  // namespace
 
+const char* nameOf(Severity severity) {
+  switch (severity) {
+    case Severity::Error:
+      return "error";
+    case Severity::Warning:
+      return "warning";
+    case Severity::Note:
+      return "note";
+  }
+  return "";
+}
+
 LintReport lint(const std::string& file, std::optional<Platform> platform) {
   LintReport report = {platform.value_or(Platform::MacOs), {}};
   Findings& findings = report.findings;
@@ -86,6 +99,8 @@ LintReport lint(const std::string& file, std::optional<Platform> platform) {
   const Policy& policy = *loaded.description;
   if (!platform) report.platform = guessPlatform(policy);
   checkPolicy(policy, report);
+  applyAllowances(policy, findings);
+  addFingerprints(policy, findings);
   std::stable_sort(findings.begin(), findings.end(), [&](const Finding& a, const Finding& b) {
     return orderOf(policy.files, a.position) < orderOf(policy.files, b.position);
   });

@@ -86,7 +86,7 @@ Findings checkLogic(const Policy& policy, const LogicPart& logic) {
     if (std::binary_search(numbers.begin(), numbers.end(), dataSets[i].number)) continue;
     findings.push_back({"unused-data-set", Severity::Warning, positionOf(policy, i),
                         fmt::format("the logic never asks data set {}", dataSets[i].number),
-                        "put its number into the logic, or remove the data set"});
+                        "put its number into the logic, or remove the data set", i});
   }
   return findings;
 }

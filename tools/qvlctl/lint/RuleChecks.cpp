@@ -15,6 +15,7 @@
 #include "fmt/format.h"
 #include "io/Output.h"
 #include "lint/Backtracking.h"
+#include "lint/Programs.h"
 #include "lint/Reach.h"
 #include "lint/Shadows.h"
 #include "policy/Engine.h"
@@ -85,6 +86,12 @@ std::vector<std::string> unknownKeywordsIn(const std::string& text) {
   return found;
 }
 
+// "$HOME" or "${HOME}".
+bool beginsWithVariable(std::string_view text) {
+  constexpr std::string_view kBegins = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_{";
+  return text.size() > 1 && text.front() == '$' && contains(kBegins, text.substr(1, 1));
+}
+
 std::string quotedCharacters(const std::string& characters) {
   std::string text;
   for (const char c : characters) text += (text.empty() ? "" : " ") + std::string(1, c);
@@ -110,6 +117,7 @@ class DataSetCheck {
     m_leftToTheEngine = qvlpolicy::rulesLeftToTheEngine(m_dataSet);
     for (std::size_t i = 0; i < m_dataSet.rules.size(); ++i) {
       m_position = positionOfRule(m_policy, m_index, i);
+      m_rule = i;
       checkRule(i);
     }
     checkPairs();
@@ -118,7 +126,8 @@ class DataSetCheck {
 
  private:
   void add(const char* name, Severity severity, std::string reason, std::string advice) {
-    m_findings.push_back({name, severity, m_position, std::move(reason), std::move(advice)});
+    m_findings.push_back(
+        {name, severity, m_position, std::move(reason), std::move(advice), m_index, m_rule});
   }
 
   void warn(const char* name, std::string reason, std::string advice) {
@@ -238,7 +247,9 @@ class DataSetCheck {
     } catch (const QVL::QVLException&) {
       return;  // told with the errors
     }
-    checkReach(rule);
+    const Reach reach = reachOf(m_dataSet, rule);
+    checkReach(rule, reach);
+    checkPrograms(rule, reach);
     if (m_dataSet.kind == Kind::FileAge) {
       checkAge(rule);
       return;
@@ -281,8 +292,7 @@ class DataSetCheck {
         "and options in the middle");
   }
 
-  void checkReach(const Rule& rule) {
-    const Reach reach = reachOf(m_dataSet, rule);
+  void checkReach(const Rule& rule, const Reach& reach) {
     static constexpr const char* kNarrow = "name the folders and files that are meant";
     if (reach.everything) {
       warnByRole("covers-everything", "it covers everything", kNarrow);
@@ -300,6 +310,24 @@ class DataSetCheck {
                       "downloaded, can be put",
                       *folder),
           "let the data be kept where only its owner may write, or restrict by process as well");
+    }
+  }
+
+  // Where nothing else has to match, what can run or be any program is let through with the rule.
+  void checkPrograms(const Rule& rule, const Reach& reach) {
+    if (m_role != Role::Decides || !m_dataSet.enabled || reach.everything) return;
+    if (const auto interpreter = interpreterOf(m_dataSet, rule)) {
+      warn("interpreter",
+           fmt::format("{} runs whatever it is told to, and all that it does goes unscanned",
+                       escaped(*interpreter)),
+           "name the program that is meant, or let the logic want a folder as well");
+    }
+    if (const auto extension = programTypeOf(m_dataSet, rule)) {
+      warn("carries-programs",
+           fmt::format("files with the extension {} can carry programs, and are let through "
+                       "anywhere",
+                       *extension),
+           "name the folders where they are meant");
     }
   }
 
@@ -327,7 +355,9 @@ class DataSetCheck {
       warn("dot-before-extension",
            fmt::format("an extension has no dot in front; in {} it stands for any character",
                        inQuotes(text)),
-           fmt::format("write {}", inQuotes(text.substr(1))));
+           contains(text.substr(1), ".") || text.size() == 1
+               ? std::string("name what follows the last dot of the path")
+               : fmt::format("write {}", inQuotes(text.substr(1))));
     } else if (hasPlainDot(text)) {
       warn("unescaped-dot",
            fmt::format(
@@ -430,12 +460,16 @@ class DataSetCheck {
     const std::string text = withoutKeywordNames(m_dataSet, rule);
     const std::string characters = expressionCharactersIn(text);
     if (!characters.empty()) {
-      warn("expression-characters",
-           fmt::format("{} keep{} the meaning of regular expressions in {}",
-                       quotedCharacters(characters), characters.size() == 1 ? "s" : "",
-                       inQuotes(rule.text)),
-           "put a backslash before each that is meant as it stands; for a regular expression, set "
-           "wildcards=\"no\"");
+      warn(
+          "expression-characters",
+          fmt::format("{} keep{} the meaning of regular expressions in {}",
+                      quotedCharacters(characters), characters.size() == 1 ? "s" : "",
+                      inQuotes(rule.text)),
+          beginsWithVariable(text)
+              ? "variables of shells are not replaced: write the folder out, such as /home/* for "
+                "everybody's home folder on Linux"
+              : "put a backslash before each that is meant as it stands; for a regular expression, "
+                "set wildcards=\"no\"");
     }
     if (m_dataSet.kind == Kind::FileType) return;
     const char* const word = contains(text, "DOUBLEWITHSLASH") ? "DOUBLEWITHSLASH"
@@ -466,6 +500,7 @@ class DataSetCheck {
     const std::vector<std::optional<std::size_t>> shadows = rulesInShadow(m_dataSet);
     for (std::size_t i = 0; i < rules.size(); ++i) {
       m_position = positionOfRule(m_policy, m_index, i);
+      m_rule = i;
       if (isSameAsEarlier(i) || !shadows[i]) continue;
       warn("shadowed",
            fmt::format("everything that it matches, rule {} matches as well: {}", *shadows[i] + 1,
@@ -500,6 +535,7 @@ class DataSetCheck {
   std::map<std::string, std::size_t, KeyOrder> m_byKey{keyOrderOf(m_dataSet.kind)};
   const std::string m_today = qvlpolicy::todayText();
   Position m_position;
+  std::optional<std::size_t> m_rule;  // that is being checked
   Findings m_findings;
   std::vector<std::size_t> m_leftToTheEngine;  // rules, ascending
 };
