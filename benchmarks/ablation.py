@@ -20,7 +20,7 @@ import tempfile
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
-ROUNDS = 5
+ROUNDS = 3
 
 INDEX = "qvl/match/PatternIndex.h"
 INDEX_CODE = "qvl/match/PatternIndex.cpp"
