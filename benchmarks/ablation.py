@@ -20,7 +20,7 @@ import tempfile
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
-ROUNDS = 3
+ROUNDS = 2
 
 INDEX = "qvl/match/PatternIndex.h"
 INDEX_CODE = "qvl/match/PatternIndex.cpp"
@@ -44,8 +44,8 @@ VARIANTS = [
     ("caller's order", INDEX, "kRunsAtOnce = 32;", "kRunsAtOnce = std::size_t{1} << 62;"),
 ]
 
-BENCHMARKS = ["Query_Mixed10_Product", "Query_Mixed1000_Product", "Query_Mixed100000_Product"]
-LABELS = ["10 rules", "1,000 rules", "100,000 rules"]
+BENCHMARKS = ["Query_Mixed10_Product", "Query_Mixed1000_Product", "Query_Mixed10000_Product"]
+LABELS = ["10 rules", "1,000 rules", "10,000 rules"]
 # Policies and paths of the kinds that the search for slow queries came to.
 SHAPES = [
     "path=1000:/**/foo/**tok{i}** unit=/foo length=4096",
@@ -96,7 +96,7 @@ def measure(benchmarks, library):
     told = subprocess.run(
         [str(benchmarks / "qvl_benchmarks"), "--benchmark_format=json", "--benchmark_min_time=0.1",
          "--benchmark_filter=^(" + "|".join(BENCHMARKS) + ")$"],
-        check=True, capture_output=True, text=True, env=environment).stdout
+        check=True, capture_output=True, text=True, env=environment, timeout=120).stdout
     times = {one["name"]: one["cpu_time"] for one in json.loads(told)["benchmarks"]}
     units = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
     total = 0.0
