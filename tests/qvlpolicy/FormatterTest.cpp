@@ -213,7 +213,7 @@ TEST(Formatted, RefusesWhatIsNoPolicy) {
   EXPECT_THAT(errors("<policy/>"), HasSubstr("p.xml:1:1: expected a policy"));
   EXPECT_EQ(errors(policy("<rule>/a/</rule>\n<data-set number='x' kind='folder'/>")),
             "p.xml:2:1: unknown element <rule>; expected in <exclusion-policy>: <include>, "
-            "<logic>, <keywords> or <data-set>\n"
+            "<logic>, <keywords>, <data-set> or <allow>\n"
             "p.xml:3:11: the data set at place 1: number: expected a whole number from 0 to "
             "4294967295; found \"x\"\n");
   EXPECT_THAT(errors("<!DOCTYPE x><exclusion-policy version='1'/>"),

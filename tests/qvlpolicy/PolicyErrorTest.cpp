@@ -89,10 +89,10 @@ TEST(PolicyErrors, WhatHasNoPlace) {
        " or expired\n"},
       {withLogic("<dataset/>"),
        "p.xml:3:1: unknown element <dataset>; expected in <exclusion-policy>:"
-       " <include>, <logic>, <keywords> or <data-set>\n"},
+       " <include>, <logic>, <keywords>, <data-set> or <allow>\n"},
       {withLogic("stray"),
        "p.xml:1:1: unexpected text; expected in <exclusion-policy>: <include>,"
-       " <logic>, <keywords> or <data-set>; found \"stray\"\n"},
+       " <logic>, <keywords>, <data-set> or <allow>; found \"stray\"\n"},
       {withLogic("", "<b/>1"),
        "p.xml:2:8: logic: unknown element <b>; expected in <logic>: none\n"},
       {withLogic("<data-set number=\"1\" kind=\"folder\" numer=\"2\"/>"),
@@ -102,16 +102,16 @@ TEST(PolicyErrors, WhatHasNoPlace) {
        " ticket, added or expires\n"},
       {folderSet("<!--\n\n--><rul>/x/</rul>"),
        "p.xml:6:4: data set 1: unknown element <rul>; expected in <data-set> of kind"
-       " folder: <keyword> or <rule>\n"},
+       " folder: <keyword>, <rule> or <allow>\n"},
       {folderSet("<p:rule xmlns:p=\"urn:x\">/x/</p:rule>"),
        "p.xml:4:1: data set 1: unknown element <p:rule>; expected in <data-set> of"
-       " kind folder: <keyword> or <rule>\n"},
+       " kind folder: <keyword>, <rule> or <allow>\n"},
       {folderSet("<r\xc3\xbcle>/x/</r\xc3\xbcle>"),
        "p.xml:4:1: data set 1: unknown element <rüle>; expected in <data-set> of kind"
-       " folder: <keyword> or <rule>\n"},
+       " folder: <keyword>, <rule> or <allow>\n"},
       {folderSet("/x/"),
        "p.xml:3:1: data set 1: unexpected text; expected in <data-set> of kind"
-       " folder: <keyword> or <rule>; found \"/x/\"\n"},
+       " folder: <keyword>, <rule> or <allow>; found \"/x/\"\n"},
       {folderSet("<rule acess=\"read\">/x/</rule>"),
        "p.xml:4:7: data set 1, rule 1: unknown attribute acess; expected in <rule> in"
        " a data set of kind folder: access, subfolders, comment, owner, reason,"
@@ -140,10 +140,10 @@ TEST(PolicyErrors, WhatHasNoPlaceInThisKind) {
        " reason, ticket, added or expires\n"},
       {withDataSet("kind=\"file-type\"", "<keyword name=\"K\"><value>v</value></keyword>"),
        "p.xml:4:1: data set 1: unknown element <keyword>; expected in <data-set> of"
-       " kind file-type: <rule>\n"},
+       " kind file-type: <rule> or <allow>\n"},
       {ageSet("<keyword name=\"K\"><value>v</value></keyword>"),
        "p.xml:4:1: data set 1: unknown element <keyword>; expected in <data-set> of"
-       " kind file-age: <rule>\n"},
+       " kind file-age: <rule> or <allow>\n"},
       {withDataSet("kind=\"file-age\" wildcards=\"no\"", ""),
        "p.xml:3:38: data set 1: unknown attribute wildcards; expected in <data-set>"
        " of kind file-age: number, kind, name, enabled, match-anything, check-access,"
