@@ -24,8 +24,8 @@ std::uint64_t weightOf(const Tally& tally) {
 void FolderSums::add(std::string_view path, const Tally& tally) {
   Node* node = &m_root;
   node->tally.add(tally);
-  std::size_t depth = 0;
-  for (bool isLast = false; !isLast && !node->isClosed; ++depth) {
+  bool isLast = false;
+  while (!isLast && !node->isClosed) {
     const std::size_t slash = path.find('/');
     isLast = slash == std::string_view::npos;
     const std::string_view name = isLast ? path : path.substr(0, slash + 1);
