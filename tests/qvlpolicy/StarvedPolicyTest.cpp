@@ -86,8 +86,9 @@ bool readHungrily(const std::string& text, const std::string& fed, std::size_t s
 }
 
 TEST(StarvedPolicy, IsReadAsEverOrNotAtAll) {
-  for (const auto& [name, text] : kTexts) {
-    SCOPED_TRACE(name);
+  for (const auto& one : kTexts) {
+    SCOPED_TRACE(one.first);
+    const auto& text = one.second;
     const std::string fed = outcomeOf(Policy::parse(text, "policy.xml"));
     for (const Hunger hunger : {Hunger::OneRefusal, Hunger::ForGood}) {
       const std::size_t struckAtAll = untilFed([&](std::size_t spared) {
