@@ -16,7 +16,7 @@
 
 namespace {
 
-int parsings = 0;
+[[maybe_unused]] int parsings = 0;
 int exceptionsThroughTheParser = 0;
 
 }  // namespace
