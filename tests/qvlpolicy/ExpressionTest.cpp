@@ -22,8 +22,8 @@ struct Row {
   std::vector<Keyword> keywords = {};
 };
 
-const std::vector<Keyword> kTools = {{"%TOOLS%", {"beta", "alpha"}, 0}};
-const std::vector<Keyword> kNested = {{"%B%", {"x"}, 0}, {"%A%", {"%B%", "y"}, 0}};
+const std::vector<Keyword> kTools = {{"%TOOLS%", {"beta", "alpha"}, {}}};
+const std::vector<Keyword> kNested = {{"%B%", {"x"}, {}}, {"%A%", {"%B%", "y"}, {}}};
 
 const Row kRows[] = {
     {Kind::FilePath, "/a/b.c", "/a/b\\.c"},
