@@ -10,15 +10,11 @@
 namespace qvlpolicy {
 
 std::string expressionBeforeKeywords(const DataSet& dataSet, const Rule& rule) {
-  std::string text = rule.text;
-  if (dataSet.wildcards) {
-    text = dataSet.kind == Kind::FileType ? QVL::expressionOfFileType(std::move(text))
-                                          : QVL::expressionOfGlob(std::move(text));
+  if (dataSet.kind == Kind::FileType) {
+    return dataSet.wildcards ? QVL::expressionOfFileType(rule.text) : rule.text;
   }
-  if (rule.defaultFolder && QVL::isInDefaultFolder(rule.text)) {
-    text = *rule.defaultFolder + '/' + text;
-  }
-  return text;
+  return QVL::expressionBeforeKeywords(rule.text, dataSet.wildcards,
+                                       rule.defaultFolder ? &*rule.defaultFolder : nullptr);
 }
 
 const char* endOfExpression(const DataSet& dataSet, const Rule& rule) {

@@ -34,18 +34,15 @@ KeywordTable& PatternAvoidance::keywords() {
   return m_patternState->m_keywords;
 }
 
-// Keywords are substituted in a default folder, too.
 bool buildPatternExpression(const Avoidance& rule, const std::string& text, bool wildCards,
                             ExpressionText& expression) {
   const PatternAvoidance::State& state = *static_cast<const PatternAvoidance&>(rule).m_patternState;
-  std::string translated = wildCards ? expressionOfGlob(text) : text;
-  if (state.frame.usesDefaultFolder) {
-    if (state.frame.defaultFolder.empty()) return false;
-    if (isInDefaultFolder(text)) translated = state.frame.defaultFolder + "/" + translated;
-  }
-  expression = ExpressionText(std::move(translated));
+  const PatternFrame& frame = state.frame;
+  if (frame.usesDefaultFolder && frame.defaultFolder.empty()) return false;
+  expression = ExpressionText(expressionBeforeKeywords(
+      text, wildCards, frame.usesDefaultFolder ? &frame.defaultFolder : nullptr));
   for (const auto& [keyword, values] : state.m_keywords) expression.substitute(keyword, values);
-  expression.append(state.frame.behind);
+  expression.append(frame.behind);
   return true;
 }
 

@@ -50,12 +50,16 @@ std::string expressionOfFileType(std::string fileType) {
   return withAllReplaced(std::move(fileType), kWildcards);
 }
 
-const char* endOfFolder(bool includesSubFolders) {
-  return includesSubFolders ? ".*" : "[^/]*";
+std::string expressionBeforeKeywords(const std::string& text, bool wildCards,
+                                     const std::string* defaultFolder) {
+  std::string expression = wildCards ? expressionOfGlob(text) : text;
+  // A name that is no path, and names no keyword, is that of a program in the default folder.
+  const bool isInDefaultFolder = text.find_first_of("/%") == std::string::npos;
+  return defaultFolder && isInDefaultFolder ? *defaultFolder + '/' + expression : expression;
 }
 
-bool isInDefaultFolder(std::string_view processName) {
-  return processName.find_first_of("/%") == std::string_view::npos;
+const char* endOfFolder(bool includesSubFolders) {
+  return includesSubFolders ? ".*" : "[^/]*";
 }
 
 std::string_view extensionOf(std::string_view path) {

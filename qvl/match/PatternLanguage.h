@@ -18,12 +18,13 @@ std::string expressionOfGlob(std::string glob);
 // The expression of a file type: no run, and a star is a star.
 std::string expressionOfFileType(std::string fileType);
 
+// The expression of a path, folder or process as far as keywords are substituted in it; those of a
+// default folder, which is null where there is none, are.
+std::string expressionBeforeKeywords(const std::string& text, bool wildCards,
+                                     const std::string* defaultFolder);
+
 // What the expression of a folder ends in.
 const char* endOfFolder(bool includesSubFolders);
-
-// Does the text of a process rule name a program in the default folder? It is no path, and names no
-// keyword.
-bool isInDefaultFolder(std::string_view processName);
 
 // What follows the last dot of a path, whatever that is; nothing where there is none.
 std::string_view extensionOf(std::string_view path);

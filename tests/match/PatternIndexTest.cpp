@@ -71,8 +71,7 @@ class Patterns {
       if (pattern->matches(subject)) expected.insert(pattern.get());
     }
     EXPECT_EQ(once, expected) << shown(path);
-    // Beyond ASCII those that ignore case are looked up by the folded text, too.
-    EXPECT_LE(found.size(), (text.isAscii() ? 1 : 2) * expected.size()) << shown(path);
+    EXPECT_EQ(found.size(), expected.size()) << shown(path) << ", each once";
     return work;
   }
 
@@ -203,14 +202,12 @@ TEST(PatternIndex, IsRightAboutRandomPatternsAndVisitsEachOnce) {
   for (std::size_t round = Dice::cases(60); round > 0; --round) {
     Patterns patterns;
     const std::size_t count = 1 + dice.below(dice.oneIn(4) ? 200 : 30);
-    std::size_t alternatives = 0;
     for (std::size_t i = 0; i < count; ++i) {
       ExpressionText expression(expressionOfGlob(dice.join(parts, 1, 7)));
       std::set<std::string> values;
       for (std::size_t many = 1 + dice.below(30); many > 0; --many) {
         values.insert(dice.join(pieces, 1, 2));
       }
-      alternatives += 256;
       expression.substitute("K", std::make_shared<const Alternation>(values));
       patterns.add(std::move(expression), dice.oneIn(2));
     }
@@ -219,8 +216,7 @@ TEST(PatternIndex, IsRightAboutRandomPatternsAndVisitsEachOnce) {
                                    ? repeated(dice.join(pieces, 1, 3), 1 + dice.below(200))
                                    : dice.join(pieces, 0, 8);
       const PatternIndex::Work work = patterns.look(path);
-      ASSERT_LE(work.programs, 2 * patterns.size()) << shown(path);
-      ASSERT_LE(work.entries, 2 * alternatives);
+      ASSERT_LE(work.programs, patterns.size()) << shown(path);
       if (patterns.size() > 1 && dice.oneIn(2)) patterns.remove(dice.below(patterns.size()));
     }
   }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -130,6 +131,7 @@ TEST(Work, OfRandomExpressionsAndTextsIsLinearInTheText) {
   Dice dice;
   SCOPED_TRACE(dice.origin());
   std::size_t tried = 0;
+  std::size_t isTelling = 0;  // so much work that twice as much would be too much
   for (std::size_t i = Dice::cases(3000); i > 0; --i) {
     const std::string expression = dice.join(parts, 1, 6);
     std::unique_ptr<const CompiledPattern> pattern;
@@ -140,11 +142,17 @@ TEST(Work, OfRandomExpressionsAndTextsIsLinearInTheText) {
     }
     if (!pattern->program()) continue;
     ++tried;
-    const std::string text = repeated(dice.join(pieces, 1, 4), 1 + dice.below(400));
-    ASSERT_LE(stepsOf(*pattern, text), mostStepsOf(expression, text))
-        << shown(expression) << " on " << shown(text);
+    const std::string text = repeated(dice.join(pieces, 1, 4), 1 + dice.below(4000));
+    const std::uint64_t steps = stepsOf(*pattern, text);
+    ASSERT_LE(steps, mostStepsOf(expression, text)) << shown(expression) << " on " << shown(text);
+    // Twice the text, twice the work, but for what the ends of a text make different.
+    const std::uint64_t atTheEnds = 66 * mostStepsOfGlob(expression, "");
+    ASSERT_LE(stepsOf(*pattern, text + text), 2 * steps + steps / 10 + atTheEnds)
+        << shown(expression) << " on twice " << shown(text);
+    isTelling += steps > 2 * atTheEnds;
   }
   EXPECT_GT(tried, Dice::cases(3000) / 10);
+  EXPECT_GT(isTelling, tried / 20);
 }
 
 }  // namespace
