@@ -423,7 +423,7 @@ void addDiffCommand(CLI::App& app, Action& action) {
       .add_option("--audits", options->audits,
                   "Compare two audits that were saved in JSON, the old one first, in place of "
                   "policies")
-      ->type_name("OLD NEW")
+      ->option_text("OLD NEW")
       ->expected(2);
   addFormatOption(command, options->format, {"text", "json", "sarif"});
   addTopOption(command, options->top, "How many reasons, and folders for each, to list");
