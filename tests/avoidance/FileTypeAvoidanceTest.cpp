@@ -254,6 +254,11 @@ TEST(FileTypeRule, APathThatIsNotUtf8ThrowsForItsExtensionOnly) {
   EXPECT_THROW(matches(rule, "/x.\xff"), std::exception);
   EXPECT_THROW(matches(rule, "/x.\x80"), std::exception);
   EXPECT_THROW(matches(rule, "/x.\xc3"), std::exception);
+
+  FileTypeAvoidance ofWriting(std::string("?"), WriteAccess);
+  LookupData reading = fileRequest("/x.\xff", ReadAccess);
+  EXPECT_THROW(ofWriting.canAvoidWithAccessType(reading, false), std::exception)
+      << "the extension comes before the access type";
 }
 
 // --- Trace ---------------------------------------------------------------------------------------

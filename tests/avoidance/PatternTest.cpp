@@ -486,6 +486,9 @@ TYPED_TEST(Pattern, AnInputThatIsNotUtf8ThrowsWhenItIsRead) {
       EXPECT_THROW(rule->canAvoid(request), std::exception) << row.rule << shown(row.input);
       EXPECT_THROW(rule->canAvoidWithAccessType(request, false), std::exception)
           << row.rule << shown(row.input);
+      const auto ofWriting = TypeParam::make(std::string(row.rule), WriteAccess);
+      EXPECT_THROW(ofWriting->canAvoidWithAccessType(request, false), std::exception)
+          << "the input comes before the access type: " << row.rule << shown(row.input);
     } else {
       bool avoided = true;
       EXPECT_NO_THROW(avoided = rule->canAvoid(request)) << row.rule << shown(row.input);

@@ -199,6 +199,20 @@ TEST(FilePathDataSet, ThrowsForAPathThatIsNotUtf8BeforeALaterRuleCouldMatch) {
   EXPECT_THROW(dataSet.isPresentInDataSet(bad), std::exception);
 }
 
+TEST(FilePathDataSet, ThrowsForAPathThatIsNotUtf8WhateverTheAccessType) {
+  FilePathDataSet dataSet;
+  dataSet.addToDataSet(std::make_unique<FilePathAvoidance>("/a/**", WriteAccess));
+  LookupData good = fileRequest("/a/x", ReadAccess);
+  EXPECT_FALSE(dataSet.isPresentInDataSet(good));
+  LookupData bad = fileRequest("/a/\xff/x", ReadAccess);
+  EXPECT_THROW(dataSet.isPresentInDataSet(bad), std::exception);
+  // At its own level the data set looks at the access type before it asks a rule.
+  dataSet.checkAccessTypeAtDataSetLevelOnly(1, WriteAccess);
+  EXPECT_FALSE(dataSet.isPresentInDataSet(bad));
+  dataSet.checkAccessTypeAtDataSetLevelOnly(1, ReadAccess);
+  EXPECT_THROW(dataSet.isPresentInDataSet(bad), std::exception);
+}
+
 // Whatever means a data set uses to be fast, it answers as its rules do one by one.
 TEST(FilePathDataSet, AnswersAsItsRulesDoOneByOne) {
   const std::vector<std::string> texts = {
