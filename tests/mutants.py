@@ -57,7 +57,12 @@ class Program:
 ROOMS = {
     "core": [Program("core/core_test"), Program("dataset/dataset_test")],
     "xml": [Program("xml/xml_test")],
-    "trace": [Program("trace/trace_test", alone=True)],
+    "trace": [
+        Program("trace/trace_test", alone=True),
+        Program("trace/trace_mutex_test", alone=True),
+        Program("trace/trace_unload_test", alone=True),
+        Program("trace/trace_starvation_test", alone=True),
+    ],
     "lookup": [
         Program("lookup/lookup_test"),
         Program("lookup/lookup_test_walked"),
@@ -85,6 +90,7 @@ ROOMS = {
     "dataset": [
         Program("dataset/dataset_test"),
         Program("dataset/dataset_test_walked"),
+        Program("dataset/dataset_settings_test"),
         Program("dataset/dataset_index_test", slow=True),
     ],
 }

@@ -360,7 +360,6 @@ void endStart() {
   {
     const LogLock lock(logMutex);
     messages.swap(keptMessages);
-    keptBytes = 0;
     for (const KeptMessage& message : messages) {
       try {
         if (fileTakes(message.level)) writeToFile(decode(message.text.c_str()));
@@ -436,7 +435,6 @@ void closeTraceLogger() {
     const LogLock lock(logMutex);
     former = takeStream();
   }
-  former.reset();
   closelog();
 }
 

@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "tests/support/Descriptors.h"
 #include "tests/trace/TraceFixture.h"
 
 namespace QVL {
@@ -28,6 +29,9 @@ class TraceFileKinds : public TraceTest {
     log(5, "lost");
     ASSERT_EQ(logFilePtr, nullptr);
     EXPECT_EQ(traceInited, 1);
+    const int open = openDescriptors();
+    reloadHandler(1);
+    EXPECT_EQ(openDescriptors(), open) << "what was refused is closed";
     for (int i = 0; i < 200; ++i) log(5, std::string(1000, 'x'));
     log(1, "to the system log");
     EXPECT_EQ(systemLog().entries.size(), 1U);

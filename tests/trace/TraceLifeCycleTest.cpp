@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cwchar>
 
+#include "tests/support/Descriptors.h"
 #include "tests/trace/TraceFixture.h"
 
 namespace QVL {
@@ -270,6 +271,13 @@ TEST_F(TraceLifeCycle, ReloadReadsTheLevelAndReopensTheFile) {
   EXPECT_EQ(traceFile(), "after\n");
 }
 
+TEST_F(TraceLifeCycle, ReloadsKeepOneDescriptor) {
+  start("5");
+  const int open = openDescriptors();
+  for (int i = 0; i < 10; ++i) reloadHandler(1);
+  EXPECT_EQ(openDescriptors(), open);
+}
+
 TEST_F(TraceLifeCycle, ReloadLeavesTheSystemLogAlone) {
   log(5, "before");
   reloadHandler(1);
@@ -357,6 +365,23 @@ TEST_F(TraceLifeCycle, ReloadInsideAMessageHappensAfterIt) {
   EXPECT_EQ(ScanAvoidanceFlowvalue, 5);
   log(5, "after");
   EXPECT_EQ(traceFile(), "after\n");
+}
+
+// As when the host's own handler of the signal logs before it reloads.
+TEST_F(TraceLifeCycle, ReloadBehindAMessageInsideAMessageHappensAfterBoth) {
+  start("3");
+  configure("5");
+  int levelInside = 0;
+  systemLog().whileLogging = [&levelInside] {
+    log(3, "inside");
+    reloadHandler(1);
+    levelInside = ScanAvoidanceFlowvalue;
+  };
+  log(1, "interrupted");
+  systemLog().whileLogging = nullptr;
+  EXPECT_EQ(levelInside, 3);
+  EXPECT_EQ(ScanAvoidanceFlowvalue, 5);
+  EXPECT_EQ(traceFile(), "interrupted\ninside\n");
 }
 
 TEST_F(TraceLifeCycle, ReloadIsSafeWhenTheFileCannotBeOpenedAgain) {

@@ -1,12 +1,12 @@
 // A host that loads the library at run time and lets go of it, with the real system log.
 
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <syslog.h>
 
 #include <filesystem>
 
+#include "tests/support/Descriptors.h"
 #include "tests/support/ScratchFolder.h"
 
 namespace QVL {
@@ -25,14 +25,6 @@ void loadAndLog(int level) {
   ASSERT_NE(log, nullptr) << dlerror();
   log(level, "%s", "message");
   EXPECT_EQ(dlclose(library), 0);
-}
-
-int openDescriptors() {
-  int open = 0;
-  for (int descriptor = 0; descriptor < 1024; ++descriptor) {
-    open += fcntl(descriptor, F_GETFD) != -1;
-  }
-  return open;
 }
 
 class Unloading : public testing::Test {

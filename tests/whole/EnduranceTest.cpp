@@ -2,7 +2,6 @@
 // that come and go and are recompiled, reloads of the trace log. Every answer is checked, resident
 // memory stays flat, and no descriptor is lost. QVL_TEST_SIZE says how long.
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -14,6 +13,7 @@
 #include <vector>
 
 #include "qvl/qvl.h"
+#include "tests/support/Descriptors.h"
 #include "tests/support/Dice.h"
 #include "tests/support/Requests.h"
 #include "tests/support/Sanitizers.h"
@@ -36,14 +36,6 @@ long peakKilobytes() {
 #else
   return usage.ru_maxrss;
 #endif
-}
-
-int openDescriptors() {
-  int count = 0;
-  for (int descriptor = 0; descriptor < 1024; ++descriptor) {
-    count += fcntl(descriptor, F_GETFD) != -1;
-  }
-  return count;
 }
 
 std::shared_ptr<IDataSet> folders(int generation) {

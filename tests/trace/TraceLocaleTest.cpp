@@ -1,0 +1,82 @@
+// The locale by which lines are written in UTF-8, which the log makes for itself. The program's own
+// newlocale and freelocale come before the C library's for the whole process, the shared library
+// under test included.
+
+#include <dlfcn.h>
+#include <locale.h>
+
+#include <atomic>
+#include <functional>
+#include <thread>
+#include <utility>
+
+#include "tests/trace/TraceFixture.h"
+
+#ifndef __THROW
+#define __THROW
+#endif
+
+namespace {
+
+std::atomic<int> localesMade{0};
+std::atomic<int> localesFreed{0};
+
+// Called once, by the thread that makes a locale next and before it does.
+std::function<void()>* whenMaking = nullptr;
+
+template <class Function>
+Function next(const char* name) {
+  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+extern "C" locale_t newlocale(int mask, const char* name, locale_t base) __THROW {
+  if (auto* const action = std::exchange(whenMaking, nullptr)) (*action)();
+  const locale_t made =
+      next<locale_t (*)(int, const char*, locale_t)>("newlocale")(mask, name, base);
+  localesMade += made != nullptr;
+  return made;
+}
+
+extern "C" void freelocale(locale_t locale) __THROW {
+  ++localesFreed;
+  next<void (*)(locale_t)>("freelocale")(locale);
+}
+
+namespace QVL {
+namespace Test {
+namespace {
+
+class TraceLocale : public TraceTest {};
+
+TEST_F(TraceLocale, IsMadeOnceForAllLinesAndReloads) {
+  start("5");
+  const int made = localesMade;
+  EXPECT_GT(made, 0);
+  std::string expected;
+  for (int i = 0; i < 10; ++i) {
+    log(5, "\xC3\xA4");
+    reloadHandler(1);
+    expected += "\xC3\xA4\n";
+  }
+  EXPECT_EQ(localesMade, made);
+  EXPECT_EQ(localesFreed, 0);
+  EXPECT_EQ(traceFile(), expected);
+}
+
+TEST_F(TraceLocale, IsKeptOnceWhenTwoThreadsMakeItAtOnce) {
+  configure("5");
+  std::function<void()> other = [] { std::thread(InitTraceLogger).join(); };
+  whenMaking = &other;
+  InitTraceLogger();
+  EXPECT_EQ(whenMaking, nullptr);
+  EXPECT_EQ(localesMade, 2);
+  EXPECT_EQ(localesFreed, 1);
+  log(5, "\xC3\xA4");
+  EXPECT_EQ(traceFile(), "\xC3\xA4\n");
+}
+
+}  // namespace
+}  // namespace Test
+}  // namespace QVL
