@@ -3,12 +3,12 @@
 set -eu
 fleet=$1/bin/qvl-fleet
 [ -x "$fleet" ] || { echo "expected the installation to have $fleet"; exit 1; }
-for module in numpy pandas dask distributed; do
-  /usr/bin/python3 -c "import $module" 2>/dev/null || {
-    echo "skipped: /usr/bin/python3 has no module $module"
-    exit 77
-  }
-done
+missing=$(/usr/bin/python3 -c 'import importlib.util as i
+print(*(m for m in ("numpy", "pandas", "dask", "distributed") if not i.find_spec(m)))') || missing=python3
+[ -z "$missing" ] || {
+  echo "skipped: /usr/bin/python3 does not find $missing"
+  exit 77
+}
 unset QVLPOLICY_LIBRARY PYTHONPATH
 export PYTHONDONTWRITEBYTECODE=1
 told=$("$fleet" --version)
