@@ -12,6 +12,10 @@ namespace {
 // A text longer than this is no path; what it needed is given back behind the query.
 constexpr std::size_t kLongText = std::size_t{64} * 1024;
 
+// Among more rules than this that throw, the first in key order is found by going through all in
+// key order: it will hardly be far.
+constexpr std::size_t kMostThrowing = 64;
+
 bool sameRequest(const LookupData& a, const LookupData& b) {
   return a.m_accessType == b.m_accessType && a.m_filePath == b.m_filePath &&
          a.m_processName == b.m_processName;
@@ -194,38 +198,47 @@ std::optional<bool> RuleIndex::anyMatches(LookupData& request, bool checkAccessT
   scratch.walkBehind = nullptr;
   if (m_unplaced) return std::nullopt;
   const ShrinkOnExit atTheEnd(request, scratch);
-  std::optional<const Rule*> match;
+  std::optional<First> first;
   try {
-    match = firstMatch(request, checkAccessType, scratch);
+    first = firstOf(request, checkAccessType, scratch);
   } catch (const std::bad_alloc&) {
     return std::nullopt;
   }
-  if (!match) return std::nullopt;
-  return m_asked.empty() ? *match != nullptr : ask(request, checkAccessType, *match, scratch);
+  return first ? ask(request, checkAccessType, *first, scratch) : std::nullopt;
 }
 
-std::optional<const RuleIndex::Rule*> RuleIndex::firstMatch(const LookupData& request,
-                                                            bool checkAccessType,
-                                                            Scratch& scratch) const {
+std::optional<RuleIndex::First> RuleIndex::firstOf(const LookupData& request, bool checkAccessType,
+                                                   Scratch& scratch) const {
   std::array<std::optional<Text>, kRuleInputs> texts;
-  std::size_t used = 0;
-  std::size_t notUtf8 = kRuleInputs;
+  bool orderCounts = !m_asked.empty();
   for (std::size_t i = 0; i < kRuleInputs; ++i) {
     if (!m_patterns[i] || m_patterns[i]->size() == 0) continue;
     texts[i].emplace(inputOf(request, static_cast<RuleInput>(i)), scratch.texts[i]);
-    ++used;
-    if (!texts[i]->isUtf8()) notUtf8 = i;
-  }
-  if (notUtf8 != kRuleInputs) {
-    // Whether a rule that reads what is no character comes before one that matches depends on their
-    // order, unless none can match: then all that counts is whether there is such a rule.
-    if (used > 1 || !m_asked.empty()) return std::nullopt;
-    Text& text = *texts[notUtf8];
-    if (text.isCutOff() || m_patterns[notUtf8]->readsOn(text)) throwNotUtf8();
-    return nullptr;
+    orderCounts = orderCounts || texts[i]->isUtf8();
   }
 
-  const Rule* best = nullptr;
+  First first;
+  std::size_t throwing = 0;
+  const auto isNewFirst = [&](const Rule* rule) {
+    return !first.rule || rule->order < first.rule->order;
+  };
+  for (std::size_t i = 0; i < kRuleInputs; ++i) {
+    if (!texts[i] || texts[i]->isUtf8()) continue;
+    const auto throws = [&](PatternIndex::Owner owner) {
+      const auto* const rule = static_cast<const Rule*>(owner);
+      if (isNewFirst(rule)) first = {rule, true};
+      return ++throwing > kMostThrowing || !orderCounts;
+    };
+    if (!texts[i]->isCutOff()) {
+      m_patterns[i]->eachThatReadsOn(*texts[i], throws);
+    } else {
+      const Rule* rule = m_first;
+      while (rule->patterns != m_patterns[i].get()) rule = rule->next;
+      throws(rule);
+    }
+    if (throwing > kMostThrowing) return std::nullopt;
+  }
+
   const auto admits = [&](std::uint32_t accessType) {
     return !checkAccessType ||
            accessTypeFits(static_cast<AccessTypes>(accessType), request.m_accessType);
@@ -235,22 +248,22 @@ std::optional<const RuleIndex::Rule*> RuleIndex::firstMatch(const LookupData& re
   };
   const auto found = [&](PatternIndex::Owner owner) {
     const auto* const rule = static_cast<const Rule*>(owner);
-    if (!best || rule->order < best->order) best = rule;
-    return m_asked.empty() || best->order < (*m_asked.begin())->order;
+    if (isNewFirst(rule)) first = {rule, false};
+    return !first.throws && (m_asked.empty() || first.rule->order < (*m_asked.begin())->order);
   };
   for (std::size_t i = 0; i < kRuleInputs; ++i) {
-    if (texts[i] && m_patterns[i]->find(*texts[i], scratch.patterns, admits, isBefore, found))
-      break;
+    if (!texts[i] || !texts[i]->isUtf8()) continue;
+    if (m_patterns[i]->find(*texts[i], scratch.patterns, admits, isBefore, found)) break;
   }
-  return best;
+  return first;
 }
 
-// Asks the rules that have to be asked, in key order, as far as the first match among the others.
-std::optional<bool> RuleIndex::ask(LookupData& request, bool checkAccessType,
-                                   const Rule* firstMatch, Scratch& scratch) const {
+// Asks the rules that have to be asked, in key order, as far as the first of the others.
+std::optional<bool> RuleIndex::ask(LookupData& request, bool checkAccessType, const First& first,
+                                   Scratch& scratch) const {
   const std::string* asked = nullptr;
   for (const Rule* const rule : m_asked) {
-    if (firstMatch && firstMatch->order < rule->order) break;
+    if (first.rule && first.rule->order < rule->order) break;
     const bool mayAct = !RuleView::isOfTheLibrary(*rule->rule);
     if (mayAct) {
       try {
@@ -271,7 +284,8 @@ std::optional<bool> RuleIndex::ask(LookupData& request, bool checkAccessType,
       return std::nullopt;
     }
   }
-  return firstMatch != nullptr;
+  if (first.throws) throwNotUtf8();
+  return first.rule != nullptr;
 }
 
 }  // namespace QVL

@@ -88,11 +88,15 @@ class RuleIndex {
   Order orderBetween(const Rule* previous, const Rule* next);
   void spreadOrders();
 
-  // The first match in key order among the rules that are not asked, or any that stands before all
-  // that are; null when there is none. Absent when the walk has to answer.
-  std::optional<const Rule*> firstMatch(const LookupData& request, bool checkAccessType,
-                                        Scratch& scratch) const;
-  std::optional<bool> ask(LookupData& request, bool checkAccessType, const Rule* firstMatch,
+  // Of the rules that are not asked, the first in key order that matches or throws: when it matches
+  // and stands before all that are asked, it may be any such. Absent when the walk has to answer.
+  struct First {
+    const Rule* rule = nullptr;  // null: none matches or throws
+    bool throws = false;         // it reads what is no character
+  };
+  std::optional<First> firstOf(const LookupData& request, bool checkAccessType,
+                               Scratch& scratch) const;
+  std::optional<bool> ask(LookupData& request, bool checkAccessType, const First& first,
                           Scratch& scratch) const;
 
   std::array<std::unique_ptr<PatternIndex>, kRuleInputs> m_patterns;  // those that were ever used

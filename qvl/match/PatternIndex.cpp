@@ -89,14 +89,6 @@ PatternIndex::Ends::Ends(std::string_view head, std::string_view tail) {
   m_tailMask = ~maskOf(kEnd - tails);
 }
 
-bool PatternIndex::ByLead::operator()(const Program* a, const Program* b) const {
-  const int order = a->lead().compare(b->lead());
-  if (order != 0) return order < 0;
-  const bool aReadsOn = a->readsOnBehindLead();
-  const bool bReadsOn = b->readsOnBehindLead();
-  return aReadsOn != bReadsOn ? aReadsOn : std::less<const Program*>()(a, b);
-}
-
 // The key that the fewest patterns stand under; among equals, the longest. What a kind of key costs
 // every text that has to be looked up by it is weighed against patterns that are run in vain.
 const PatternKey& PatternIndex::leastPopular(const std::vector<PatternKey>& keys) const {
@@ -156,14 +148,13 @@ void PatternIndex::insert(const Program& program, Owner owner, std::uint32_t tag
   std::uint64_t components = ~std::uint64_t{0};
   for (const PatternKeys& one : keys) components &= one.components;
   const bool folded = !program.caseSensitive();
-  m_leads[folded].insert(&program);
-  place.program = &program;
-  place.owner = owner;
+  place.member = {&program, owner};
   const bool hasRoom = m_row.size() == m_size && m_size < kFewPatterns;
   ++m_size;
   m_folded += folded;
   Entry entry{0, 0, &program, &place, tag, 0, folded, keys.size() > 1};
   try {
+    m_beginnings[folded].insert(place.member);
     if (hasRoom) m_row.push_back({endsOf(outline), components, &program, &place, tag, folded});
     if (!haveKeys) {
       // What all of its alternatives need is not worked out; it is compared as a whole.
@@ -191,9 +182,9 @@ void PatternIndex::insert(const Program& program, Owner owner, std::uint32_t tag
 }
 
 void PatternIndex::erase(Place& place) noexcept {
-  if (!place.program) return;
-  const bool folded = !place.program->caseSensitive();
-  m_leads[folded].erase(place.program);
+  if (!place.member.program) return;
+  const bool folded = !place.member.program->caseSensitive();
+  m_beginnings[folded].erase(place.member);
   --m_size;
   m_folded -= folded;
   for (const Place::Key& key : place.keys) {
@@ -211,38 +202,7 @@ void PatternIndex::erase(Place& place) noexcept {
                                   [&](const InRow& one) { return one.place == &place; });
   if (inRow != m_row.end()) m_row.erase(inRow);
   place.keys.clear();
-  place.program = nullptr;
-}
-
-bool PatternIndex::readsOn(Text& text) const {
-  for (const bool folded : {false, true}) {
-    const auto& leads = m_leads[folded];
-    if (leads.empty()) continue;
-    const std::string_view read =
-        folded ? text.folded() : text.plain().substr(0, text.validPrefix());
-    // A literal that goes on where the text ends, or, like all below it, is none of its beginnings.
-    const auto longer = leads.upper_bound(read);
-    if (longer != leads.end() && (*longer)->lead().substr(0, read.size()) == read) return true;
-    // Those that the text begins with, longest first.
-    for (std::string_view rest = read;;) {
-      auto lead = leads.upper_bound(rest);
-      if (lead == leads.begin()) break;
-      const std::string_view found = (*std::prev(lead))->lead();
-      const auto differs = std::mismatch(found.begin(), found.end(), rest.begin(), rest.end());
-      const auto common = static_cast<std::size_t>(differs.second - rest.begin());
-      if (common < found.size()) {
-        rest = rest.substr(0, common);
-        continue;
-      }
-      for (lead = leads.lower_bound(found); lead != leads.end() && (*lead)->lead() == found;
-           ++lead) {
-        if ((*lead)->readsOnBehindLead() || (*lead)->readsOn(text)) return true;
-      }
-      if (found.empty()) break;
-      rest = rest.substr(0, found.size() - 1);
-    }
-  }
-  return false;
+  place.member = {};
 }
 
 }  // namespace QVL

@@ -8,11 +8,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <set>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "qvl/match/Beginnings.h"
 #include "qvl/match/KeyTable.h"
 #include "qvl/match/PathKeys.h"
 #include "qvl/match/Program.h"
@@ -56,8 +56,7 @@ class PatternIndex {
     Place(const Place&) = delete;
     Place& operator=(const Place&) = delete;
 
-    const Program* program = nullptr;  // null while it is in no index
-    Owner owner = nullptr;
+    Beginnings::Member member;     // no program while it is in no index
     std::vector<Key> keys;         // for each alternative; none: compared with every text
     std::uint32_t comparedAt = 0;  // then its place among those
   };
@@ -137,8 +136,13 @@ class PatternIndex {
   bool find(Text& text, Scratch& scratch, Admits admits, IsBefore isBefore, Found found,
             Work* work = nullptr) const;
 
-  // Having read the UTF-8 part of a text, could any pattern read another character behind it?
-  bool readsOn(Text& text) const;
+  // Calls `found(owner)` for each pattern that, having read the UTF-8 part of a text, could read
+  // another character behind it, until it answers true, and answers so itself.
+  template <typename Found>
+  bool eachThatReadsOn(Text& text, Found found, std::uint64_t* steps = nullptr) const {
+    return m_beginnings[0].eachThatReadsOn(text, false, found, steps) ||
+           m_beginnings[1].eachThatReadsOn(text, true, found, steps);
+  }
 
  private:
   // One alternative of a pattern, with all that most comparisons need.
@@ -183,15 +187,6 @@ class PatternIndex {
     bool folded;
   };
 
-  // Orders programs by the literal they begin with, and among equals those first that read on
-  // whatever comes behind it.
-  struct ByLead {
-    using is_transparent = void;
-    bool operator()(const Program* a, const Program* b) const;
-    bool operator()(const Program* a, std::string_view b) const { return a->lead() < b; }
-    bool operator()(std::string_view a, const Program* b) const { return a < b->lead(); }
-  };
-
   // From so many candidates on it pays to find out which grams the text has.
   static constexpr std::size_t kManyCandidates = 12;
   // Up to so many patterns are compared in a row.
@@ -222,8 +217,8 @@ class PatternIndex {
 
   std::vector<InRow> m_row;  // some patterns; all of them unless there were once too many
   KeyTable<Entry> m_table;
-  std::vector<Entry> m_compared;                // without keys: compared with every text
-  std::set<const Program*, ByLead> m_leads[2];  // of those for which case matters, and of the rest
+  std::vector<Entry> m_compared;  // without keys: compared with every text
+  Beginnings m_beginnings[2];     // of those for which case matters, and of the rest
 
   std::size_t m_size = 0;
   std::size_t m_folded = 0;  // patterns for which case does not matter
@@ -372,20 +367,20 @@ bool PatternIndex::find(Text& text, Scratch& scratch, Admits admits, IsBefore is
       open.push_back(&place);
       return false;
     }
-    const std::optional<bool> answer = place.program->matchesAtOnce(text);
+    const std::optional<bool> answer = place.member.program->matchesAtOnce(text);
     if (!answer) open.push_back(&place);
-    return answer && *answer && found(place.owner);
+    return answer && *answer && found(place.member.owner);
   };
   const auto runOpen = [&] {
     const auto isBehind = [&](const Place* a, const Place* b) {
-      return isBefore(b->owner, a->owner);
+      return isBefore(b->member.owner, a->member.owner);
     };
     std::make_heap(open.begin(), open.end(), isBehind);
     for (auto end = open.end(); end != open.begin(); --end) {
       std::pop_heap(open.begin(), end, isBehind);
       const Place& next = **(end - 1);
       if (work) ++work->inOrder;
-      if (next.program->matches(text) && found(next.owner)) return true;
+      if (next.member.program->matches(text) && found(next.member.owner)) return true;
     }
     return false;
   };

@@ -302,18 +302,61 @@ std::unique_ptr<const Program> Program::of(const Steps& steps, bool caseSensitiv
 
 Program::~Program() = default;
 
-std::string_view Program::lead() const {
-  std::size_t length = 0;
-  for (std::size_t i = 0; i < m_code.size() && m_code[i].op == Op::Bytes; ++i) {
-    length += m_code[i].length;
+Program::Signs::Sign Program::Signs::sign() const {
+  if (m_at == m_program.m_code.size()) return kEnd;
+  const Instruction& code = m_program.m_code[m_at];
+  const auto byte = [&] {
+    return static_cast<unsigned char>(m_program.m_bytes[code.from + m_read]);
+  };
+  switch (code.op) {
+    case Op::Bytes:
+      return byte();
+    case Op::Mixed: {
+      const char wild = m_program.m_wild[code.from + m_read];
+      return wild == 0 ? byte() : static_cast<Op>(wild) == Op::One ? kOne : kOneNotSlash;
+    }
+    case Op::One:
+      return kOne;
+    case Op::OneNotSlash:
+      return kOneNotSlash;
+    case Op::RunNotSlash:
+      return kRunNotSlash;
+    case Op::Literals:
+      return reinterpret_cast<std::uintptr_t>(literals());
+    case Op::Run:
+    case Op::Folders:
+      return kAnything;
+    default:
+      return kOther;
   }
-  return std::string_view(m_bytes).substr(0, length);
 }
 
-bool Program::readsOnBehindLead() const {
-  std::size_t i = 0;
-  while (i < m_code.size() && m_code[i].op == Op::Bytes) ++i;
-  return i < m_code.size() && (m_code[i].op == Op::Run || m_code[i].op == Op::Folders);
+const LiteralSet* Program::Signs::literals() const {
+  if (m_at == m_program.m_code.size()) return nullptr;
+  const Instruction& code = m_program.m_code[m_at];
+  return code.op == Op::Literals ? m_program.m_literals[code.from].get() : nullptr;
+}
+
+std::string_view Program::Signs::literal() const {
+  if (m_at == m_program.m_code.size()) return {};
+  const Instruction& code = m_program.m_code[m_at];
+  if (code.op != Op::Bytes) return {};
+  return std::string_view(m_program.m_bytes).substr(code.from + m_read, code.length - m_read);
+}
+
+void Program::Signs::advance(std::size_t count) {
+  while (count > 0 && !isLast(sign())) {
+    const Instruction& code = m_program.m_code[m_at];
+    const bool hasLength = code.op == Op::Bytes || code.op == Op::Mixed || code.op == Op::One ||
+                           code.op == Op::OneNotSlash;
+    const std::uint32_t length = hasLength ? code.length : 1;
+    const auto read = static_cast<std::uint32_t>(std::min<std::size_t>(count, length - m_read));
+    count -= read;
+    m_read += read;
+    if (m_read < length) return;
+    m_read = 0;
+    ++m_at;
+  }
 }
 
 Steps Program::outline(std::size_t most) const {

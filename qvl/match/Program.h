@@ -55,12 +55,6 @@ class Program {
   // Having read the UTF-8 part of a text, could it read another character behind it?
   bool readsOn(Text& text) const;
 
-  // The literal that every text begins with that it matches.
-  std::string_view lead() const;
-
-  // Does it read on behind that, whatever comes?
-  bool readsOnBehindLead() const;
-
   // What it matches, as steps: literals, wildcards and groups as they were, and a Set for anything
   // else, which stands for some text there, possibly none.
   // Groups of more than `most` alternatives become a Set as well.
@@ -68,6 +62,8 @@ class Program {
 
   // How many instructions there are, those in alternatives and loops included.
   std::size_t size() const { return m_code.size(); }
+
+  class Signs;
 
  private:
   friend class ProgramCompiler;
@@ -138,6 +134,40 @@ class Program {
   std::size_t m_leastLength = 0;  // no shorter text matches, in bytes
   std::uint32_t m_suffix = 0;  // the length of the literal at the end, if it is not the first step
   bool m_caseSensitive;
+};
+
+// What a program reads, one sign after the other, as long as there is one sequence of them.
+class Program::Signs {
+ public:
+  // A byte, one of those below, or the address of a set of literals. Ordered so that those that go
+  // on whatever comes are found before those that have to be tried.
+  using Sign = std::uint64_t;
+  static constexpr Sign kOne = 256;
+  static constexpr Sign kOneNotSlash = 257;
+  static constexpr Sign kRunNotSlash = 258;
+  // The last sign of a program is one of these, and nothing is behind it.
+  static constexpr Sign kAnything = ~Sign{3};  // goes on, whatever comes
+  static constexpr Sign kEnd = ~Sign{2};       // the program ends
+  static constexpr Sign kOther = ~Sign{1};     // what comes is no sequence of signs
+
+  // `program` outlives the object.
+  explicit Signs(const Program& program) : m_program(program) {}
+
+  Sign sign() const;
+  // The bytes that come next, if they stand side by side; one sign each.
+  std::string_view literal() const;
+  // Goes on by so many signs, at most to the last one.
+  void advance(std::size_t count);
+
+  // Null when the sign is no set of literals.
+  const LiteralSet* literals() const;
+
+  static bool isLast(Sign sign) { return sign >= kAnything; }
+
+ private:
+  const Program& m_program;
+  std::size_t m_at = 0;      // the instruction
+  std::uint32_t m_read = 0;  // signs of it that were read
 };
 
 }  // namespace QVL
