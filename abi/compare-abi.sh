@@ -5,7 +5,8 @@
 #   abi/compare-abi.sh LIBRARY --update HEADERS    takes the build for the new baseline, at a release
 #
 # The library has to carry debug information. HEADERS is the folder of the installed headers: types
-# that they do not show stay out of the baseline.
+# that they do not show stay out of the baseline. That is the engine's, baseline.abi.gz beside this
+# script, unless BASELINE names another one.
 set -euo pipefail
 library=$1
 folder=$(dirname "${BASH_SOURCE[0]}")
@@ -17,7 +18,7 @@ if [[ ${2:-} == --update ]]; then
   abidw --headers-dir "$3" --drop-private-types --suppressions "$suppressions" \
     --exported-interfaces-only --no-show-locs --no-comp-dir-path --no-corpus-path --no-elf-needed \
     --no-parameter-names "$library" |
-    sed -E "s,path='[^']*/(qvl/[^']*)',path='\1'," | gzip -9n >"$baseline"
+    sed -E "s,path='[^']*/(qvl(policy)?/[^']*)',path='\1'," | gzip -9n >"$baseline"
   exit
 fi
 
@@ -28,7 +29,7 @@ readelf --sections "$library" | grep -q '\.debug_info' || {
 unpacked=$(mktemp --suffix=.abi)
 trap 'rm -f "$unpacked"' EXIT
 gunzip -c "$baseline" >"$unpacked"
-# Additions break nobody; abi/symbols.txt records them.
+# Additions break nobody; the lists of symbols record them.
 compare() {
   abidiff --suppressions "$suppressions" --exported-interfaces-only --no-added-syms \
     --no-show-locs "$@" "$unpacked" "$library"

@@ -1,7 +1,9 @@
-# abi-change.sh COMPARE BASELINE LIBRARY SCRATCH: does the comparison notice a change? Against a
-# baseline that differs in what a host relies on it has to fail, and say where.
+# abi-change.sh COMPARE BASELINE LIBRARY CHANGES SCRATCH: does the comparison notice a change? Against
+# a baseline that differs in what a host relies on it has to fail, and say where. CHANGES is a file of
+# calls of `notices`.
 set -eu
-compare=$1 baseline=$2 library=$3 scratch=$4
+compare=$1 baseline=$2 library=$3 changes=$4 scratch=$5
+mkdir -p "$scratch"
 gunzip -c "$baseline" >"$scratch/baseline.abi"
 
 # notices EXPRESSION TEXT: against what sed's EXPRESSION makes of the baseline the comparison fails,
@@ -27,9 +29,5 @@ notices() {
 # in_class CLASS EXPRESSION: the expression, kept to the class, which ends where its indentation does.
 in_class() { echo "/^      <class-decl name='$1'/,/^      <\/class-decl>/ $2"; }
 
-notices "s/name='AnyAccess' value='3'/name='AnyAccess' value='4'/" AnyAccess
-notices "$(in_class LookupData "s/in-bits='832'/in-bits='896'/")" LookupData
-notices "$(in_class LookupData "s/in-bits='320'/in-bits='328'/")" m_processName
-notices "$(in_class LookupManager "s/vtable-offset='3'/vtable-offset='9'/")" isPresent
-notices "s/<elf-symbol name='\(_ZN3QVL13LookupManager9isPresent\)E/<elf-symbol name='\1X/" \
-  _ZN3QVL13LookupManager9isPresentX
+# shellcheck source=/dev/null
+. "$changes"
