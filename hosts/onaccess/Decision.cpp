@@ -28,21 +28,32 @@ std::optional<Outcome> Decision::decide(const Event& event, Facts& facts) {
   if (m_cache.isEnabled()) {
     facts.database = m_database;
     facts.ticket = m_cache.ticketFor(facts.status->identity);
-    facts.mayRemember = !m_kernel.mayHaveWriters(event.descriptor);
-    if (!facts.mayRemember) m_cache.forget(facts.status->identity);
+    if (m_kernel.mayHaveWriters(event.descriptor)) {
+      m_cache.forget(facts.status->identity);
+    } else {
+      facts.mayRemember = !facts.status->isChangedLately;
+    }
   }
 
-  facts.trouble = findNames(event, facts);
-  if (facts.trouble == NameTrouble::None &&
-      m_exclusions.isExcluded(facts.path, facts.program, facts.dataSets)) {
-    return Outcome::Excluded;
-  }
+  if (isExcluded(event, facts)) return Outcome::Excluded;
 
   if (facts.mayRemember && m_cache.isClean(*facts.status, facts.database)) {
     return Outcome::Remembered;
   }
   if (m_scanner.mayBecome(event.process)) return Outcome::Scanner;
   return std::nullopt;
+}
+
+bool Decision::isExcluded(const Event& event, Facts& facts) {
+  static constexpr int kTries = 10;  // it is asked anew when policies are swapped meanwhile
+  for (int i = 0; i < kTries; ++i) {
+    facts.trouble = findNames(event, facts);
+    if (facts.trouble != NameTrouble::None) return false;
+    const std::optional<bool> answer =
+        m_exclusions.isExcluded(facts.path, facts.program, facts.dataSets);
+    if (answer) return *answer;
+  }
+  return false;
 }
 
 NameTrouble Decision::findNames(const Event& event, Facts& facts) {

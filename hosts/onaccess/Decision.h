@@ -8,7 +8,9 @@
 //      program: a name in somebody's own mount namespace, or of a deleted file, does not. Without
 //      such names: 6.
 //   5. The policy excludes the access, which is a read as far as the kernel tells: allow.
-//   6. Nobody may be writing the file, and it was found clean before and has not changed: allow.
+//   6. Nobody may be writing the file, and it was found clean before and has not changed, nor
+//   lately:
+//      allow.
 //   7. A process that runs the scanner's program as the scanner's user, which starts: allow.
 //   8. Scan.
 
@@ -78,6 +80,7 @@ class Decision {
   std::uint64_t database() const { return m_database; }
 
  private:
+  bool isExcluded(const Event& event, Facts& facts);
   NameTrouble findNames(const Event& event, Facts& facts);
 
   Kernel& m_kernel;

@@ -3,6 +3,7 @@
 #ifndef QVL_ONACCESS_EXCLUSIONS_H
 #define QVL_ONACCESS_EXCLUSIONS_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,10 +22,11 @@ class Exclusions {
   // Does any answer depend on the program?
   virtual bool readsProgram() const = 0;
 
-  // Is the open excluded from scanning? `program` is empty unless readsProgram(). The numbers of
-  // the data sets that matched replace those in `dataSets`.
-  virtual bool isExcluded(const std::string& path, const std::string& program,
-                          std::vector<unsigned int>& dataSets) = 0;
+  // Is the open excluded from scanning? `program` is empty unless readsProgram(). Nothing when a
+  // policy that reads programs came meanwhile: to be asked again. The numbers of the data sets that
+  // matched replace those in `dataSets`.
+  virtual std::optional<bool> isExcluded(const std::string& path, const std::string& program,
+                                         std::vector<unsigned int>& dataSets) = 0;
 };
 
 }  // namespace onaccess

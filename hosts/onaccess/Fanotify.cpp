@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <linux/limits.h>
+#include <linux/magic.h>
 #include <linux/openat2.h>
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -9,12 +10,15 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/sysmacros.h>
+#include <sys/vfs.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
+#include <fstream>
 #include <memory>
 
 #include "Trouble.h"
@@ -25,6 +29,13 @@ namespace {
 
 std::int64_t nanoseconds(const timespec& time) {
   return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
+}
+
+// The coarsest times that file systems keep are two seconds apart. One that lies ahead is no older.
+bool isLately(std::int64_t time) {
+  timespec now = {};
+  ::clock_gettime(CLOCK_REALTIME_COARSE, &now);
+  return time > nanoseconds(now) - 2'100'000'000;
 }
 
 // The text of a symbolic link of /proc; false when there is none, or it may be cut off.
@@ -109,6 +120,15 @@ void Fanotify::watchFileSystemOf(const std::string& folder) {
   }
 }
 
+std::size_t Fanotify::fileSystems() const {
+  std::ifstream marks(fmt::format("/proc/self/fdinfo/{}", m_events.get()));
+  std::size_t count = 0;
+  for (std::string line; std::getline(marks, line);) {
+    if (line.rfind("fanotify sdev:", 0) == 0) ++count;
+  }
+  return count;
+}
+
 Received Fanotify::receive(Event* events, std::size_t capacity) {
   static constexpr std::size_t kMost = 16;
   alignas(fanotify_event_metadata) char buffer[kMost * FAN_EVENT_METADATA_LEN];
@@ -171,12 +191,19 @@ std::optional<FileStatus> Fanotify::statusOf(int descriptor) {
   answer.size = status.st_size;
   answer.modified = nanoseconds(status.st_mtim);
   answer.changed = nanoseconds(status.st_ctim);
+  answer.isChangedLately = isLately(answer.changed);
   return answer;
 }
 
 // The kernel grants a read lease only while nobody has the file open for writing. A writable
 // mapping keeps the file open, and an open for writing that waits for its answer counts already.
+// Not so on an overlay: there a mapping may keep the file below open instead, and writes may go to
+// that one past the overlay.
 bool Fanotify::mayHaveWriters(int descriptor) {
+  struct statfs fileSystem;
+  if (::fstatfs(descriptor, &fileSystem) != 0 || fileSystem.f_type == OVERLAYFS_SUPER_MAGIC) {
+    return true;
+  }
   if (::fcntl(descriptor, F_SETLEASE, F_RDLCK) != 0) return true;
   return ::fcntl(descriptor, F_SETLEASE, F_UNLCK) != 0;
 }

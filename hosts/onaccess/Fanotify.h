@@ -4,6 +4,7 @@
 #define QVL_ONACCESS_FANOTIFY_H
 
 #include <atomic>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,10 @@ class Fanotify : public Kernel {
   // Watches the whole file system that is mounted at `folder`. Throws Trouble. To be called before
   // events are received.
   void watchFileSystemOf(const std::string& folder);
+
+  // How many file systems are watched. One that is unmounted is not any more, even if it is mounted
+  // again.
+  std::size_t fileSystems() const;
 
   Received receive(Event* events, std::size_t capacity) override;
   bool answer(int descriptor, bool isAllowed) override;

@@ -30,6 +30,8 @@ struct FileStatus {
   std::int64_t size = 0;
   std::int64_t modified = 0;
   std::int64_t changed = 0;
+  // Another change now may leave the same times: clocks of file systems tick, some every second.
+  bool isChangedLately = false;
 };
 
 // An open that waits for its answer. The descriptor reads the file and raises no events of its own.
@@ -72,7 +74,8 @@ class Kernel {
 
   virtual std::optional<FileStatus> statusOf(int descriptor) = 0;
 
-  // May somebody have the file open for writing? True also when the file system cannot tell.
+  // May somebody have the file open or mapped for writing? True also when the file system cannot
+  // tell.
   virtual bool mayHaveWriters(int descriptor) = 0;
 
   // The name under which the file was opened. False when there is none.

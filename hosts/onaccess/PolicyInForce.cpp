@@ -42,16 +42,17 @@ PolicyInForce::PolicyInForce(const std::string& file, qvlpolicy::Counting counti
   m_policy = std::make_unique<qvlpolicy::LivePolicy>(loaded.policy, counting, file);
 }
 
-bool PolicyInForce::isExcluded(const std::string& path, const std::string& program,
-                               std::vector<unsigned int>& dataSets) {
+std::optional<bool> PolicyInForce::isExcluded(const std::string& path, const std::string& program,
+                                              std::vector<unsigned int>& dataSets) {
+  const std::uint64_t swaps = m_swaps;
   qvlpolicy::Answer answer;
   answer.dataSets.swap(dataSets);
   // The kernel says that a file is opened, not for what: every open may read.
   m_policy->ask({path, program, QVL::ReadAccess}, answer);
   dataSets.swap(answer.dataSets);
-  // A policy that reads programs may have come into force after the caller looked for readsProgram.
-  // Its answer without a program is none.
-  return answer.isExcluded && !(program.empty() && m_readsProgram);
+  // Without a program, the answer of a policy that reads programs is none.
+  if (program.empty() && (m_readsProgram || m_swaps != swaps)) return std::nullopt;
+  return answer.isExcluded;
 }
 
 bool PolicyInForce::reload(std::string& words) {
@@ -61,11 +62,17 @@ bool PolicyInForce::reload(std::string& words) {
     ++m_refused;
     return false;
   }
-  // Whoever is answered by the new policy sees by then that it reads programs.
   const bool readsProgram = readsProgramOf(*loaded.policy);
-  if (readsProgram) m_readsProgram = true;
+  const bool areProgramsRead = readsProgram || m_readsProgram;
+  if (areProgramsRead) {
+    ++m_swaps;
+    m_readsProgram = true;
+  }
   m_policy->replace(loaded.policy);
-  m_readsProgram = readsProgram;
+  if (areProgramsRead) {
+    ++m_swaps;
+    m_readsProgram = readsProgram;
+  }
   return true;
 }
 

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,8 +21,8 @@ class PolicyInForce : public Exclusions {
   PolicyInForce(const std::string& file, qvlpolicy::Counting counting);
 
   bool readsProgram() const override { return m_readsProgram; }
-  bool isExcluded(const std::string& path, const std::string& program,
-                  std::vector<unsigned int>& dataSets) override;
+  std::optional<bool> isExcluded(const std::string& path, const std::string& program,
+                                 std::vector<unsigned int>& dataSets) override;
 
   // Loads the file again; not for two threads at once. False when it is refused: the policy stays.
   // `words` gets the errors and warnings, each on a line.
@@ -42,6 +43,9 @@ class PolicyInForce : public Exclusions {
   const std::string m_file;
   std::string m_warnings;
   std::unique_ptr<qvlpolicy::LivePolicy> m_policy;
+  // Of the swaps from or to a policy that reads programs, twice; odd during one. Meanwhile
+  // m_readsProgram is true.
+  std::atomic<std::uint64_t> m_swaps{0};
   std::atomic<bool> m_readsProgram;
   std::atomic<std::uint64_t> m_refused{0};
 };

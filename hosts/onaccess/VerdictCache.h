@@ -19,6 +19,8 @@ namespace onaccess {
 // scanner's database are those of the scan. Times alone do not show every write (one within the
 // same tick of the clock, one through a mapped page that is dirty already), therefore a file is
 // forgotten when it is opened for writing, and a scan during which that happened is not remembered.
+// Nor is a file that has changed lately: it can be cut and extended by its name alone, without any
+// open.
 //
 // Holds as many files as it was made for; the one that was asked for least recently goes first.
 //

@@ -103,6 +103,25 @@ TEST_F(DecisionTest, ExcludesByProgram) {
   EXPECT_THAT(facts.dataSets, ElementsAre(2u));
 }
 
+TEST_F(DecisionTest, AsksAgainWithTheProgramWhenAPolicyThatReadsItComesMeanwhile) {
+  kernel.processes[kOpener] = {"/bin/trusted", {7, 501}, 1000};
+  kernel.names["/bin/trusted"] = {7, 501};
+  exclusions.onQuestion = [&] { exclusions.isReadingProgram = true; };
+  EXPECT_THAT(decide({"/data/a", fileStatus(1), false}), Optional(Outcome::Excluded));
+  EXPECT_THAT(facts.dataSets, ElementsAre(2u));
+  EXPECT_EQ(exclusions.questions, 2u);
+}
+
+TEST_F(DecisionTest, AsksAWhileOnlyWhenPoliciesAreSwappedWithoutEnd) {
+  bool isReading = false;
+  exclusions.onQuestion = [&] { exclusions.isReadingProgram = true; };
+  kernel.afterPath = [&] { exclusions.isReadingProgram = isReading; };
+  EXPECT_THAT(decide({"/excluded/a", fileStatus(2), false}), Eq(std::nullopt));
+  EXPECT_LE(exclusions.questions, 10u);
+  isReading = true;
+  EXPECT_THAT(decide({"/excluded/a", fileStatus(2), false}), Optional(Outcome::Excluded));
+}
+
 TEST_F(DecisionTest, ScansForAProgramWhoseNameLeadsToAnotherFile) {
   exclusions.isReadingProgram = true;
   kernel.processes[kOpener] = {"/bin/trusted", {7, 666}, 1000};
@@ -170,6 +189,17 @@ TEST_F(DecisionTest, DoesNotRememberAScanWhoseFileWasOpenedForWritingAfterTheLoo
   kernel.afterWriters = nullptr;
   cache.remember(*facts.status, facts.database, facts.ticket);
   EXPECT_THAT(decide({"/data/a", fileStatus(1), false}), Eq(std::nullopt));
+}
+
+// It can be cut and extended to its old size by its name alone, while its times stay the same.
+TEST_F(DecisionTest, NeitherRemembersNorLooksUpAFileThatHasChangedLately) {
+  FileStatus status = fileStatus(1);
+  status.isChangedLately = true;
+  ASSERT_THAT(decide({"/data/a", status, false}), Eq(std::nullopt));
+  EXPECT_FALSE(facts.mayRemember);
+  cache.remember(fileStatus(1), 0, cache.ticketFor({7, 1}));
+  EXPECT_THAT(decide({"/data/a", status, false}), Eq(std::nullopt));
+  EXPECT_THAT(decide({"/data/a", fileStatus(1), false}), Optional(Outcome::Remembered));
 }
 
 TEST_F(DecisionTest, DoesNotRememberByAnotherDatabase) {

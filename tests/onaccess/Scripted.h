@@ -57,6 +57,9 @@ class ScriptedKernel : public Kernel {
   std::map<pid_t, Process> processes;
   // Called when somebody asks for writers, after the answer is clear.
   std::function<void()> afterWriters;
+  std::atomic<bool> hasNoMemoryForPrograms{false};
+  // Called when somebody asks for a file's name.
+  std::function<void()> afterPath;
 
   // A process opens a file: the descriptor of the event.
   int open(pid_t process, const File& file) {
@@ -161,10 +164,12 @@ class ScriptedKernel : public Kernel {
 
   bool pathOf(int descriptor, std::string& path) override {
     path = file(descriptor).path;
+    if (afterPath) afterPath();
     return !path.empty();
   }
 
   bool programOf(pid_t process, std::string& path) override {
+    if (hasNoMemoryForPrograms) throw std::bad_alloc();
     const auto found = processes.find(process);
     if (found != processes.end()) path = found->second.program;
     return found != processes.end();
@@ -265,16 +270,20 @@ class ScriptedScanner : public Scanner {
 class ScriptedExclusions : public Exclusions {
  public:
   bool readsProgram() const override { return isReadingProgram; }
-  bool isExcluded(const std::string& path, const std::string& program,
-                  std::vector<unsigned int>& dataSets) override {
+  std::optional<bool> isExcluded(const std::string& path, const std::string& program,
+                                 std::vector<unsigned int>& dataSets) override {
     ++questions;
     if (throws) throw std::bad_alloc();
+    if (onQuestion) onQuestion();
+    if (program.empty() && isReadingProgram) return std::nullopt;
     dataSets.clear();
     if (path.rfind("/excluded/", 0) == 0) dataSets.push_back(1);
     if (program == "/bin/trusted") dataSets.push_back(2);
     return !dataSets.empty();
   }
 
+  // Called with each question, before its answer.
+  std::function<void()> onQuestion;
   std::atomic<bool> isReadingProgram{false};
   std::atomic<bool> throws{false};
   std::atomic<std::size_t> questions{0};
