@@ -29,8 +29,8 @@ class ControlServer {
   // Readable when somebody connects.
   int descriptor() const { return m_listener.get(); }
 
-  // Takes one connection and answers its request. Gives up a client that is slow; waits for two
-  // seconds at most.
+  // Takes one connection and answers its request. Gives up a client that has it wait for five
+  // seconds.
   void serve(const std::function<ControlReply(const std::string&)>& answer);
 
  private:

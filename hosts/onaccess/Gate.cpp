@@ -110,7 +110,11 @@ void Gate::handle(PendingOpen open, Facts& facts) {
 }
 
 void Gate::settle(Scan& scan, Outcome outcome, const ScanReply& reply) {
-  if (m_scannerProcess.sawReplyOf(reply.process)) forgetDatabase();
+  try {
+    if (m_scannerProcess.sawReplyOf(reply.process)) forgetDatabase();
+  } catch (const std::bad_alloc&) {
+    // The next reply tells as well who it is.
+  }
   const Facts& facts = scan.facts;
   if (outcome == Outcome::Clean && facts.mayRemember && facts.status) {
     try {

@@ -3,6 +3,7 @@
 #include <cap-ng.h>
 #include <poll.h>
 #include <qvl/qvl.h>
+#include <sys/prctl.h>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
 #include <systemd/sd-daemon.h>
@@ -31,7 +32,7 @@ namespace onaccess {
 namespace {
 
 constexpr int kAlarmStatus = 70;
-constexpr Duration kScannerCheckEvery = std::chrono::seconds(5);
+constexpr Duration kCheckEvery = std::chrono::seconds(5);
 constexpr Duration kScannerCheckTime = std::chrono::seconds(1);
 
 Duration inSeconds(double seconds) {
@@ -104,6 +105,14 @@ void dropCapabilities() {
   }
 }
 
+// The kernel writes a core dump while the events are still open: its open of the file, or that of
+// the program that takes it, could wait for a host that answers no more.
+void leaveNoCoreDump() {
+  if (::prctl(PR_SET_DUMPABLE, 0, 0, 0, 0) != 0) {
+    throw Trouble(fmt::format("cannot do without core dumps: {}", std::strerror(errno)));
+  }
+}
+
 // Replaces the file as a whole: who reads it never sees a part. False when that fails.
 bool replaceFile(const std::string& file, const std::string& text) {
   const std::string temporary = file + ".new";
@@ -126,6 +135,7 @@ class Service {
   void announce();
   void operate();
   void tick(Time now);
+  void lookForFileSystems();
   void takeSignal();
   ControlReply reload();
   ControlReply answer(const std::string& request);
@@ -137,9 +147,10 @@ class Service {
   const GateOptions m_gateOptions;
   const Descriptor m_signals;
   bool m_isEnding = false;
-  Time m_nextScannerCheck;
+  Time m_nextCheck;
   Time m_nextMetrics;
   bool m_isScannerThere = false;
+  std::size_t m_fileSystems = 0;  // that are watched
   // In the order in which they are made; ended in the other one.
   std::unique_ptr<PolicyInForce> m_policy;
   std::unique_ptr<ClamdClient> m_scanner;
@@ -164,6 +175,7 @@ void Service::start() {
   if (m_options.control == kDefaultControl) ::mkdir("/run/qvl-onaccess", 0755);
   checkThatNothingIsWritten(m_options, m_gateOptions.mounts);
   allowOpenFiles(Gate::descriptorsFor(m_gateOptions));
+  leaveNoCoreDump();
   startTraceLog(m_options.isTracing);
   m_policy = std::make_unique<PolicyInForce>(m_options.policy, countingOf(m_options.count));
   m_scanner = std::make_unique<ClamdClient>(m_options.scanner);
@@ -174,6 +186,7 @@ void Service::start() {
   // process is to end, and with it the waiting.
   ::alarm(10);
   for (const WatchedMount& mount : m_gateOptions.mounts) m_kernel->watchFileSystemOf(mount.folder);
+  m_fileSystems = m_kernel->fileSystems();
   dropCapabilities();  // before the first thread: each has its own
   m_log = std::make_unique<Log>(STDERR_FILENO, std::getenv("JOURNAL_STREAM") != nullptr);
   m_gate = std::make_unique<Gate>(*m_kernel, *m_scanner, *m_policy, *m_log, m_gateOptions);
@@ -213,8 +226,9 @@ void Service::operate() {
 
 void Service::tick(Time now) {
   ::sd_notify(0, "WATCHDOG=1");
-  if (now >= m_nextScannerCheck) {
-    m_nextScannerCheck = now + kScannerCheckEvery;
+  if (now >= m_nextCheck) {
+    m_nextCheck = now + kCheckEvery;
+    lookForFileSystems();
     const bool isThere = m_gate->checkScanner(now + kScannerCheckTime);
     if (isThere != m_isScannerThere) {
       m_log->say(isThere ? Level::Notice : Level::Warning,
@@ -230,6 +244,18 @@ void Service::tick(Time now) {
           fmt::format("cannot write {}: {}", quoted(m_options.metrics), std::strerror(errno)));
     }
   }
+}
+
+// Who unmounts one may mount it again, and it looks as before.
+void Service::lookForFileSystems() {
+  const std::size_t count = m_kernel->fileSystems();
+  if (count < m_fileSystems) {
+    m_log->say(Level::Alert,
+               fmt::format("{} of {} file systems have been unmounted and are watched no more; "
+                           "expected a restart when they are there again",
+                           m_fileSystems - count, m_fileSystems));
+  }
+  m_fileSystems = count;
 }
 
 void Service::takeSignal() {
@@ -306,6 +332,8 @@ std::string Service::prometheusText() const {
       static_cast<double>(m_gate->waitingScans()));
   add("qvl_onaccess_remembered_files", "gauge", "Clean files that are remembered.",
       static_cast<double>(m_gate->remembered()));
+  add("qvl_onaccess_file_systems", "gauge", "File systems that are watched.",
+      static_cast<double>(m_fileSystems));
   add("qvl_onaccess_scanner_up", "gauge", "Whether the scanner answered the last time.",
       m_isScannerThere ? 1 : 0);
   add("qvl_onaccess_breaker_open", "gauge", "Whether the scanner is left alone after failures.",

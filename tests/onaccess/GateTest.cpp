@@ -309,6 +309,13 @@ TEST_F(GateTest, AScannerThatThrowsGivesNoVerdictAndEndsNothing) {
   EXPECT_EQ(gate->breaker().openings(), 0u);
 }
 
+TEST_F(GateTest, WithoutMemoryToLearnWhoRepliedTheVerdictHolds) {
+  scanner.replies([](int) { return ScanReply{ScanResult::Infected, "Test", ::getpid()}; });
+  kernel.hasNoMemoryForPrograms = true;
+  start();
+  for (int i = 0; i < 3; ++i) EXPECT_THAT(kernel.answerTo(open()), Optional(false));
+}
+
 TEST_F(GateTest, StoppingLetsEverythingPass) {
   options.deadline = 1h;
   start();

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # real.sh QVL-ONACCESS PROGRAMS QVL_HOME [CLAMD]: the host with the kernel's real events.
 #
-# PROGRAMS is the folder of scripted-clamd, open-load, hold-threads, hung-mount and notify-socket. With CLAMD the scanner is that
-# one where it has to be no scripted one. SECONDS_UNDER_LOAD: how long policies are swapped under load
-# (3). Needs root and permission events; without, the exit status is 77.
+# PROGRAMS is the folder of scripted-clamd, open-load, open-ways, hold-threads, hung-mount and
+# notify-socket. With CLAMD the scanner is that one where it has to be no scripted one. SECONDS_UNDER_LOAD: how long policies are swapped
+# under load (3). FILE_SYSTEM: what is watched; tmpfs (the default), ext4, ext4-128 (whose times are
+# seconds), xfs, btrfs or fuse2fs. Needs root and permission events; without, the exit status is 77.
 #
 # Everything happens in a mount namespace of its own, on file systems of its own, and in a process
 # namespace of its own, which is killed as a whole when it takes too long: no open outside of it ever
@@ -31,11 +32,24 @@ fi
 work=$2 host=$3 programs=$4 home=$5 clamd=${6:-}
 mount -t tmpfs none "$work"
 mkdir "$work"/{open,closed,run}
-mount -t tmpfs none "$work/open"
-mount -t tmpfs none "$work/closed"
+
+# mount_at DIR: a new file system.
+mount_at() {
+  local image=$1.image type=${FILE_SYSTEM:-tmpfs}
+  truncate --size 512M "$image"
+  case $type in
+    tmpfs) mount -t tmpfs none "$1" ;;
+    ext4-128) mkfs.ext4 -q -I 128 "$image" 2>/dev/null && mount -o loop "$image" "$1" ;;
+    fuse2fs) mkfs.ext4 -q "$image" && fuse2fs -o fakeroot,allow_other "$image" "$1" ;;
+    *) "mkfs.$type" -q "$image" >/dev/null && mount -o loop "$image" "$1" ;;
+  esac || skip "this system makes and mounts no $type"
+}
+mount_at "$work/open"
+mount_at "$work/closed"
 cd "$work"
 run=$work/run control=$work/run/control socket=$work/run/clamd.ctl policy=$work/run/policy.xml
 host_process='' scanner_process='' failed=0
+mounts=("$work/open" "$work/closed") closed_mounts=("$work/closed")
 
 # check TEXT COMMAND...: is the command successful?
 check() {
@@ -57,9 +71,9 @@ denied() {
 
 quietly() { "$@" >/dev/null; }
 
-# eventually COMMAND...: within five seconds?
+# eventually COMMAND...: within ten seconds?
 eventually() {
-  for _ in $(seq 100); do
+  for _ in $(seq 200); do
     "$@" && return
     sleep 0.05
   done
@@ -91,7 +105,7 @@ write_policy() {
 start_host() {
   # With the capabilities of the systemd unit.
   setpriv --bounding-set -all,+sys_admin,+dac_read_search,+sys_ptrace,+lease \
-    "$host" --policy "$policy" --mount "$work/open" "$work/closed" --fail-closed "$work/closed" \
+    "$host" --policy "$policy" --mount "${mounts[@]}" --fail-closed "${closed_mounts[@]}" \
     --scanner "unix:$socket" --control "$control" --metrics "$run/metrics" --metrics-every 1 \
     "$@" 2>>"$run/log" &
   host_process=$!
@@ -190,6 +204,10 @@ check "an executable that is infected does not start" \
   bash -c "printf '#!/bin/sh\n# TEST-VIRUS\n' >open/other/run; chmod +x open/other/run; ! open/other/run 2>/dev/null"
 ln open/other/virus open/other/link
 check "a second name of it is denied" denied open/other/link
+chmod +x open/other/virus
+mkdir open/other/names
+check "nor does any other way lead to it" \
+  "$programs/open-ways" "$work/open/other/virus" "$work/open/other/names"
 
 nobody=(setpriv --reuid 65534 --regid 65534 --clear-groups)
 mkdir -m 700 open/excluded/private
@@ -251,18 +269,33 @@ wait "$hung" 2>/dev/null || true
 umount -l hung 2>/dev/null || true
 
 echo "--- remembered verdicts"
-for _ in 1 2 3; do opens open/other/clean; done
-check "a clean file is remembered" counted 'qvl_onaccess_opens_total{outcome="remembered"}' 2
-chown 65534:65534 open/other/clean
-before=$(counter 'qvl_onaccess_opens_total{outcome="remembered"}')
-for _ in 1 2 3; do opens open/other/clean; done
-check "so is somebody else's" counted 'qvl_onaccess_opens_total{outcome="remembered"}' $((before + 2))
+remembered() { counter 'qvl_onaccess_opens_total{outcome="remembered"}'; }
+# remembers FILE: is it found when it is opened for the second and third time? never_remembers FILE: not
+# once?
+times_remembered() {
+  local before
+  before=$(remembered)
+  for _ in 1 2 3; do : <"$1"; done
+  echo $(($(remembered) - before))
+}
+remembers() { [[ $(times_remembered "$1") -ge 2 ]]; }
+never_remembers() { [[ $(times_remembered "$1") == 0 ]]; }
+echo clean >open/other/new
+check "a file that has changed lately is not remembered" never_remembers open/other/new
+cp open/other/clean open/other/theirs
+chown 65534:65534 open/other/theirs
+echo held >open/other/held
+sleep 2.5 # until all of them have not changed lately
+check "a clean file is remembered" remembers open/other/clean
+check "so is somebody else's" remembers open/other/theirs
+check "and one that changed a while ago" remembers open/other/new
 cp open/other/clean open/other/changing
-opens open/other/changing
+printf 'clean12345\n' >open/other/mapped
+sleep 2.5
+check "a copy is remembered" remembers open/other/changing
 echo TEST-VIRUS >open/other/changing
 check "not once it is written" denied open/other/changing
-printf 'clean12345\n' >open/other/mapped
-opens open/other/mapped
+check "another is remembered" remembers open/other/mapped
 # Same size; a write by a program that keeps the file open, and the times put back.
 touch -r open/other/mapped run/times
 dd if=<(printf 'TEST-VIRUS\n') of=open/other/mapped conv=notrunc status=none
@@ -270,11 +303,9 @@ touch -r run/times open/other/mapped
 check "not even with its size and time put back" denied open/other/mapped
 
 exec 8>>open/other/held
-before=$(counter 'qvl_onaccess_opens_total{outcome="remembered"}')
-for _ in 1 2 3; do opens open/other/held; done
-check "nor is one that somebody may be writing" \
-  test "$(counter 'qvl_onaccess_opens_total{outcome="remembered"}')" == "$before"
+check "nor is one that somebody may be writing" never_remembers open/other/held
 exec 8>&-
+check "it is, once nobody can" remembers open/other/held
 
 echo "--- the scanner"
 if [[ $(counter 'qvl_onaccess_opens_total{outcome="own"}') == 0 ]]; then
@@ -360,6 +391,54 @@ stop_host
 check "systemd is told of the reloads and of the end" \
   bash -c "grep -q '^RELOADING=1' '$run/notified' && grep -q '^STOPPING=1' '$run/notified'"
 check "an infected file opens once the host has ended" opens open/other/virus
+
+echo "--- an overlay"
+# Its files may be mapped for writing when it does not show.
+mount_overlay() {
+  mkdir run/over run/upper run/below
+  mount -t tmpfs none run/upper
+  mkdir run/upper/{files,work}
+  echo clean >run/below/clean
+  echo TEST-VIRUS >run/below/virus
+  mount -t overlay -o "lowerdir=$run/below,upperdir=$run/upper/files,workdir=$run/upper/work" none run/over
+}
+if mount_overlay; then
+  mounts=("$run/over") closed_mounts=("$run/over")
+  start_host
+  check "an infected file is denied there" denied run/over/virus
+  sleep 2.5
+  check "and nothing is remembered" never_remembers run/over/clean
+  stop_host
+  mounts=("$work/open" "$work/closed") closed_mounts=("$work/closed")
+else
+  echo "skipped this system mounts no overlay"
+fi
+
+echo "--- a file system that is unmounted"
+mkdir gone
+mount -t tmpfs none gone
+mounts+=("$work/gone")
+start_host
+check "is watched" counted qvl_onaccess_file_systems 3
+umount gone
+mount -t tmpfs none gone
+check "is told when it is not any more" eventually grep -q 'watched no more' "$run/log"
+check "and counted" test "$(counter qvl_onaccess_file_systems)" == 2
+stop_host
+mounts=("$work/open" "$work/closed")
+
+echo "--- a crash"
+# A core dump in a watched folder: its open would wait for the host that has crashed.
+start_in_watched_folder() {
+  ulimit -c unlimited
+  cd open
+  start_host
+  cd ..
+}
+start_in_watched_folder
+kill -SEGV "$host_process"
+check "leaves no open waiting" quietly timeout 10 cat open/other/virus
+wait "$host_process" || true
 
 echo "--- the watchdog"
 start_host --deadline 0.5 --watchdog 1
