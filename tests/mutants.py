@@ -38,7 +38,6 @@ PLACE = os.path.join(ROOT, "build-mutants")
 RESULTS = os.path.join(PLACE, "results.jsonl")
 EXPLAINED = os.path.join(ROOT, "tests", "mutants.txt")
 TOTAL = 300
-PROCESSOR_TIME = 60  # seconds; no test program needs half of that
 
 
 class Program:
@@ -73,8 +72,8 @@ ROOMS = {
         Program("lookup/lookup_strings_test", slow=True),
     ],
     "match": [
-        Program("match/match_test"),
         Program("avoidance/avoidance_test"),
+        Program("match/match_test"),
         Program("dataset/dataset_index_test", slow=True),
         Program("avoidance/avoidance_engine_test", slow=True),
     ],
@@ -215,22 +214,27 @@ def identity(mutant):
 
 # --------------------------------------------------------------------- many changes in one program
 
-# Compiling costs most. So the changes of a file are compiled together where that can be done line by
+# Compiling costs most. So the changes of a room are compiled together where that can be done line by
 # line, and an environment variable says which of them is made.
 SWITCH = """#ifndef QVL_MUTANT_SWITCH
 #define QVL_MUTANT_SWITCH
 #include <cstdlib>
-inline int qvlMutant() {
-  static const int number = std::getenv("QVL_MUTANT") ? std::atoi(std::getenv("QVL_MUTANT")) : 0;
-  return number;
-}
+inline const int qvlMutant = std::getenv("QVL_MUTANT") ? std::atoi(std::getenv("QVL_MUTANT")) : 0;
 #endif
 #line 1
 """
 # Begins an object that lives on behind its line.
 OBJECT = re.compile(r"^\s*(?:const )?(?:std::)?[A-Za-z][\w:<>, *]* \w+[({\[]")
-COMPOUND = re.compile(r"^(\s*(?:\} else )?(?:if|while) \()(.*)(\) \{)$")
-INITIALISED = re.compile(r"^(\s*const (?:bool|int|char|std::size_t|auto) \w+ = )([^;{}]*)(;)$")
+# What stands before, the expression, what stands behind, and how the expression is put.
+VALUES = [
+    (re.compile(r"^(\s*(?:\} else )?(?:if|while) \()(.*)(\) \{)$"), "bool({})"),
+    (re.compile(r"^(\s*(?:const )?(?:bool|int|char|unsigned char|std::u?int\d+_t|std::size_t|Word|auto)"
+                r" \w+ = )([^;{}]*)(;)$"), "({})"),
+    (re.compile(r"^(\s*for \([^;]*; )([^;]+)(; [^;]*\) .*)$"), "bool({})"),
+    (re.compile(r"^(\s*for \([^;]*; [^;]+; )([^;()]+)(\) \{)$"), "void({})"),
+    (re.compile(r"^(\s*for \([\w:]+ \w+ = )([^;,]+)(; [^;]+; [^;]*\) .*)$"), "({})"),
+    (re.compile(r"^(\s[^{}=]*\) (?:const )?\{ return )([^{};]*)(; \})$"), "({})"),
+]
 
 
 def switched_line(line, following, changes):
@@ -243,20 +247,21 @@ def switched_line(line, following, changes):
     if statement or leaves or (EMBEDDED.match(line) and not line.strip().startswith("}")):
         if following.strip().startswith("else"):
             return None
-        arms = "".join("if (qvlMutant() == {}) {{ {} }} else ".format(number, changed.strip())
+        arms = "".join("if (qvlMutant == {}) {{ {} }} else ".format(number, changed.strip())
                        for number, changed in changes)
         return arms + "{ " + line.strip() + " }"
-    for pattern, convert in ((COMPOUND, "bool({})"), (INITIALISED, "({})")):
+    for pattern, form in VALUES:
         found = pattern.match(line)
-        if not found or " = " in found.group(2):
+        if not found or re.search(r"(?<![=!<>])=(?!=)", found.group(2)) and form != "void({})":
             continue
         before, inside, after = found.groups()
-        choice = convert.format(inside)
+        if not all(changed.startswith(before) and changed.endswith(after) and
+                   len(changed) > len(before) + len(after) for _, changed in changes):
+            continue
+        choice = form.format(inside)
         for number, changed in changes:
-            if not (changed.startswith(before) and changed.endswith(after)):
-                return None
             other = changed[len(before):len(changed) - len(after)]
-            choice = "(qvlMutant() == {} ? {} : {})".format(number, convert.format(other), choice)
+            choice = "(qvlMutant == {} ? {} : {})".format(number, form.format(other), choice)
         return before + choice + after
     return None
 
@@ -319,6 +324,11 @@ class Worker:
             "-DQVL_BUILD_POLICY=OFF", "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON",
             "-DQVL_HOME=" + os.path.join(os.path.dirname(self.build), "home")
         ]
+        # Nobody runs ctest there.
+        options.append("-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST")
+        if shutil.which("ld.gold"):
+            options += ["-DCMAKE_{}_LINKER_FLAGS=-fuse-ld=gold".format(kind)
+                        for kind in ("EXE", "SHARED")]
         if shutil.which("ccache"):
             options.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
         subprocess.run(["cmake", "-S", self.tree, "-B", self.build, "-G", "Ninja", *options],
@@ -327,14 +337,22 @@ class Worker:
         if done.returncode != 0:
             sys.exit("mutants: the tests do not build:\n" + done.stdout.decode()[-2000:])
         for program in self.programs.values():
-            start = time.monotonic()
-            failure = self.run(program, {}, None)
+            start = time.monotonic(), self.processor_time()
+            failure = self.run(program, {}, (None, None))
             if failure:
                 sys.exit("mutants: {} fails without any change: {}".format(program.path, failure))
-            self.patience[program.target] = 20 + 10 * (time.monotonic() - start)
+            self.patience[program.target] = (20 + 10 * (time.monotonic() - start[0]),
+                                             5 + 3 * round(self.processor_time() - start[1]))
+
+    @staticmethod
+    def processor_time():
+        used = resource.getrusage(resource.RUSAGE_CHILDREN)
+        return used.ru_utime + used.ru_stime
 
     def make(self, targets, patience):
-        return subprocess.run(["cmake", "--build", self.build, "--parallel", "2", "--target", *targets],
+        # Goes on after an error, so that all errors are seen.
+        return subprocess.run(["cmake", "--build", self.build, "--parallel", "2", "--target", *targets,
+                               "--", "-k", "0"],
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=patience)
 
     def run(self, program, environment, patience):
@@ -368,14 +386,15 @@ class Worker:
     def run_cases(path, options, environment, patience):
         # In a session of its own, so that what a hanging test started ends with it. What is busy for
         # ever ends by the limit of processor time, what waits for ever by the clock.
+        clock, seconds = patience
+        limit = (seconds or resource.RLIM_INFINITY,) * 2
         process = subprocess.Popen([path, *options], stdout=subprocess.PIPE,
                                    stderr=subprocess.STDOUT, start_new_session=True,
                                    env={**os.environ, **environment},
                                    cwd=os.path.dirname(path),
-                                   preexec_fn=lambda: resource.setrlimit(
-                                       resource.RLIMIT_CPU, (PROCESSOR_TIME, PROCESSOR_TIME)))
+                                   preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_CPU, limit))
         try:
-            output = process.communicate(timeout=patience)[0].decode(errors="replace")
+            output = process.communicate(timeout=clock)[0].decode(errors="replace")
         except subprocess.TimeoutExpired:
             os.killpg(process.pid, signal.SIGKILL)
             process.communicate()
@@ -385,38 +404,51 @@ class Worker:
         failed = re.search(r"^\[  FAILED  \] ([\w./]+)", output, re.M)
         return failed.group(1) if failed else "ends with status {}".format(process.returncode)
 
-    def ask_together(self, file, mutants, programs):
+    def ask_together(self, mutants, programs):
         """Yields (change, result, the test that noticed) for those that can be switched."""
-        path = os.path.join(self.tree, file)
-        with open(path, encoding="utf-8") as opened:
-            original = opened.read()
-        numbered = dict(enumerate(mutants, 1))
-        refused = set()
+        by_file, originals, refused = {}, {}, {}
+        for number, mutant in enumerate(mutants, 1):
+            by_file.setdefault(mutant["file"], {})[number] = mutant
+        for file in by_file:
+            with open(os.path.join(self.tree, file), encoding="utf-8") as opened:
+                originals[file] = opened.read()
         try:
             for _ in range(6):
-                text, numbers = switched(original, numbered, refused)
+                numbers = set()
+                for file, numbered in by_file.items():
+                    text, those = switched(originals[file], numbered, refused.get(file, set()))
+                    numbers |= those
+                    self.write(file, text if those else originals[file])
                 if not numbers:
                     return
-                with open(path, "w", encoding="utf-8") as opened:
-                    opened.write(text)
-                done = self.make([program.target for program in programs], 1800)
+                done = self.make([program.target for program in programs], 3600)
                 if done.returncode == 0:
                     break
-                wrong = {
-                    int(line) for line in re.findall(
-                        re.escape(os.path.basename(file)) + r":(\d+):\d+: error", done.stdout.decode())
-                }
-                if not wrong - refused:
+                more = False
+                for path, line in re.findall(r"(\S+):(\d+):\d+: error", done.stdout.decode()):
+                    file = next((one for one in by_file if path.endswith(os.path.basename(one))), None)
+                    lines = refused.setdefault(file, set())
+                    more |= int(line) not in lines
+                    lines.add(int(line))
+                if not more:
                     return
-                refused |= wrong
             else:
                 return
             for number in sorted(numbers):
                 failure = self.first_failure(programs, {"QVL_MUTANT": str(number)})
-                yield numbered[number], "killed" if failure else "survived", failure
+                yield mutants[number - 1], "killed" if failure else "survived", failure
         finally:
-            with open(path, "w", encoding="utf-8") as opened:
-                opened.write(original)
+            for file, original in originals.items():
+                self.write(file, original)
+
+    def write(self, file, text):
+        """Leaves a file alone that holds the text, so that it is not compiled again."""
+        path = os.path.join(self.tree, file)
+        with open(path, encoding="utf-8") as opened:
+            if opened.read() == text:
+                return
+        with open(path, "w", encoding="utf-8") as opened:
+            opened.write(text)
 
     def ask(self, mutant, programs):
         """What becomes of a change by itself: (result, the test that noticed)."""
@@ -560,12 +592,12 @@ def try_all(todo, rooms, results, numbers):
             print("{:<17} {}:{}  {}".format(result, mutant["file"], mutant["line"],
                                             by or mutant["to"]), flush=True)
 
-    def try_file(file, mutants):
+    def try_room(room, mutants):
         worker = workers.get()
-        programs = ROOMS[file.split("/")[1]]
+        programs = ROOMS[room]
         try:
             alone = {identity(one): one for one in mutants}
-            for mutant, result, by in worker.ask_together(file, mutants, programs):
+            for mutant, result, by in worker.ask_together(mutants, programs):
                 note(mutant, result, by)
                 del alone[identity(mutant)]
             for mutant in alone.values():
@@ -573,11 +605,11 @@ def try_all(todo, rooms, results, numbers):
         finally:
             workers.put(worker)
 
-    by_file = {}
+    by_room = {}
     for one in todo:
-        by_file.setdefault(one["file"], []).append(one)
+        by_room.setdefault(one["file"].split("/")[1], []).append(one)
     with concurrent.futures.ThreadPoolExecutor(len(numbers)) as pool:
-        futures = [pool.submit(try_file, *item) for item in by_file.items()]
+        futures = [pool.submit(try_room, *item) for item in by_room.items()]
         try:
             for future in concurrent.futures.as_completed(futures):
                 future.result()

@@ -3,9 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <random>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -138,6 +141,59 @@ TEST_F(HostRule, ThatGivesAnotherAnAccessTypeDoesItForTheQueryItIsAskedIn) {
   EXPECT_FALSE(isPresent(kBefore, forWriting));
   EXPECT_TRUE(isPresent(kBehind, forWriting));
   EXPECT_TRUE(isPresent(kBefore, forWriting, fileRequest("/a", WriteAccess)));
+}
+
+// Keys in the order in which their rules come.
+std::vector<std::string> arrivals(const std::string& order, std::size_t count) {
+  std::vector<std::string> keys;
+  std::string path = "/";
+  for (std::size_t i = 0; i < count; ++i) {
+    // Each between the two before it, which leaves less and less room.
+    keys.push_back(path + "1");
+    path += i % 2 == 0 ? '0' : '1';
+  }
+  if (order == "ascending") std::sort(keys.begin(), keys.end());
+  if (order == "descending") std::sort(keys.rbegin(), keys.rend());
+  if (order == "shuffled") std::shuffle(keys.begin(), keys.end(), std::mt19937(1));
+  return keys;
+}
+
+TEST_F(HostRule, IsAskedInKeyOrderUpToTheFirstMatchWhereverRulesCome) {
+  constexpr std::size_t kRules = 300;
+  for (const char* const order : {"between", "ascending", "descending", "shuffled"}) {
+    SCOPED_TRACE(order);
+    const std::vector<std::string> keys = arrivals(order, kRules);
+    FilePathDataSet dataSet;
+    std::set<std::string> hosts;
+    std::vector<std::string> paths;
+    for (std::size_t i = 0; i < kRules; ++i) {
+      if (i % 10 == 7) {
+        ASSERT_TRUE(dataSet.addToDataSet(std::make_unique<FilePathAvoidance>(keys[i], AnyAccess)));
+        paths.push_back(keys[i]);
+      } else {
+        ASSERT_TRUE(dataSet.addToDataSet(std::make_unique<ScriptedRule>(keys[i], m_journal)));
+        hosts.insert(keys[i]);
+      }
+    }
+    paths.push_back("/~ behind all");
+    for (const bool thinned : {false, true}) {
+      for (const std::string& path : paths) {
+        LookupData request = reading(path);
+        m_journal.clear();
+        EXPECT_EQ(dataSet.isPresentInDataSet(request), path != paths.back());
+        Journal expected;
+        for (auto key = hosts.begin(); key != hosts.lower_bound(path); ++key) {
+          expected.push_back(*key + ".canAvoidWithAccessType(false)");
+        }
+        ASSERT_EQ(m_journal, expected) << path << (thinned ? ", thinned" : "");
+      }
+      for (std::size_t i = 0; i < kRules && !thinned; i += 3) {
+        ScriptedRule same(keys[i], m_journal);
+        if (hosts.erase(keys[i]) == 0) continue;
+        ASSERT_TRUE(dataSet.removeFromDataSet(same));
+      }
+    }
+  }
 }
 
 // Two keys whose order depends on the locale: by bytes as they are, and folded.
