@@ -4,6 +4,7 @@
     tests/mutants.py                            every room, as many changes as come to 300
     tests/mutants.py lookup avoidance           these rooms, every change there is
     tests/mutants.py --number 50 trace          fifty changes of this room, drawn by --seed
+    tests/mutants.py --each 60 match dataset    sixty of each of these rooms
     tests/mutants.py --quick lookup             without the slow test programs
     tests/mutants.py --again lookup             what survived is tried anew, with today's tests
 
@@ -208,14 +209,18 @@ def mutations_of_room(room):
     return [one for file in files for one in mutations_of_file(os.path.relpath(file, ROOT))]
 
 
+def room_of(mutant):
+    return mutant["file"].split("/")[1]
+
+
 def identity(mutant):
     return "{file}:{from} -> {to} @{column} #{nth}".format(**{"nth": 0, **mutant})
 
 
 # --------------------------------------------------------------------- many changes in one program
 
-# Compiling costs most. So the changes of a room are compiled together where that can be done line by
-# line, and an environment variable says which of them is made.
+# Compiling costs most. So all changes are compiled together where that can be done line by line, and
+# an environment variable says which of them is made.
 SWITCH = """#ifndef QVL_MUTANT_SWITCH
 #define QVL_MUTANT_SWITCH
 #include <cstdlib>
@@ -404,7 +409,7 @@ class Worker:
         failed = re.search(r"^\[  FAILED  \] ([\w./]+)", output, re.M)
         return failed.group(1) if failed else "ends with status {}".format(process.returncode)
 
-    def ask_together(self, mutants, programs):
+    def ask_together(self, mutants):
         """Yields (change, result, the test that noticed) for those that can be switched."""
         by_file, originals, refused = {}, {}, {}
         for number, mutant in enumerate(mutants, 1):
@@ -421,7 +426,7 @@ class Worker:
                     self.write(file, text if those else originals[file])
                 if not numbers:
                     return
-                done = self.make([program.target for program in programs], 3600)
+                done = self.make(list(self.programs), None)
                 if done.returncode == 0:
                     break
                 more = False
@@ -435,8 +440,9 @@ class Worker:
             else:
                 return
             for number in sorted(numbers):
-                failure = self.first_failure(programs, {"QVL_MUTANT": str(number)})
-                yield mutants[number - 1], "killed" if failure else "survived", failure
+                mutant = mutants[number - 1]
+                failure = self.first_failure(ROOMS[room_of(mutant)], {"QVL_MUTANT": str(number)})
+                yield mutant, "killed" if failure else "survived", failure
         finally:
             for file, original in originals.items():
                 self.write(file, original)
@@ -450,8 +456,9 @@ class Worker:
         with open(path, "w", encoding="utf-8") as opened:
             opened.write(text)
 
-    def ask(self, mutant, programs):
+    def ask(self, mutant):
         """What becomes of a change by itself: (result, the test that noticed)."""
+        programs = ROOMS[room_of(mutant)]
         path = os.path.join(self.tree, mutant["file"])
         with open(path, encoding="utf-8") as file:
             original = file.read()
@@ -509,11 +516,11 @@ def report(mutants, results):
     print("\n{:<12}{:>8}{:>10}{:>11}{:>14}".format("room", "killed", "survived", "explained",
                                                   "not compiled"))
     left = []
-    for room in sorted({one["file"].split("/")[1] for one in mutants}):
+    for room in sorted({room_of(one) for one in mutants}):
         counts = dict.fromkeys(["killed", "survived", "explained", "does not compile"], 0)
         for one in mutants:
             done = results.get(identity(one))
-            if one["file"].split("/")[1] != room or not done:
+            if room_of(one) != room or not done:
                 continue
             result = done["result"]
             if result == "survived" and (one["file"], one["from"], one["to"]) in explained:
@@ -531,6 +538,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
     parser.add_argument("rooms", nargs="*", metavar="ROOM", help=", ".join(ROOMS))
     parser.add_argument("--number", type=int, help="so many changes, drawn over the rooms")
+    parser.add_argument("--each", type=int, help="so many changes of each room")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--again", action="store_true", help="try anew what survived, and nothing else")
     parser.add_argument("--list", action="store_true", help="only tell what is known")
@@ -546,9 +554,14 @@ def main():
         if room not in ROOMS:
             parser.error("there is no room '{}'; there are: {}".format(room, ", ".join(ROOMS)))
     rooms = options.rooms or list(ROOMS)
-    mutants = [one for room in rooms for one in mutations_of_room(room)]
-    random.Random(options.seed).shuffle(mutants)
-    number = options.number or (None if options.rooms else TOTAL)
+    draw = random.Random(options.seed)
+    mutants = []
+    for room in rooms:
+        of_room = mutations_of_room(room)
+        draw.shuffle(of_room)
+        mutants += of_room[:options.each]
+    draw.shuffle(mutants)
+    number = options.number or (None if options.rooms or options.each else TOTAL)
     mutants = mutants[:number]
 
     os.makedirs(PLACE, exist_ok=True)
@@ -592,24 +605,25 @@ def try_all(todo, rooms, results, numbers):
             print("{:<17} {}:{}  {}".format(result, mutant["file"], mutant["line"],
                                             by or mutant["to"]), flush=True)
 
-    def try_room(room, mutants):
+    def try_some(mutants):
         worker = workers.get()
-        programs = ROOMS[room]
         try:
             alone = {identity(one): one for one in mutants}
-            for mutant, result, by in worker.ask_together(mutants, programs):
+            for mutant, result, by in worker.ask_together(mutants):
                 note(mutant, result, by)
                 del alone[identity(mutant)]
             for mutant in alone.values():
-                note(mutant, *worker.ask(mutant, programs))
+                note(mutant, *worker.ask(mutant))
         finally:
             workers.put(worker)
 
-    by_room = {}
-    for one in todo:
-        by_room.setdefault(one["file"].split("/")[1], []).append(one)
+    # A share for each copy, of whole files.
+    shares = {}
+    for at, file in enumerate(sorted({one["file"] for one in todo})):
+        shares.setdefault(at % len(numbers), []).extend(
+            one for one in todo if one["file"] == file)
     with concurrent.futures.ThreadPoolExecutor(len(numbers)) as pool:
-        futures = [pool.submit(try_room, *item) for item in by_room.items()]
+        futures = [pool.submit(try_some, share) for share in shares.values()]
         try:
             for future in concurrent.futures.as_completed(futures):
                 future.result()

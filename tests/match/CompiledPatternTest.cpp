@@ -251,6 +251,19 @@ TEST(CompiledPattern, AnswersWhereTheEngineGivesUp) {
   EXPECT_EQ(outcomeOf(pattern, text + "b"), "match");
 }
 
+// What only the engine can match ends nevertheless, and texts of ordinary length are answered.
+TEST(CompiledPattern, LetsTheEngineRead200000Characters) {
+  const CompiledPattern repeating(std::string("(a)\\1a*"), true);
+  ASSERT_EQ(repeating.program(), nullptr);
+  EXPECT_EQ(outcomeOf(repeating, std::string(4096, 'a')), "match");
+  EXPECT_EQ(outcomeOf(repeating, std::string(199000, 'a')), "match");
+  EXPECT_EQ(outcomeOf(repeating, std::string(201000, 'a')), "gives up");
+
+  const CompiledPattern backtracking(std::string("(a*)(a*)(a*)\\1c"), true);
+  EXPECT_EQ(outcomeOf(backtracking, std::string(4096, 'a')), "gives up");
+  EXPECT_EQ(outcomeOf(backtracking, "aaac"), "match");
+}
+
 }  // namespace
 }  // namespace Test
 }  // namespace QVL

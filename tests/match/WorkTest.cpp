@@ -77,6 +77,7 @@ TEST(Work, OfOneExpressionIsLinearInTheText) {
     std::string piece;
   };
   const std::vector<Case> cases = {
+      {"(a|a)*c", "a"},
       {"(a+)+[0-9]", "a"},
       {"[a-z]*[a-z]*[a-z]*[0-9]", "abc"},
       {"(x+x+)+y", "x"},

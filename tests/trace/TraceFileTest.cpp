@@ -248,6 +248,21 @@ TEST_F(TraceFile, BadByteCostsNeitherItsLineNorTheFollowingOnes) {
   }
 }
 
+// --- Messages that nobody takes
+// --------------------------------------------------------------------
+
+TEST_F(TraceFile, MessageThatNoOutputTakesIsNotFormatted) {
+  start("4");
+  int formatted = 0;
+  TraceLogMessage(5, "four%n", &formatted);
+  EXPECT_EQ(formatted, 0);
+  TraceLogMessage(4, "four%n", &formatted);
+  EXPECT_EQ(formatted, 4);
+  closeTraceLogger();
+  TraceLogMessage(3, "three%n", &formatted);
+  EXPECT_EQ(formatted, 4);
+}
+
 // --- Messages that cannot be formatted
 // -------------------------------------------------------------
 
