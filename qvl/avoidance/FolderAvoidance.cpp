@@ -16,7 +16,7 @@ bool acceptsText(const std::string& text) {
 
 // What comes behind the folder: a file name, or anything.
 PatternFrame frameOf(unsigned char includeSubFolders) {
-  return {/*usesDefaultFolder=*/false, /*defaultFolder=*/{}, endOfFolder(includeSubFolders != 0)};
+  return {/*defaultFolder=*/nullptr, endOfFolder(includeSubFolders != 0)};
 }
 
 constexpr RuleKind kKind = {"FolderAvoidance",

@@ -38,9 +38,8 @@ bool buildPatternExpression(const Avoidance& rule, const std::string& text, bool
                             ExpressionText& expression) {
   const PatternAvoidance::State& state = *static_cast<const PatternAvoidance&>(rule).m_patternState;
   const PatternFrame& frame = state.frame;
-  if (frame.usesDefaultFolder && frame.defaultFolder.empty()) return false;
-  expression = ExpressionText(expressionBeforeKeywords(
-      text, wildCards, frame.usesDefaultFolder ? &frame.defaultFolder : nullptr));
+  if (frame.defaultFolder && frame.defaultFolder->empty()) return false;
+  expression = ExpressionText(expressionBeforeKeywords(text, wildCards, frame.defaultFolder.get()));
   for (const auto& [keyword, values] : state.m_keywords) expression.substitute(keyword, values);
   expression.append(frame.behind);
   return true;

@@ -27,17 +27,22 @@ constexpr RuleKind kKind = {"ProcessAvoidance",
                             buildPatternExpression,
                             processNameOf};
 
+PatternFrame frameOf(unsigned char useDefaultFolder, std::string defaultFolder) {
+  if (useDefaultFolder == 0) return {};
+  return {std::make_unique<const std::string>(std::move(defaultFolder))};
+}
+
 }  // namespace
 
 ProcessAvoidance::ProcessAvoidance(std::string processName, AccessTypes accessType,
                                    unsigned char useDefaultFolder, std::string defaultFolder)
-    : PatternAvoidance(kKind, accessType, {useDefaultFolder != 0, std::move(defaultFolder)}) {
+    : PatternAvoidance(kKind, accessType, frameOf(useDefaultFolder, std::move(defaultFolder))) {
   create(std::move(processName));
 }
 
 ProcessAvoidance::ProcessAvoidance(std::wstring processName, AccessTypes accessType,
                                    unsigned char useDefaultFolder, std::string defaultFolder)
-    : PatternAvoidance(kKind, accessType, {useDefaultFolder != 0, std::move(defaultFolder)}) {
+    : PatternAvoidance(kKind, accessType, frameOf(useDefaultFolder, std::move(defaultFolder))) {
   create(processName);
 }
 

@@ -3,6 +3,7 @@
 #ifndef QVL_AVOIDANCE_RULE_KIND_H
 #define QVL_AVOIDANCE_RULE_KIND_H
 
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -39,8 +40,8 @@ struct RuleKind {
 
 // What a pattern rule has around its translated text.
 struct PatternFrame {
-  bool usesDefaultFolder = false;  // in front of a name that is no path and names no keyword
-  std::string defaultFolder = {};
+  // In front of a name that is no path and names no keyword; null: nothing.
+  std::unique_ptr<const std::string> defaultFolder = {};
   const char* behind = "";  // completes the expression after keywords were substituted
 };
 

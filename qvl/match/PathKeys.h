@@ -59,11 +59,17 @@ inline std::uint64_t mix(std::uint64_t a, std::uint64_t b) {
   return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
 }
 
+constexpr Key kNoKey = 0;
+
 inline Key keyOf(Kind kind, std::uint64_t hash) {
-  // The low bits tell the kind; never 0, which marks a free slot. The others depend on it too, or
+  // The low bits tell the kind; never 0, which is kNoKey. The others depend on it too, or
   // the filter would take an extension for a component of the same letters.
   const std::uint64_t number = static_cast<std::uint64_t>(kind) + 1;
   return ((hash ^ number * 0x9E3779B97F4A7C15u) & ~std::uint64_t{15}) | number;
+}
+
+inline Kind kindOf(Key key) {
+  return static_cast<Kind>((key & 15) - 1);
 }
 
 // The hash of some leading components; of none, to start with.

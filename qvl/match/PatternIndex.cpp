@@ -107,14 +107,14 @@ const PatternKey& PatternIndex::leastPopular(const std::vector<PatternKey>& keys
   return *chosen;
 }
 
-void PatternIndex::use(const PatternKey& key, int change) {
+void PatternIndex::use(const Place::Key& key, int change) {
   const auto adjust = [change](std::uint32_t& uses, std::uint64_t& mask, unsigned bit) {
     uses = static_cast<std::uint32_t>(static_cast<int>(uses) + change);
     mask = (mask & ~(std::uint64_t{1} << bit)) | std::uint64_t{uses != 0} << bit;
   };
-  const auto kind = static_cast<unsigned>(key.kind);
+  const auto kind = static_cast<unsigned>(PathKeys::kindOf(key.key));
   adjust(m_kindUse[kind], m_kinds, kind);
-  if (key.kind == Kind::Prefix) adjust(m_depthUse[key.depth], m_depths, key.depth);
+  if (PathKeys::kindOf(key.key) == Kind::Prefix) adjust(m_depthUse[key.depth], m_depths, key.depth);
 }
 
 // Those of a text, which `hashed` is for.
@@ -152,7 +152,7 @@ void PatternIndex::insert(const Program& program, Owner owner, std::uint32_t tag
   const bool hasRoom = m_row.size() == m_size && m_size < kFewPatterns;
   ++m_size;
   m_folded += folded;
-  Entry entry{0, 0, &program, &place, tag, 0, folded, keys.size() > 1};
+  Entry entry{0, 0, &place, tag, 0, folded, keys.size() > 1};
   try {
     m_beginnings[folded].insert(place.member);
     if (hasRoom) m_row.push_back({endsOf(outline), components, &program, &place, tag, folded});
@@ -162,18 +162,19 @@ void PatternIndex::insert(const Program& program, Owner owner, std::uint32_t tag
         entry.components = keys.front().components;
         entry.grams = keys.front().grams;
       }
-      place.comparedAt = static_cast<std::uint32_t>(m_compared.size());
+      place.firstKey.at = static_cast<std::uint32_t>(m_compared.size());
       m_compared.push_back(entry);
       return;
     }
-    place.keys.reserve(keys.size());
+    if (keys.size() > 1) place.otherKeys = std::make_unique<Place::Key[]>(keys.size() - 1);
     for (const PatternKeys& one : keys) {
       const PatternKey& key = leastPopular(one.keys);
       entry.components = one.components;
       entry.grams = one.grams;
-      entry.alternative = static_cast<std::uint16_t>(place.keys.size());
-      place.keys.push_back({key, m_table.insert(key.key, entry)});
-      use(key, +1);
+      entry.alternative = static_cast<std::uint16_t>(place.alternatives);
+      place.key(place.alternatives) = {key.key, m_table.insert(key.key, entry), key.depth};
+      use(place.key(place.alternatives), +1);
+      ++place.alternatives;
     }
   } catch (...) {
     erase(place);
@@ -187,21 +188,24 @@ void PatternIndex::erase(Place& place) noexcept {
   m_beginnings[folded].erase(place.member);
   --m_size;
   m_folded -= folded;
-  for (const Place::Key& key : place.keys) {
-    m_table.erase(key.key.key, key.at,
-                  [&](const Entry& moved) { moved.place->keys[moved.alternative].at = key.at; });
-    use(key.key, -1);
+  for (std::size_t i = 0; i < place.alternatives; ++i) {
+    const Place::Key& key = place.key(i);
+    m_table.erase(key.key, key.at,
+                  [&](const Entry& moved) { moved.place->key(moved.alternative).at = key.at; });
+    use(key, -1);
   }
-  const std::uint32_t at = place.comparedAt;
-  if (at < m_compared.size() && m_compared[at].place == &place) {
+  const std::uint32_t at = place.firstKey.at;
+  if (place.alternatives == 0 && at < m_compared.size() && m_compared[at].place == &place) {
     m_compared[at] = m_compared.back();
-    m_compared[at].place->comparedAt = at;
+    m_compared[at].place->firstKey.at = at;
     m_compared.pop_back();
   }
   const auto inRow = std::find_if(m_row.begin(), m_row.end(),
                                   [&](const InRow& one) { return one.place == &place; });
   if (inRow != m_row.end()) m_row.erase(inRow);
-  place.keys.clear();
+  place.otherKeys.reset();
+  place.firstKey = {};
+  place.alternatives = 0;
   place.member = {};
 }
 

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -48,17 +49,24 @@ class PatternIndex {
   // meanwhile.
   struct Place {
     struct Key {
-      PathKeys::PatternKey key;
-      std::uint32_t at;  // among the entries under it
+      PathKeys::Key key = PathKeys::kNoKey;
+      std::uint32_t at = 0;     // among the entries under it
+      std::uint32_t depth = 0;  // as that of a PatternKey
     };
 
     Place() = default;
     Place(const Place&) = delete;
     Place& operator=(const Place&) = delete;
 
-    Beginnings::Member member;     // no program while it is in no index
-    std::vector<Key> keys;         // for each alternative; none: compared with every text
-    std::uint32_t comparedAt = 0;  // then its place among those
+    // That of an alternative. Nearly all patterns have one only.
+    Key& key(std::size_t alternative) {
+      return alternative == 0 ? firstKey : otherKeys[alternative - 1];
+    }
+
+    Beginnings::Member member;  // no program while it is in no index
+    Key firstKey;               // none: it is compared with every text, `at` is where
+    std::unique_ptr<Key[]> otherKeys;
+    std::uint32_t alternatives = 0;  // that stand in the table
   };
 
   // What a look-up writes to, and nothing else does. Keeps its storage from text to text.
@@ -149,7 +157,6 @@ class PatternIndex {
   struct Entry {
     std::uint64_t components;  // that a text must have
     std::uint64_t grams;
-    const Program* program;
     Place* place;
     std::uint32_t tag;  // the caller's
     std::uint16_t alternative;
@@ -211,7 +218,7 @@ class PatternIndex {
   bool gatherKeys(std::string_view text, Scratch& scratch, VisitGathered visitGathered) const;
   static Ends endsOf(const Steps& steps);
   static std::uint64_t componentsOf(std::string_view text, PathKeys::HashedText& hashed);
-  void use(const PathKeys::PatternKey& key, int change);
+  void use(const Place::Key& key, int change);
   const PathKeys::PatternKey& leastPopular(const std::vector<PathKeys::PatternKey>& keys) const;
   bool uses(PathKeys::Kind kind) const { return m_kinds >> static_cast<unsigned>(kind) & 1; }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <optional>
 #include <utility>
 
@@ -70,21 +71,28 @@ class ProgramCompiler {
 
   // False when the program becomes too large.
   bool compile(const Steps& steps) {
-    m_program.m_leastLength = sequence(steps);
-    const auto& code = m_program.m_code;
-    if (code.size() > 1 && code.back().op == Op::Bytes && steps.back().kind == Step::Literal) {
-      m_program.m_suffix = code.back().length;
+    const std::size_t least = sequence(steps);
+    if (m_tooLarge || std::max(least, m_bytes.size()) > kMostBytes) return false;
+    m_program.m_leastLength = static_cast<std::uint32_t>(least);
+    if (m_code.size() > 1 && m_code.back().op == Op::Bytes && steps.back().kind == Step::Literal) {
+      m_program.m_suffix = m_code.back().length;
     }
-    return !m_tooLarge;
+    m_program.m_code = Program::Code(m_code, m_bytes);
+    if (!m_rare.wild.empty() || !m_rare.sets.empty() || !m_rare.literals.empty()) {
+      m_program.m_rare = std::make_unique<const Program::Rare>(std::move(m_rare));
+    }
+    return true;
   }
 
  private:
   using Op = Program::Op;
 
+  static constexpr std::size_t kMostBytes = std::numeric_limits<std::uint32_t>::max();
+
   // Each of these answers with the least number of bytes that the steps read.
   std::size_t sequence(const Steps& steps) {
     // No instruction of what comes before grows.
-    m_sequenceBegin = m_program.m_code.size();
+    m_sequenceBegin = m_code.size();
     std::size_t least = 0;
     const Steps all = merged(steps);
     for (std::size_t i = 0; i < all.size(); ++i) {
@@ -113,14 +121,14 @@ class ProgramCompiler {
     const bool isLiteral = step.kind == Step::Literal;
     const auto wild = static_cast<char>(step.kind == Step::One ? Op::One : Op::OneNotSlash);
     for (const char byte : isLiteral ? step.bytes : std::string(1, '\0')) {
-      if (!m_mixing || m_program.m_code.back().length == Program::kLongest) {
-        emit(Op::Mixed, m_program.m_bytes.size());
+      if (!m_mixing || m_code.back().length == Program::kLongest) {
+        emit(Op::Mixed, m_bytes.size());
         m_mixing = true;
       }
-      ++m_program.m_code.back().length;
-      m_program.m_bytes += byte;
-      m_program.m_wild.resize(m_program.m_bytes.size());
-      if (!isLiteral) m_program.m_wild.back() = wild;
+      ++m_code.back().length;
+      m_bytes += byte;
+      m_rare.wild.resize(m_bytes.size());
+      if (!isLiteral) m_rare.wild.back() = wild;
     }
     return isLiteral ? step.bytes.size() : 1;
   }
@@ -172,17 +180,16 @@ class ProgramCompiler {
   std::size_t literal(const std::string& bytes) {
     for (std::size_t at = 0; at < bytes.size(); at += Program::kLongest) {
       const std::string_view piece = std::string_view(bytes).substr(at, Program::kLongest);
-      emit(Op::Bytes, m_program.m_bytes.size(), piece.size());
-      m_program.m_bytes += piece;
+      emit(Op::Bytes, m_bytes.size(), piece.size());
+      m_bytes += piece;
     }
     return bytes.size();
   }
 
   std::size_t characters(Op op) {
-    auto& code = m_program.m_code;
-    if (code.size() > m_sequenceBegin && code.back().op == op &&
-        code.back().length < Program::kLongest) {
-      ++code.back().length;
+    if (m_code.size() > m_sequenceBegin && m_code.back().op == op &&
+        m_code.back().length < Program::kLongest) {
+      ++m_code.back().length;
     } else {
       emit(op, 0, 1);
     }
@@ -203,9 +210,9 @@ class ProgramCompiler {
     std::size_t least = kNone;
     if (literals) {
       least = literals->leastLength();
-      m_program.m_literals.push_back(literals);
+      m_rare.literals.push_back(literals);
       if (others.empty()) {
-        emit(Op::Literals, m_program.m_literals.size() - 1);
+        emit(Op::Literals, m_rare.literals.size() - 1);
         return least;
       }
     }
@@ -214,20 +221,19 @@ class ProgramCompiler {
     std::size_t count = others.size();
     if (least != kNone) {
       emit(Op::Alternative, 0, 1);
-      emit(Op::Literals, m_program.m_literals.size() - 1);
+      emit(Op::Literals, m_rare.literals.size() - 1);
       ++count;
     }
     for (const Steps* const steps : others) {
       const std::size_t alternative = emit(Op::Alternative);
       least = std::min(least, sequence(*steps));
-      m_program.m_code[alternative].length = lengthSince(alternative);
+      m_code[alternative].length = lengthSince(alternative);
       if (!steps->empty() && steps->front().kind == Step::Literal) {
-        m_program.m_code[alternative].from =
-            static_cast<unsigned char>(steps->front().bytes.front()) + 1u;
+        m_code[alternative].from = static_cast<unsigned char>(steps->front().bytes.front()) + 1u;
       }
     }
-    m_program.m_code[begin].from = static_cast<std::uint32_t>(count);
-    m_program.m_code[begin].length = lengthSince(begin);
+    m_code[begin].from = static_cast<std::uint32_t>(count);
+    m_code[begin].length = lengthSince(begin);
     return least;
   }
 
@@ -256,7 +262,7 @@ class ProgramCompiler {
     } else {
       const std::size_t begin = emit(Op::Loop, m_program.m_loops++);
       sequence(body);
-      m_program.m_code[begin].length = lengthSince(begin);
+      m_code[begin].length = lengthSince(begin);
     }
     return least;
   }
@@ -265,27 +271,29 @@ class ProgramCompiler {
     for (std::size_t i = 0; i < m_setExpressions.size(); ++i) {
       if (m_setExpressions[i] == expression) return i;
     }
-    m_program.m_sets.push_back(
+    m_rare.sets.push_back(
         std::make_shared<const CharacterSet>(expression, m_program.m_caseSensitive));
     m_setExpressions.push_back(expression);
     return m_setExpressions.size() - 1;
   }
 
   std::size_t emit(Op op, std::size_t from = 0, std::size_t length = 0) {
-    if (m_program.m_code.size() >= Program::kMostInstructions) {
+    if (m_code.size() >= Program::kMostInstructions) {
       m_tooLarge = true;
     } else {
-      m_program.m_code.push_back(
-          {op, static_cast<std::uint32_t>(from), static_cast<std::uint32_t>(length)});
+      m_code.push_back({op, static_cast<std::uint32_t>(from), static_cast<std::uint32_t>(length)});
     }
-    return m_program.m_code.size() - 1;
+    return m_code.size() - 1;
   }
 
   std::uint32_t lengthSince(std::size_t instruction) const {
-    return static_cast<std::uint32_t>(m_program.m_code.size() - 1 - instruction);
+    return static_cast<std::uint32_t>(m_code.size() - 1 - instruction);
   }
 
   Program& m_program;
+  std::vector<Program::Instruction> m_code;
+  std::string m_bytes;
+  Program::Rare m_rare;
   std::vector<std::string> m_setExpressions;
   std::size_t m_sequenceBegin = 0;
   bool m_mixing = false;  // the last instruction is a Mixed that grows
@@ -295,24 +303,31 @@ class ProgramCompiler {
 std::unique_ptr<const Program> Program::of(const Steps& steps, bool caseSensitive) {
   std::unique_ptr<Program> program(new Program(caseSensitive));
   if (!ProgramCompiler(*program).compile(steps)) return nullptr;
-  program->m_code.shrink_to_fit();
-  program->m_bytes.shrink_to_fit();
   return program;
 }
 
 Program::~Program() = default;
 
+Program::Code::Code(const std::vector<Instruction>& instructions, std::string_view bytes)
+    : m_size(static_cast<std::uint32_t>(instructions.size())),
+      m_bytes(static_cast<std::uint32_t>(bytes.size())) {
+  constexpr std::size_t kSize = sizeof(Instruction);
+  m_memory = std::make_unique<Instruction[]>(m_size + (bytes.size() + kSize - 1) / kSize);
+  std::copy(instructions.begin(), instructions.end(), m_memory.get());
+  if (!bytes.empty()) std::memcpy(m_memory.get() + m_size, bytes.data(), bytes.size());
+}
+
 Program::Signs::Sign Program::Signs::sign() const {
   if (m_at == m_program.m_code.size()) return kEnd;
   const Instruction& code = m_program.m_code[m_at];
   const auto byte = [&] {
-    return static_cast<unsigned char>(m_program.m_bytes[code.from + m_read]);
+    return static_cast<unsigned char>(m_program.bytes()[code.from + m_read]);
   };
   switch (code.op) {
     case Op::Bytes:
       return byte();
     case Op::Mixed: {
-      const char wild = m_program.m_wild[code.from + m_read];
+      const char wild = m_program.m_rare->wild[code.from + m_read];
       return wild == 0 ? byte() : static_cast<Op>(wild) == Op::One ? kOne : kOneNotSlash;
     }
     case Op::One:
@@ -334,14 +349,14 @@ Program::Signs::Sign Program::Signs::sign() const {
 const LiteralSet* Program::Signs::literals() const {
   if (m_at == m_program.m_code.size()) return nullptr;
   const Instruction& code = m_program.m_code[m_at];
-  return code.op == Op::Literals ? m_program.m_literals[code.from].get() : nullptr;
+  return code.op == Op::Literals ? m_program.m_rare->literals[code.from].get() : nullptr;
 }
 
 std::string_view Program::Signs::literal() const {
   if (m_at == m_program.m_code.size()) return {};
   const Instruction& code = m_program.m_code[m_at];
   if (code.op != Op::Bytes) return {};
-  return std::string_view(m_program.m_bytes).substr(code.from + m_read, code.length - m_read);
+  return m_program.bytes().substr(code.from + m_read, code.length - m_read);
 }
 
 void Program::Signs::advance(std::size_t count) {
@@ -372,17 +387,17 @@ Steps Program::outline(std::size_t begin, std::size_t end, std::size_t most) con
         if (steps.empty() || steps.back().kind != Step::Literal) {
           steps.push_back({Step::Literal, {}, {}});
         }
-        steps.back().bytes.append(m_bytes, code.from, code.length);
+        steps.back().bytes += bytes().substr(code.from, code.length);
         break;
       case Op::Mixed:
         for (std::uint32_t at = code.from; at < code.from + code.length; ++at) {
-          const auto wild = static_cast<Op>(m_wild[at]);
-          if (m_wild[at] != 0) {
+          const auto wild = static_cast<Op>(m_rare->wild[at]);
+          if (m_rare->wild[at] != 0) {
             steps.push_back({wild == Op::One ? Step::One : Step::OneNotSlash, {}, {}});
           } else if (!steps.empty() && steps.back().kind == Step::Literal) {
-            steps.back().bytes += m_bytes[at];
+            steps.back().bytes += bytes()[at];
           } else {
-            steps.push_back({Step::Literal, std::string(1, m_bytes[at]), {}});
+            steps.push_back({Step::Literal, std::string(1, bytes()[at]), {}});
           }
         }
         break;
@@ -412,7 +427,7 @@ Steps Program::outline(std::size_t begin, std::size_t end, std::size_t most) con
         break;
       }
       case Op::Literals: {
-        const std::vector<LiteralSet::Piece>& pieces = m_literals[code.from]->pieces();
+        const std::vector<LiteralSet::Piece>& pieces = m_rare->literals[code.from]->pieces();
         std::vector<Steps> alternatives;
         for (std::size_t k = 0; k < pieces.size() && pieces.size() <= most; ++k) {
           alternatives.push_back(LiteralSet::stepsOf(pieces[k]));
@@ -446,13 +461,15 @@ class Program::Run {
     // Per instruction what it passes on to the next block; per set of characters its row, per loop
     // the places from which it was gone through, and for which block that is.
     std::vector<Word>& states = text.scratch().states;
+    const std::size_t sets = program.m_rare ? program.m_rare->sets.size() : 0;
+    const std::size_t literals = program.m_rare ? program.m_rare->literals.size() : 0;
     const std::size_t size = program.m_code.size();
-    states.assign(size + 2 * program.m_sets.size() + 2 * program.m_loops, 0);
+    states.assign(size + 2 * sets + 2 * program.m_loops, 0);
     m_carry = states.data();
     m_setRows = m_carry + size;
-    m_loops = m_setRows + 2 * program.m_sets.size();
+    m_loops = m_setRows + 2 * sets;
     std::vector<Word>& future = text.scratch().future;
-    future.assign(program.m_literals.size() * m_futureWords, 0);
+    future.assign(literals * m_futureWords, 0);
     m_future = future.data();
   }
 
@@ -624,7 +641,7 @@ class Program::Run {
   Word bytes(std::size_t i, const Instruction& code, Word now) {
     const Word before = passed(i);
     Word carry = 0;
-    const char* const wanted = m_program.m_bytes.data() + code.from;
+    const char* const wanted = m_program.bytes().data() + code.from;
     for (std::uint32_t j = 0; j < code.length; ++j) {
       ++m_steps;
       reads(now);
@@ -644,8 +661,8 @@ class Program::Run {
     for (std::uint32_t j = 0; j < code.length; ++j) {
       ++m_steps;
       reads(now);
-      const char wild = m_program.m_wild[code.from + j];
-      const auto byte = static_cast<unsigned char>(m_program.m_bytes[code.from + j]);
+      const char wild = m_program.m_rare->wild[code.from + j];
+      const auto byte = static_cast<unsigned char>(m_program.bytes()[code.from + j]);
       const Word mask =
           wild == 0 ? m_rows.word(byte, m_block) : masks[static_cast<Op>(wild) == Op::One];
       const Word places = now & mask;
@@ -664,7 +681,7 @@ class Program::Run {
   }
 
   Word literals(std::size_t i, const Instruction& code, Word now) {
-    const LiteralSet& set = *m_program.m_literals[code.from];
+    const LiteralSet& set = *m_program.m_rare->literals[code.from];
     Word* const future = m_future + code.from * m_futureWords;
     passed(i);
     const std::size_t begin = m_block * kBits;
@@ -741,7 +758,7 @@ class Program::Run {
     if (madeFor == m_block + 1) return row;
     madeFor = m_block + 1;
     row = 0;
-    const CharacterSet& characters = *m_program.m_sets[set];
+    const CharacterSet& characters = *m_program.m_rare->sets[set];
     const std::size_t begin = m_block * kBits;
     const std::size_t end = std::min(begin + kBits, m_text.size());
     std::size_t at = begin;
@@ -864,7 +881,7 @@ std::optional<bool> Program::readUpToFork(std::string_view subject, Fork& fork) 
   const char* const from = subject.data();
   const std::size_t end = subject.size() - m_suffix;
   const std::size_t last = m_code.size() - (m_suffix != 0);
-  if (m_suffix != 0 && std::memcmp(from + end, m_bytes.data() + m_code[last].from, m_suffix) != 0) {
+  if (m_suffix != 0 && std::memcmp(from + end, bytes().data() + m_code[last].from, m_suffix) != 0) {
     return false;
   }
 
@@ -875,7 +892,7 @@ std::optional<bool> Program::readUpToFork(std::string_view subject, Fork& fork) 
     switch (code.op) {
       case Op::Bytes:
         if (end - at < code.length ||
-            std::memcmp(from + at, m_bytes.data() + code.from, code.length) != 0) {
+            std::memcmp(from + at, bytes().data() + code.from, code.length) != 0) {
           return false;
         }
         at += code.length;
@@ -889,7 +906,7 @@ std::optional<bool> Program::readUpToFork(std::string_view subject, Fork& fork) 
         continue;
       case Op::RunNotSlash:
         if (!next) return subject.substr(at, end - at).find('/') == kNone;
-        if (next->op != Op::Bytes || m_bytes[next->from] != '/') break;
+        if (next->op != Op::Bytes || bytes()[next->from] != '/') break;
         // Nothing but the end of the component can come next.
         at = std::min(subject.find('/', at), end);
         continue;
@@ -909,11 +926,11 @@ std::optional<bool> Program::readUpToFork(std::string_view subject, Fork& fork) 
         if (behind == last || (m_code[behind].op != Op::Run && m_code[behind].op != Op::Folders)) {
           break;
         }
-        if (m_code[behind].op == Op::Folders && m_bytes[next->from + length - 1] != '/') break;
+        if (m_code[behind].op == Op::Folders && bytes()[next->from + length - 1] != '/') break;
         const std::size_t before = folders ? 1 : 0;
         if (end - at < length) return false;
         const void* const hit = memmem(from + at - before, end - at + before,
-                                       m_bytes.data() + next->from - before, length + before);
+                                       bytes().data() + next->from - before, length + before);
         if (!hit) return false;
         at = static_cast<std::size_t>(static_cast<const char*>(hit) - from) + before + length;
         i = behind - 1;
@@ -936,7 +953,7 @@ bool Program::hasNextLiteral(std::size_t i, std::size_t last, std::string_view r
     const Instruction& code = m_code[i];
     if (code.op == Op::Group || code.op == Op::Loop) i += code.length;
     if (code.op != Op::Bytes || code.length < 2) continue;
-    return memmem(rest.data(), rest.size(), m_bytes.data() + code.from, code.length) != nullptr;
+    return memmem(rest.data(), rest.size(), bytes().data() + code.from, code.length) != nullptr;
   }
   return true;
 }

@@ -69,16 +69,16 @@ class Program {
   friend class ProgramCompiler;
 
   enum class Op : std::uint8_t {
-    Bytes,        // m_bytes from `from`, `length` of them
+    Bytes,        // bytes() from `from`, `length` of them
     OneNotSlash,  // `length` characters
     One,          // likewise
-    Mixed,        // from `from` on, `length` of them: bytes, and characters where m_wild says so
-    Set,          // m_sets[from]
+    Mixed,        // from `from` on, `length` of them: bytes, and characters where `wild` says so
+    Set,          // m_rare->sets[from]
     RunNotSlash,
     Run,
-    RunOfSet,  // any number of characters of m_sets[from]
+    RunOfSet,  // any number of characters of m_rare->sets[from]
     Folders,
-    Literals,     // one piece of m_literals[from]
+    Literals,     // one piece of m_rare->literals[from]
     Group,        // `from` alternatives, each an Alternative; `length` instructions in all
     Alternative,  // `length` instructions; `from`: the byte that it begins with + 1, or 0
     Loop,         // `length` instructions, any number of times; the loop's number is `from`
@@ -125,13 +125,39 @@ class Program {
 
   Steps outline(std::size_t begin, std::size_t end, std::size_t most) const;
 
-  std::vector<Instruction> m_code;
-  std::string m_bytes;
-  std::string m_wild;  // beside m_bytes where there is a Mixed: 0, or the Op of the character
-  std::vector<std::shared_ptr<const CharacterSet>> m_sets;
-  std::vector<std::shared_ptr<const LiteralSet>> m_literals;
-  std::size_t m_loops = 0;        // how many there are
-  std::size_t m_leastLength = 0;  // no shorter text matches, in bytes
+  // What few programs have.
+  struct Rare {
+    std::string wild;  // beside the bytes where there is a Mixed: 0, or the Op of the character
+    std::vector<std::shared_ptr<const CharacterSet>> sets;
+    std::vector<std::shared_ptr<const LiteralSet>> literals;
+  };
+
+  // The instructions and, behind them, the bytes that they read: in one piece of memory, which is
+  // smaller and nearer than two.
+  class Code {
+   public:
+    Code() = default;
+    Code(const std::vector<Instruction>& instructions, std::string_view bytes);
+
+    std::size_t size() const { return m_size; }
+    const Instruction* data() const { return m_memory.get(); }
+    const Instruction& operator[](std::size_t i) const { return m_memory[i]; }
+    std::string_view bytes() const {
+      return {reinterpret_cast<const char*>(m_memory.get() + m_size), m_bytes};
+    }
+
+   private:
+    std::unique_ptr<Instruction[]> m_memory;
+    std::uint32_t m_size = 0;
+    std::uint32_t m_bytes = 0;
+  };
+
+  std::string_view bytes() const { return m_code.bytes(); }
+
+  Code m_code;
+  std::unique_ptr<const Rare> m_rare;  // null: nothing
+  std::uint32_t m_loops = 0;           // how many there are
+  std::uint32_t m_leastLength = 0;     // no shorter text matches, in bytes
   std::uint32_t m_suffix = 0;  // the length of the literal at the end, if it is not the first step
   bool m_caseSensitive;
 };
