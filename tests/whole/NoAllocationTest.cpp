@@ -1,6 +1,9 @@
 // A query that matches nothing allocates nothing, after the first and at trace level 0.
 
 #include <gtest/gtest.h>
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
 
 #include <memory>
 #include <string>
@@ -8,6 +11,7 @@
 
 #include "qvl/qvl.h"
 #include "tests/support/Requests.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/support/Starvation.h"
 
 namespace QVL {
@@ -111,6 +115,29 @@ TEST_F(NoAllocation, IsNeededForTheFirstQueryAfterAChange) {
     }
   }
 }
+
+#if defined(__GLIBC__) && !QVL_TEST_ADDRESS_SANITIZER && !QVL_TEST_THREAD_SANITIZER
+std::size_t bytesInUse() {
+  const struct mallinfo2 memory = mallinfo2();
+  return memory.uordblks + memory.hblkhd;
+}
+
+// Whoever can name a file or a program must not make the process grow for good.
+TEST_F(NoAllocation, OfAVeryLongTextIsGivenBack) {
+  constexpr std::size_t kLong = 4 << 20;
+  m_paths->disableCaseSensitiveSearch();  // texts are folded then
+  LookupData ordinary = requestFor("/a/b/c/d");
+  EXPECT_FALSE(m_manager.isPresent(ordinary));
+  const std::size_t before = bytesInUse();
+  for (int i = 0; i < 3; ++i) {
+    LookupData request = requestFor("/a/" + std::string(kLong, 'X'));
+    request.m_processName = "/usr/bin/" + std::string(kLong, 'Y');
+    EXPECT_FALSE(m_manager.isPresent(request));
+    EXPECT_GT(bytesInUse(), before + 2 * kLong) << "the request itself is counted";
+  }
+  EXPECT_LT(bytesInUse(), before + (1 << 20));
+}
+#endif
 
 TEST_F(NoAllocation, WouldBeNoticed) {
   LookupData request = fileRequest("/a/b/c.log");
