@@ -77,6 +77,7 @@ ROOMS = {
         Program("match/match_test"),
         Program("dataset/dataset_index_test", slow=True),
         Program("avoidance/avoidance_engine_test", slow=True),
+        Program("whole/no_allocation_test", alone=True, slow=True),
     ],
     "avoidance": [
         Program("avoidance/avoidance_test"),
@@ -92,6 +93,8 @@ ROOMS = {
         Program("dataset/dataset_test_walked"),
         Program("dataset/dataset_settings_test"),
         Program("dataset/dataset_index_test", slow=True),
+        Program("lookup/lookup_together_test", slow=True),
+        Program("whole/no_allocation_test", alone=True, slow=True),
     ],
 }
 
