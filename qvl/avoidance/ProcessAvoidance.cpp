@@ -29,7 +29,7 @@ constexpr RuleKind kKind = {"ProcessAvoidance",
 
 PatternFrame frameOf(unsigned char useDefaultFolder, std::string defaultFolder) {
   if (useDefaultFolder == 0) return {};
-  return {std::make_unique<const std::string>(std::move(defaultFolder))};
+  return {std::make_shared<const std::string>(std::move(defaultFolder))};
 }
 
 }  // namespace

@@ -41,7 +41,7 @@ struct RuleKind {
 // What a pattern rule has around its translated text.
 struct PatternFrame {
   // In front of a name that is no path and names no keyword; null: nothing.
-  std::unique_ptr<const std::string> defaultFolder = {};
+  std::shared_ptr<const std::string> defaultFolder = {};
   const char* behind = "";  // completes the expression after keywords were substituted
 };
 
