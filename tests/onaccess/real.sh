@@ -209,6 +209,14 @@ mkdir open/other/names
 check "nor does any other way lead to it" \
   "$programs/open-ways" "$work/open/other/virus" "$work/open/other/names"
 
+if [[ ${FILE_SYSTEM:-} == btrfs ]]; then
+  btrfs -q subvolume create open/subvolume
+  cp open/excluded/virus open/subvolume
+  btrfs -q subvolume snapshot open/subvolume open/excluded/snapshot
+  check "an infected file in a subvolume is denied" denied open/subvolume/virus
+  check "in an excluded snapshot of it, it opens" opens open/excluded/snapshot/virus
+fi
+
 nobody=(setpriv --reuid 65534 --regid 65534 --clear-groups)
 mkdir -m 700 open/excluded/private
 cp open/excluded/virus open/excluded/private
@@ -363,6 +371,19 @@ check "other programs do not" denied open/other/virus
 cp open/bin/trusted open/other/mine
 check "nor one bound to its name in another namespace" unshare --mount --propagation private bash -c \
   "mount --bind '$work/open/other/mine' '$work/open/bin/trusted' && ! open/bin/trusted open/other/virus 2>/dev/null"
+# It waits at the pipe, is deleted, and goes on to the file.
+mkfifo run/wait
+cp open/bin/trusted open/bin/deleted
+program=$work/open/bin/deleted logic='1|2' write_policy "$work/open/excluded/"
+"$host" reload --control "$control" >/dev/null
+check "another excluded program, too" quietly open/bin/deleted open/other/virus
+open/bin/deleted run/wait open/other/virus >"$run/read" 2>&1 &
+deleted=$!
+exec 9>run/wait
+rm open/bin/deleted
+exec 9>&-
+wait "$deleted" || true
+check "but not once it has been deleted" grep -q 'not permitted' "$run/read"
 stop_host
 
 echo "--- under load, tracing at level 5"
