@@ -39,6 +39,11 @@ def cluster(scheduler: str, workers: int) -> Iterator:
         "distributed.worker.daemon": True,
         "distributed.comm.timeouts.connect": "60s",
         "distributed.logging": {"distributed": "error"},
+        # What schedulers and workers do by the clock, and nobody here looks at: a tenth of a core.
+        "distributed.worker.profile.enabled": False,
+        "distributed.admin.tick.interval": "1s",
+        "distributed.admin.system-monitor.interval": "10s",
+        "distributed.scheduler.work-stealing-interval": "1s",
     }
     with dask.config.set(settings), LocalCluster(
         n_workers=workers,
