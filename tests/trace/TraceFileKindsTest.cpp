@@ -55,6 +55,20 @@ TEST_F(TraceFileKinds, NamedPipeWithAReaderIsNoTraceFile) {
   close(reader);
 }
 
+// Hosts close their standard input, and the next file that is opened gets its number.
+TEST_F(TraceFileKinds, NamedPipeIsClosedAgainWhateverItsDescriptor) {
+  ASSERT_EQ(mkfifo(kTraceFile, 0600), 0);
+  const int standardInput = dup(STDIN_FILENO);
+  close(STDIN_FILENO);
+  reloadHandler(1);
+  EXPECT_EQ(logFilePtr, nullptr);
+  EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1);
+  if (standardInput >= 0) {
+    dup2(standardInput, STDIN_FILENO);
+    close(standardInput);
+  }
+}
+
 TEST_F(TraceFileKinds, SocketIsNoTraceFile) {
   // A name of a socket has little room.
   const fs::path before = fs::current_path();
