@@ -111,6 +111,18 @@ TEST_F(TraceMutexFailure, OfAReloadThatWasPutOffIsToldToNobody) {
   expectAReload();
 }
 
+TEST_F(TraceMutexFailure, OfTheStartCostsNoErrorInTheSystemLog) {
+  for (int calls = 0;; ++calls) {
+    systemLog().entries.clear();
+    refuseAfter(calls);
+    log(1, "error");
+    const bool failed = refused();
+    EXPECT_EQ(systemLog().entries.size(), 1U) << calls;
+    if (!failed) break;
+    ASSERT_LT(calls, 100);
+  }
+}
+
 TEST_F(TraceMutexFailure, OfTheStartIsFollowedByAnotherStart) {
   configure("4");
   for (int calls = 0;; ++calls) {
