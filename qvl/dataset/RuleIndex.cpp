@@ -54,10 +54,9 @@ class RuleIndex::Rule final : public PatternObserver {
   Order order;
   const std::string* key;
   IAvoidance* rule;
-  const Avoidance* view;             // null for a rule that is asked every time
-  PatternIndex* patterns = nullptr;  // where it stands; null while it stands in none
   PatternIndex::Place place;
   Rule* nextUnplaced = nullptr;
+  std::uint8_t input = kRuleInputs;  // whose patterns it stands among; kRuleInputs: none
   bool isUnplaced = false;
   bool isAsked = false;  // stands in m_asked
 };
@@ -79,14 +78,14 @@ void RuleIndex::insert(const std::string& key, IAvoidance& rule, const IAvoidanc
   added->order = orderBetween(added->previous, added->next);
   added->key = &key;
   added->rule = &rule;
-  added->view = RuleView::of(rule);
-  if (!added->view) m_withoutView.emplace(&rule, added.get());
+  const Avoidance* const view = RuleView::of(rule);
+  if (!view) m_withoutView.emplace(&rule, added.get());
   Rule& inserted = *added.release();
   (inserted.previous ? inserted.previous->next : m_first) = &inserted;
   if (inserted.next) inserted.next->previous = &inserted;
   m_newest = &inserted;
   ++m_changes;
-  if (inserted.view) RuleView::observe(*inserted.view, &inserted);
+  if (view) RuleView::observe(*view, &inserted);
   addUnplaced(inserted);
   placeUnplaced();
 }
@@ -101,8 +100,11 @@ void RuleIndex::erase(const IAvoidance& rule) noexcept {
     while (*link != &erased) link = &(*link)->nextUnplaced;
     *link = erased.nextUnplaced;
   }
-  if (erased.view) RuleView::observe(*erased.view, nullptr);
-  if (!erased.view) m_withoutView.erase(&rule);
+  if (const Avoidance* const view = RuleView::of(rule)) {
+    RuleView::observe(*view, nullptr);
+  } else {
+    m_withoutView.erase(&rule);
+  }
   if (m_newest == &erased) m_newest = nullptr;
   (erased.previous ? erased.previous->next : m_first) = erased.next;
   if (erased.next) erased.next->previous = erased.previous;
@@ -154,23 +156,25 @@ void RuleIndex::spreadOrders() {
 }
 
 void RuleIndex::place(Rule& rule) {
-  const Program* const program = rule.view ? RuleView::patternOf(*rule.view).program() : nullptr;
+  const Avoidance* const view = RuleView::of(*rule.rule);
+  const Program* const program = view ? RuleView::patternOf(*view).program() : nullptr;
   if (!program) {
     m_asked.insert(&rule);
     rule.isAsked = true;
     return;
   }
-  auto& patterns = m_patterns[static_cast<std::size_t>(RuleView::inputOf(*rule.view))];
+  const auto input = static_cast<std::uint8_t>(RuleView::inputOf(*view));
+  std::unique_ptr<PatternIndex>& patterns = m_patterns[input];
   if (!patterns) patterns = std::make_unique<PatternIndex>();
-  patterns->insert(*program, &rule, RuleView::accessTypeOf(*rule.view), rule.place);
-  rule.patterns = patterns.get();
+  patterns->insert(*program, &rule, RuleView::accessTypeOf(*view), rule.place);
+  rule.input = input;
 }
 
 void RuleIndex::displace(Rule& rule) noexcept {
   if (rule.isAsked) m_asked.erase(&rule);
-  if (rule.patterns) rule.patterns->erase(rule.place);
+  if (rule.input != kRuleInputs) m_patterns[rule.input]->erase(rule.place);
   rule.isAsked = false;
-  rule.patterns = nullptr;
+  rule.input = kRuleInputs;
 }
 
 void RuleIndex::addUnplaced(Rule& rule) noexcept {
@@ -233,7 +237,7 @@ std::optional<RuleIndex::First> RuleIndex::firstOf(const LookupData& request, bo
       m_patterns[i]->eachThatReadsOn(*texts[i], throws);
     } else {
       const Rule* rule = m_first;
-      while (rule->patterns != m_patterns[i].get()) rule = rule->next;
+      while (rule->input != i) rule = rule->next;
       throws(rule);
     }
     if (throwing > kMostThrowing) return std::nullopt;

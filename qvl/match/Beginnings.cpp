@@ -13,16 +13,16 @@ namespace {
 using Sign = Program::Signs::Sign;
 using Signs = Program::Signs;
 
-// Where two programs part, and the signs that they go on with there: the same ones if they do not.
+// Where two patterns part, and the signs that they go on with there: the same ones if they do not.
 struct Parting {
   std::size_t depth;
   Sign a;
   Sign b;
 };
 
-Parting partingOf(const Program& a, const Program& b) {
-  Signs ofA(a);
-  Signs ofB(b);
+Parting partingOf(const Beginnings::Member& a, const Beginnings::Member& b) {
+  Signs ofA(*a.program, a.choice);
+  Signs ofB(*b.program, b.choice);
   for (std::size_t depth = 0;;) {
     const std::string_view bytesOfA = ofA.literal();
     const std::string_view bytesOfB = ofB.literal();
@@ -40,8 +40,8 @@ Parting partingOf(const Program& a, const Program& b) {
   }
 }
 
-Signs signsFrom(const Program& program, std::size_t depth) {
-  Signs signs(program);
+Signs signsFrom(const Beginnings::Member& member, std::size_t depth) {
+  Signs signs(*member.program, member.choice);
   signs.advance(depth);
   return signs;
 }
@@ -49,14 +49,14 @@ Signs signsFrom(const Program& program, std::size_t depth) {
 }  // namespace
 
 bool Beginnings::InOrder::operator()(const Member* a, const Member* b) const {
-  const Parting parting = partingOf(*a->program, *b->program);
+  const Parting parting = partingOf(*a, *b);
   return parting.a != parting.b ? parting.a < parting.b : std::less<const Member*>()(a, b);
 }
 
 bool Beginnings::InOrder::operator()(const Member* a, const Seek& b) const {
-  const Parting parting = partingOf(*a->program, b.program);
+  const Parting parting = partingOf(*a, b.member);
   if (parting.depth < b.depth) return parting.a < parting.b;
-  return signsFrom(*a->program, b.depth).sign() < b.sign;
+  return signsFrom(*a, b.depth).sign() < b.sign;
 }
 
 Beginnings::Walk::Walk(const Members& members, std::string_view text)
@@ -73,19 +73,19 @@ bool Beginnings::Walk::next() {
       m_branches.pop_back();
       continue;
     }
-    const Program& program = *(*branch.next)->program;
-    const Signs signs = signsFrom(program, branch.depth);
+    const Member& member = **branch.next;
+    const Signs signs = signsFrom(member, branch.depth);
     const Sign sign = signs.sign();
     const Sign possible = nextSign(branch, sign);
     ++steps;
     if (possible != sign) {
-      branch.next = m_members.lower_bound(Seek{program, branch.depth, possible});
+      branch.next = m_members.lower_bound(Seek{member, branch.depth, possible});
       continue;
     }
     const Iterator from = branch.next;
     const bool isOnly = std::next(from) == branch.end;
     const Iterator to =
-        isOnly ? branch.end : m_members.lower_bound(Seek{program, branch.depth, sign + 1});
+        isOnly ? branch.end : m_members.lower_bound(Seek{member, branch.depth, sign + 1});
     branch.next = to;
     if (sign == Signs::kEnd) continue;
     begin = from;
@@ -108,8 +108,8 @@ bool Beginnings::Walk::next() {
 // Follows patterns as far as they agree, and from there on by branches. True when all of them read
 // on.
 bool Beginnings::Walk::follow(Iterator from, Iterator to, std::size_t depth, std::size_t places) {
-  const Program& first = *(*from)->program;
-  const std::size_t until = partingOf(first, *(*std::prev(to))->program).depth;
+  const Member& first = **from;
+  const std::size_t until = partingOf(first, **std::prev(to)).depth;
   Signs signs = signsFrom(first, depth);
   for (; depth < until && m_places.size() > places; ++depth, signs.advance(1)) {
     if (step(signs, places)) return true;
@@ -136,7 +136,7 @@ bool Beginnings::Walk::step(const Signs& signs, std::size_t places) {
   if (sign == Signs::kRunNotSlash) addRuns(places);
   // Whoever reads there reads on.
   if (m_places.back() == m_text.size()) return true;
-  if (sign == Signs::kRunNotSlash) return false;
+  if (sign == Signs::kRunNotSlash || sign == Signs::kLook) return false;
 
   std::size_t kept = places;
   for (std::size_t i = places; i < m_places.size(); ++i) {

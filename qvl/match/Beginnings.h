@@ -28,17 +28,19 @@ class Beginnings {
   struct Member {
     const Program* program = nullptr;
     const void* owner = nullptr;  // whatever the caller keeps the pattern for
+    std::uint32_t choice = 0;     // among the sequences of its signs
   };
 
-  // Adds a pattern; program and member outlive the stay. Strong guarantee: std::bad_alloc changes
-  // nothing.
+  // Adds one choice of a pattern; program and member outlive the stay. Strong guarantee:
+  // std::bad_alloc changes nothing.
   void insert(const Member& member) { m_members.insert(&member); }
   void erase(const Member& member) noexcept { m_members.erase(&member); }
   bool empty() const { return m_members.empty(); }
 
   // Calls `found(owner)` for each pattern that, having read the UTF-8 part of a text, could read
-  // another character behind it, until it answers true, and answers so itself. The patterns are all
-  // of those that ignore case, or none. `steps`, if given, counts the work.
+  // another character behind it, until it answers true, and answers so itself; perhaps once for
+  // each of its choices. The patterns are all of those that ignore case, or none. `steps`, if
+  // given, counts the work.
   template <typename Found>
   bool eachThatReadsOn(Text& text, bool folded, Found found, std::uint64_t* steps = nullptr) const;
 
@@ -46,9 +48,9 @@ class Beginnings {
   using Signs = Program::Signs;
   using Sign = Signs::Sign;
 
-  // A sign of all programs that agree with `program` up to there.
+  // A sign of all patterns that agree with `member` up to there.
   struct Seek {
-    const Program& program;
+    const Member& member;
     std::size_t depth;
     Sign sign;
   };

@@ -53,41 +53,46 @@ bool KeywordTable::erase(const std::string& keyword) {
 
 void ExpressionText::substitute(const std::string& keyword,
                                 const std::shared_ptr<const Alternation>& values) {
-  const bool isInValues = std::any_of(m_places.begin(), m_places.end(), [&](const Place& place) {
+  const bool isInValues = std::any_of(places().begin(), places().end(), [&](const Place& place) {
     return place.alternation->mayHold(keyword);
   });
   if (isInValues) {
     m_text = whole();
-    m_places.clear();
+    m_places.reset();
   }
   std::size_t found = m_text.find(keyword);
   if (found == std::string::npos) return;
   std::string text;
-  std::vector<Place> places;
-  auto next = m_places.begin();
+  std::vector<Place> moved;
+  auto next = places().begin();
   std::size_t copied = 0;
   const auto copyTo = [&](std::size_t end) {
-    for (; next != m_places.end() && next->at < end; ++next) {
-      places.push_back({text.size() + next->at - copied, next->alternation});
+    for (; next != places().end() && next->at < end; ++next) {
+      moved.push_back({text.size() + next->at - copied, next->alternation});
     }
     text.append(m_text, copied, end - copied);
     copied = end;
   };
   for (; found != std::string::npos; found = m_text.find(keyword, copied)) {
     copyTo(found);
-    places.push_back({text.size(), values});
+    moved.push_back({text.size(), values});
     text += kPlaceholder;
     copied += keyword.size();
   }
   copyTo(m_text.size());
   m_text.swap(text);
-  m_places.swap(places);
+  m_places = std::make_shared<const std::vector<Place>>(std::move(moved));
+}
+
+const std::vector<ExpressionText::Place>& ExpressionText::places() const {
+  static const std::vector<Place> none;
+  return m_places ? *m_places : none;
 }
 
 std::string ExpressionText::whole() const {
   std::string whole;
   std::size_t copied = 0;
-  for (const Place& place : m_places) {
+  for (const Place& place : places()) {
     whole.append(m_text, copied, place.at - copied);
     whole += place.alternation->expression();
     copied = place.at + kPlaceholder.size();
@@ -97,7 +102,7 @@ std::string ExpressionText::whole() const {
 
 bool ExpressionText::operator==(const ExpressionText& other) const {
   return m_text == other.m_text &&
-         std::equal(m_places.begin(), m_places.end(), other.m_places.begin(), other.m_places.end(),
+         std::equal(places().begin(), places().end(), other.places().begin(), other.places().end(),
                     [](const Place& a, const Place& b) {
                       return a.at == b.at &&
                              (a.alternation == b.alternation ||

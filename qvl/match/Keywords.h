@@ -95,13 +95,13 @@ class ExpressionText {
   std::string whole() const;
 
   const std::string& text() const { return m_text; }
-  const std::vector<Place>& places() const { return m_places; }
+  const std::vector<Place>& places() const;
 
   bool operator==(const ExpressionText& other) const;
 
  private:
   std::string m_text;
-  std::vector<Place> m_places;  // in ascending order
+  std::shared_ptr<const std::vector<Place>> m_places;  // in ascending order; null: none
 };
 
 }  // namespace QVL

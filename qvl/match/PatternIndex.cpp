@@ -136,6 +136,27 @@ PatternIndex::Ends PatternIndex::endsOf(const Steps& steps) {
   return steps.empty() ? Ends() : Ends(literal(steps.front()), literal(steps.back()));
 }
 
+void PatternIndex::insertBeginnings(Place& place) {
+  Beginnings& beginnings = m_beginnings[!place.member.program->caseSensitive()];
+  beginnings.insert(place.member);
+  const std::uint32_t choices = Program::Signs::choices(*place.member.program);
+  for (std::uint32_t choice = 1; choice < choices; ++choice) {
+    Beginnings::Member& member = (*place.others)[choice - 1].member;
+    member = place.member;
+    member.choice = choice;
+    beginnings.insert(member);
+  }
+}
+
+void PatternIndex::eraseBeginnings(Place& place) noexcept {
+  Beginnings& beginnings = m_beginnings[!place.member.program->caseSensitive()];
+  beginnings.erase(place.member);
+  if (!place.others) return;
+  for (const Place::Other& other : *place.others) {
+    if (other.member.program) beginnings.erase(other.member);
+  }
+}
+
 void PatternIndex::insert(const Program& program, Owner owner, std::uint32_t tag, Place& place) {
   const Steps outline = program.outline(kMostAlternatives);
   const std::vector<Steps> alternatives = multipliedOut(outline, kMostAlternatives);
@@ -148,13 +169,15 @@ void PatternIndex::insert(const Program& program, Owner owner, std::uint32_t tag
   std::uint64_t components = ~std::uint64_t{0};
   for (const PatternKeys& one : keys) components &= one.components;
   const bool folded = !program.caseSensitive();
-  place.member = {&program, owner};
+  place.member = {&program, owner, 0};
   const bool hasRoom = m_row.size() == m_size && m_size < kFewPatterns;
   ++m_size;
   m_folded += folded;
   Entry entry{0, 0, &place, tag, 0, folded, keys.size() > 1};
   try {
-    m_beginnings[folded].insert(place.member);
+    const std::size_t all = std::max<std::size_t>(keys.size(), Program::Signs::choices(program));
+    if (all > 1) place.others = std::make_unique<std::vector<Place::Other>>(all - 1);
+    insertBeginnings(place);
     if (hasRoom) m_row.push_back({endsOf(outline), components, &program, &place, tag, folded});
     if (!haveKeys) {
       // What all of its alternatives need is not worked out; it is compared as a whole.
@@ -166,15 +189,14 @@ void PatternIndex::insert(const Program& program, Owner owner, std::uint32_t tag
       m_compared.push_back(entry);
       return;
     }
-    if (keys.size() > 1) place.otherKeys = std::make_unique<Place::Key[]>(keys.size() - 1);
     for (const PatternKeys& one : keys) {
       const PatternKey& key = leastPopular(one.keys);
       entry.components = one.components;
       entry.grams = one.grams;
-      entry.alternative = static_cast<std::uint16_t>(place.alternatives);
-      place.key(place.alternatives) = {key.key, m_table.insert(key.key, entry), key.depth};
-      use(place.key(place.alternatives), +1);
-      ++place.alternatives;
+      Place::Key& inPlace = place.key(entry.alternative);
+      inPlace = {key.key, m_table.insert(key.key, entry), key.depth};
+      use(inPlace, +1);
+      ++entry.alternative;
     }
   } catch (...) {
     erase(place);
@@ -185,17 +207,22 @@ void PatternIndex::insert(const Program& program, Owner owner, std::uint32_t tag
 void PatternIndex::erase(Place& place) noexcept {
   if (!place.member.program) return;
   const bool folded = !place.member.program->caseSensitive();
-  m_beginnings[folded].erase(place.member);
+  eraseBeginnings(place);
   --m_size;
   m_folded -= folded;
-  for (std::size_t i = 0; i < place.alternatives; ++i) {
-    const Place::Key& key = place.key(i);
+  const auto eraseKey = [&](const Place::Key& key) {
+    if (key.key == PathKeys::kNoKey) return;
     m_table.erase(key.key, key.at,
                   [&](const Entry& moved) { moved.place->key(moved.alternative).at = key.at; });
     use(key, -1);
+  };
+  eraseKey(place.firstKey);
+  if (place.others) {
+    for (const Place::Other& other : *place.others) eraseKey(other.key);
   }
   const std::uint32_t at = place.firstKey.at;
-  if (place.alternatives == 0 && at < m_compared.size() && m_compared[at].place == &place) {
+  if (place.firstKey.key == PathKeys::kNoKey && at < m_compared.size() &&
+      m_compared[at].place == &place) {
     m_compared[at] = m_compared.back();
     m_compared[at].place->firstKey.at = at;
     m_compared.pop_back();
@@ -203,9 +230,8 @@ void PatternIndex::erase(Place& place) noexcept {
   const auto inRow = std::find_if(m_row.begin(), m_row.end(),
                                   [&](const InRow& one) { return one.place == &place; });
   if (inRow != m_row.end()) m_row.erase(inRow);
-  place.otherKeys.reset();
+  place.others.reset();
   place.firstKey = {};
-  place.alternatives = 0;
   place.member = {};
 }
 

@@ -58,15 +58,20 @@ class PatternIndex {
     Place(const Place&) = delete;
     Place& operator=(const Place&) = delete;
 
-    // That of an alternative. Nearly all patterns have one only.
+    // What few patterns have: further alternatives, or further choices among their beginnings.
+    struct Other {
+      Key key;
+      Beginnings::Member member;
+    };
+
+    // That of an alternative.
     Key& key(std::size_t alternative) {
-      return alternative == 0 ? firstKey : otherKeys[alternative - 1];
+      return alternative == 0 ? firstKey : (*others)[alternative - 1].key;
     }
 
     Beginnings::Member member;  // no program while it is in no index
     Key firstKey;               // none: it is compared with every text, `at` is where
-    std::unique_ptr<Key[]> otherKeys;
-    std::uint32_t alternatives = 0;  // that stand in the table
+    std::unique_ptr<std::vector<Other>> others;
   };
 
   // What a look-up writes to, and nothing else does. Keeps its storage from text to text.
@@ -145,7 +150,8 @@ class PatternIndex {
             Work* work = nullptr) const;
 
   // Calls `found(owner)` for each pattern that, having read the UTF-8 part of a text, could read
-  // another character behind it, until it answers true, and answers so itself.
+  // another character behind it, until it answers true, and answers so itself; perhaps several
+  // times.
   template <typename Found>
   bool eachThatReadsOn(Text& text, Found found, std::uint64_t* steps = nullptr) const {
     return m_beginnings[0].eachThatReadsOn(text, false, found, steps) ||
@@ -218,6 +224,8 @@ class PatternIndex {
   bool gatherKeys(std::string_view text, Scratch& scratch, VisitGathered visitGathered) const;
   static Ends endsOf(const Steps& steps);
   static std::uint64_t componentsOf(std::string_view text, PathKeys::HashedText& hashed);
+  void insertBeginnings(Place& place);
+  void eraseBeginnings(Place& place) noexcept;
   void use(const Place::Key& key, int change);
   const PathKeys::PatternKey& leastPopular(const std::vector<PathKeys::PatternKey>& keys) const;
   bool uses(PathKeys::Kind kind) const { return m_kinds >> static_cast<unsigned>(kind) & 1; }

@@ -317,8 +317,20 @@ Program::Code::Code(const std::vector<Instruction>& instructions, std::string_vi
   if (!bytes.empty()) std::memcpy(m_memory.get() + m_size, bytes.data(), bytes.size());
 }
 
+std::uint32_t Program::Signs::choices(const Program& program) {
+  // Past the groups, whatever their alternatives lead to.
+  Signs signs(program, 0);
+  while (!isLast(signs.sign())) {
+    signs.advance(1);
+    if (signs.m_alternative == 0) continue;
+    signs.m_at = signs.m_group;
+    signs.m_alternative = 0;
+  }
+  return signs.m_choices;
+}
+
 Program::Signs::Sign Program::Signs::sign() const {
-  if (m_at == m_program.m_code.size()) return kEnd;
+  if (isAtEnd()) return kEnd;
   const Instruction& code = m_program.m_code[m_at];
   const auto byte = [&] {
     return static_cast<unsigned char>(m_program.bytes()[code.from + m_read]);
@@ -336,6 +348,10 @@ Program::Signs::Sign Program::Signs::sign() const {
       return kOneNotSlash;
     case Op::RunNotSlash:
       return kRunNotSlash;
+    case Op::Look:
+      return kLook;
+    case Op::Group:
+      return m_alternative == 0 && code.from <= kMostChoices / m_choices ? kLook : kOther;
     case Op::Literals:
       return reinterpret_cast<std::uintptr_t>(literals());
     case Op::Run:
@@ -347,13 +363,13 @@ Program::Signs::Sign Program::Signs::sign() const {
 }
 
 const LiteralSet* Program::Signs::literals() const {
-  if (m_at == m_program.m_code.size()) return nullptr;
+  if (isAtEnd()) return nullptr;
   const Instruction& code = m_program.m_code[m_at];
   return code.op == Op::Literals ? m_program.m_rare->literals[code.from].get() : nullptr;
 }
 
 std::string_view Program::Signs::literal() const {
-  if (m_at == m_program.m_code.size()) return {};
+  if (isAtEnd()) return {};
   const Instruction& code = m_program.m_code[m_at];
   if (code.op != Op::Bytes) return {};
   return m_program.bytes().substr(code.from + m_read, code.length - m_read);
@@ -370,8 +386,28 @@ void Program::Signs::advance(std::size_t count) {
     m_read += read;
     if (m_read < length) return;
     m_read = 0;
-    ++m_at;
+    if (code.op == Op::Group) {
+      enterGroup();
+    } else {
+      ++m_at;
+    }
+    if (m_alternative != 0 && m_at == m_alternative) {
+      m_at = m_group;
+      m_alternative = 0;
+    }
   }
+}
+
+void Program::Signs::enterGroup() {
+  const Instruction& group = m_program.m_code[m_at];
+  m_group = m_at + 1 + group.length;
+  ++m_at;
+  for (std::uint32_t i = m_choice % group.from; i > 0; --i)
+    m_at += 1 + m_program.m_code[m_at].length;
+  m_choice /= group.from;
+  m_choices *= group.from;
+  m_alternative = m_at + 1 + m_program.m_code[m_at].length;
+  ++m_at;
 }
 
 Steps Program::outline(std::size_t most) const {

@@ -162,7 +162,8 @@ class Program {
   bool m_caseSensitive;
 };
 
-// What a program reads, one sign after the other, as long as there is one sequence of them.
+// What a program reads, one sign after the other, as long as there is one sequence of them: one for
+// each choice among the alternatives of its groups.
 class Program::Signs {
  public:
   // A byte, one of those below, or the address of a set of literals. Ordered so that those that go
@@ -171,29 +172,41 @@ class Program::Signs {
   static constexpr Sign kOne = 256;
   static constexpr Sign kOneNotSlash = 257;
   static constexpr Sign kRunNotSlash = 258;
+  static constexpr Sign kLook = 259;  // the next character is looked at, and not read
   // The last sign of a program is one of these, and nothing is behind it.
   static constexpr Sign kAnything = ~Sign{3};  // goes on, whatever comes
   static constexpr Sign kEnd = ~Sign{2};       // the program ends
   static constexpr Sign kOther = ~Sign{1};     // what comes is no sequence of signs
 
-  // `program` outlives the object.
-  explicit Signs(const Program& program) : m_program(program) {}
+  // How many sequences a program has: a group that would give more than a few is an Other.
+  static std::uint32_t choices(const Program& program);
+
+  // `program` outlives the object; `choice` is below its number of choices.
+  Signs(const Program& program, std::uint32_t choice) : m_program(program), m_choice(choice) {}
 
   Sign sign() const;
   // The bytes that come next, if they stand side by side; one sign each.
   std::string_view literal() const;
   // Goes on by so many signs, at most to the last one.
   void advance(std::size_t count);
-
   // Null when the sign is no set of literals.
   const LiteralSet* literals() const;
 
   static bool isLast(Sign sign) { return sign >= kAnything; }
 
  private:
+  static constexpr std::uint32_t kMostChoices = 16;
+
+  bool isAtEnd() const { return m_at == m_program.m_code.size(); }
+  void enterGroup();
+
   const Program& m_program;
-  std::size_t m_at = 0;      // the instruction
-  std::uint32_t m_read = 0;  // signs of it that were read
+  std::uint32_t m_choice;         // among the groups that come
+  std::uint32_t m_choices = 1;    // of the groups that came
+  std::size_t m_at = 0;           // the instruction
+  std::uint32_t m_read = 0;       // signs of it that were read
+  std::size_t m_alternative = 0;  // where the alternative ends that it is in; 0: in none
+  std::size_t m_group = 0;        // and where its group does
 };
 
 }  // namespace QVL
