@@ -12,6 +12,7 @@
 
 namespace qvlpolicy {
 
+// The systems whose folders are known.
 enum class Platform { MacOs, Linux };
 
 // The path under which a scanner reports what `path` names, when that is another one: on macOS

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "qvlpolicy/Lint.h"
 #include "qvlpolicy/LivePolicy.h"
 #include "qvlpolicy/Patterns.h"
 #include "qvlpolicy/Policy.h"
@@ -22,12 +23,13 @@ struct qvlpolicy_policy {
 };
 
 struct qvlpolicy_report {
-  struct Entry {
-    qvlpolicy::Problem problem;
-    std::string message;
-    bool isError;
-  };
-  std::vector<Entry> entries;
+  qvlpolicy::Loaded loaded;           // without the policy
+  std::vector<std::string> messages;  // of the errors, then of the warnings
+};
+
+struct qvlpolicy_findings {
+  qvlpolicy::LintReport report;
+  std::vector<std::string> messages;
 };
 
 struct qvlpolicy_queries {
@@ -94,14 +96,13 @@ bool isUsable(const qvlpolicy_question* question) {
 
 qvlpolicy_report* reportOf(qvlpolicy::Loaded& loaded) {
   auto report = std::make_unique<qvlpolicy_report>();
-  const auto add = [&](std::vector<qvlpolicy::Problem>& problems, bool isError) {
-    for (qvlpolicy::Problem& problem : problems) {
-      std::string message = qvlpolicy::inWords(problem);
-      report->entries.push_back({std::move(problem), std::move(message), isError});
+  for (const auto* const problems : {&loaded.errors, &loaded.warnings}) {
+    for (const qvlpolicy::Problem& problem : *problems) {
+      report->messages.push_back(qvlpolicy::inWords(problem));
     }
-  };
-  add(loaded.errors, true);
-  add(loaded.warnings, false);
+  }
+  report->loaded = {nullptr, loaded.description, std::move(loaded.errors),
+                    std::move(loaded.warnings)};
   return report.release();
 }
 
@@ -236,6 +237,18 @@ qvlpolicy::QueryLimits limitsOf(const qvlpolicy_query_limits* limits) {
   return result;
 }
 
+qvlpolicy_severity severityOf(qvlpolicy::Severity severity) {
+  switch (severity) {
+    case qvlpolicy::Severity::Error:
+      return QVLPOLICY_ERROR;
+    case qvlpolicy::Severity::Warning:
+      return QVLPOLICY_WARNING;
+    case qvlpolicy::Severity::Note:
+      break;
+  }
+  return QVLPOLICY_NOTE;
+}
+
 qvlpolicy_metadata metadataOf(const std::shared_ptr<const qvlpolicy::Metadata>& metadata) {
   static const qvlpolicy::Metadata none;
   const qvlpolicy::Metadata& source = metadata ? *metadata : none;
@@ -306,24 +319,84 @@ void qvlpolicy_free(qvlpolicy_policy* policy) {
 }
 
 size_t qvlpolicy_report_count(const qvlpolicy_report* report) {
-  return report == nullptr ? 0 : report->entries.size();
+  return report == nullptr ? 0 : report->messages.size();
 }
 
 int qvlpolicy_report_get(const qvlpolicy_report* report, size_t index, qvlpolicy_problem* problem) {
-  if (report == nullptr || problem == nullptr || index >= report->entries.size()) {
+  if (report == nullptr || problem == nullptr || index >= report->messages.size()) {
     return QVLPOLICY_BAD_ARGUMENT;
   }
-  const qvlpolicy_report::Entry& entry = report->entries[index];
-  *problem = {entry.isError ? 1 : 0,       entry.problem.name,
-              entry.problem.line,          entry.problem.column,
-              bytesOf(entry.problem.file), bytesOf(entry.problem.element),
-              bytesOf(entry.problem.what), bytesOf(entry.problem.expected),
-              bytesOf(entry.problem.came), bytesOf(entry.message)};
+  const std::size_t errorCount = report->loaded.errors.size();
+  const bool isError = index < errorCount;
+  const qvlpolicy::Problem& source =
+      isError ? report->loaded.errors[index] : report->loaded.warnings[index - errorCount];
+  *problem = {isError ? 1 : 0,      source.name,
+              source.line,          source.column,
+              bytesOf(source.file), bytesOf(source.element),
+              bytesOf(source.what), bytesOf(source.expected),
+              bytesOf(source.came), bytesOf(report->messages[index])};
   return QVLPOLICY_OK;
 }
 
 void qvlpolicy_report_free(qvlpolicy_report* report) {
   delete report;
+}
+
+qvlpolicy_findings* qvlpolicy_lint(const qvlpolicy_report* report,
+                                   const qvlpolicy_lint_options* options) {
+  qvlpolicy::LintOptions with;
+  if (report == nullptr) return nullptr;
+  if (options != nullptr && !isText(options->today.data, options->today.length)) return nullptr;
+  return made([&]() -> qvlpolicy_findings* {
+    if (options != nullptr) {
+      with.today = viewOf(options->today);
+      if (options->platform == QVLPOLICY_LINUX) with.platform = qvlpolicy::Platform::Linux;
+      if (options->platform == QVLPOLICY_MACOS) with.platform = qvlpolicy::Platform::MacOs;
+    }
+    auto findings = std::make_unique<qvlpolicy_findings>();
+    findings->report = qvlpolicy::lint(report->loaded, with);
+    for (const qvlpolicy::Finding& finding : findings->report.findings) {
+      findings->messages.push_back(qvlpolicy::inWords(finding));
+    }
+    return findings.release();
+  });
+}
+
+size_t qvlpolicy_findings_count(const qvlpolicy_findings* findings) {
+  return findings == nullptr ? 0 : findings->messages.size();
+}
+
+int qvlpolicy_findings_get(const qvlpolicy_findings* findings, size_t index,
+                           qvlpolicy_finding* finding) {
+  if (findings == nullptr || finding == nullptr || index >= findings->messages.size()) {
+    return QVLPOLICY_BAD_ARGUMENT;
+  }
+  static const std::string nothing;
+  const qvlpolicy::Finding& source = findings->report.findings[index];
+  *finding = {source.name,
+              severityOf(source.severity),
+              source.allowedFor ? 1 : 0,
+              source.position.line,
+              source.position.column,
+              bytesOf(source.position.file),
+              bytesOf(source.position.element),
+              bytesOf(source.reason),
+              bytesOf(source.advice),
+              bytesOf(source.allowedFor ? *source.allowedFor : nothing),
+              bytesOf(findings->messages[index]),
+              source.dataSet.value_or(QVLPOLICY_NONE),
+              source.rule.value_or(QVLPOLICY_NONE)};
+  return QVLPOLICY_OK;
+}
+
+int qvlpolicy_findings_platform(const qvlpolicy_findings* findings) {
+  if (findings == nullptr) return QVLPOLICY_BAD_ARGUMENT;
+  return findings->report.platform == qvlpolicy::Platform::Linux ? QVLPOLICY_LINUX
+                                                                 : QVLPOLICY_MACOS;
+}
+
+void qvlpolicy_findings_free(qvlpolicy_findings* findings) {
+  delete findings;
 }
 
 int qvlpolicy_is_excluded(const qvlpolicy_policy* policy, const qvlpolicy_question* question) {

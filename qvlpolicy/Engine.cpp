@@ -1,7 +1,6 @@
 #include "qvlpolicy/Engine.h"
 
 #include <algorithm>
-#include <functional>
 #include <map>
 #include <set>
 #include <utility>
@@ -187,13 +186,6 @@ class RuleAdder {
     }
   }
 
-  using KeyOrder = std::function<bool(const std::string&, const std::string&)>;
-
-  static KeyOrder keyOrderOf(Kind kind) {
-    if (kind == Kind::FileType) return QVL::FileTypeAvoidanceDuplicateKey();
-    return std::less<std::string>();
-  }
-
   const Description& m_description;
   const DataSet& m_dataSet;
   const bool m_timesAreGiven;
@@ -270,9 +262,13 @@ std::unique_ptr<QVL::IAvoidance> makeRule(const DataSet& dataSet, const Rule& ru
   return made;
 }
 
+KeyOrder keyOrderOf(Kind kind) {
+  if (kind == Kind::FileType) return QVL::FileTypeAvoidanceDuplicateKey();
+  return std::less<std::string>();
+}
+
 bool haveSameKey(Kind kind, const Rule& a, const Rule& b) {
-  if (kind != Kind::FileType) return a.text == b.text;
-  const QVL::FileTypeAvoidanceDuplicateKey ordersBefore;
+  const KeyOrder ordersBefore = keyOrderOf(kind);
   return !ordersBefore(a.text, b.text) && !ordersBefore(b.text, a.text);
 }
 

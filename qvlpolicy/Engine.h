@@ -5,6 +5,7 @@
 
 #include <qvl/qvl.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -42,6 +43,10 @@ class Engine {
 
 // A data set with its switches and keywords, without rules.
 std::shared_ptr<QVL::IDataSet> makeDataSet(const DataSet& dataSet);
+
+// The order by which a data set of that kind finds the texts of rules that it holds already.
+using KeyOrder = std::function<bool(const std::string&, const std::string&)>;
+KeyOrder keyOrderOf(Kind kind);
 
 }  // namespace qvlpolicy
 

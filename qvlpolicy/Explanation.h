@@ -36,24 +36,26 @@ QVLPOLICY_EXPORT const char* deciderName(Decider decider);
 
 // A rule that matches, by the indices of its data set and of itself in the description.
 struct MatchingRule {
-  std::size_t dataSet;
-  std::size_t rule;
-  bool fitsAccess;  // false: matches but for the kind of access
+  std::size_t dataSet;  // by index
+  std::size_t rule;     // likewise
+  bool fitsAccess;      // false: matches but for the kind of access
 };
 
+// The part of one data set in an answer.
 struct DataSetAnswer {
-  bool isInLogic;
-  bool wasAsked;
-  bool matches;
-  Decider decider;
+  bool isInLogic;                   // does the logic name it?
+  bool wasAsked;                    // did the evaluation come to it?
+  bool matches;                     // what it answers, or would
+  Decider decider;                  // what settled that
   std::vector<MatchingRule> rules;  // all that match by themselves, whatever decided
   // The indices of rules whose expression takes too long on the text, so that the engine gives up
   // and they do not match.
   std::vector<std::size_t> gaveUp;
 };
 
+// The whole way to an answer.
 struct Explanation {
-  bool isExcluded;
+  bool isExcluded;                      // as Answer::isExcluded
   std::vector<unsigned int> matched;    // as Answer::dataSets
   std::vector<PartAnswer> parts;        // each before what it combines
   std::vector<DataSetAnswer> dataSets;  // in the order of the description
@@ -76,9 +78,10 @@ enum class Difference {
 // "same-folder" and so on: the name in machine-readable output.
 QVLPOLICY_EXPORT const char* differenceName(Difference difference);
 
+// A rule that nearly matches.
 struct NearRule {
-  std::size_t dataSet;
-  std::size_t rule;
+  std::size_t dataSet;    // by index
+  std::size_t rule;       // likewise
   Difference difference;  // the smallest one
 };
 

@@ -12,6 +12,7 @@
 
 namespace qvlpolicy {
 
+// What became of a text: its canonical form, or errors.
 struct Formatted {
   std::string text;             // empty when there is any error
   std::vector<Problem> errors;  // all that were found, in the order of the file

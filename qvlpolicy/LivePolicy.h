@@ -24,10 +24,11 @@ enum class Counting {
 
 // How often, and when last. Times are seconds since 1970; 0: never.
 struct Hits {
-  std::uint64_t count = 0;
-  std::time_t last = 0;
+  std::uint64_t count = 0;  // since the policy was put in force
+  std::time_t last = 0;     // of them
 };
 
+// What was counted until one moment.
 struct Counters {
   std::uint64_t questions = 0;  // since the holder was made
   std::uint64_t excluded = 0;   // likewise

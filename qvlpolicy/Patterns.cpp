@@ -9,6 +9,7 @@
 #include "fmt/format.h"
 #include "qvl/match/PatternLanguage.h"
 #include "qvlpolicy/RulePatterns.h"
+#include "qvlpolicy/Text.h"
 
 namespace qvlpolicy {
 namespace {
@@ -71,6 +72,13 @@ Age ageOf(const Rule& rule) {
     start = end + 1;
   }
   return age;
+}
+
+std::string ruleText(Kind kind, const Rule& rule) {
+  if (kind != Kind::FileAge) return escapedPattern(rule.text);
+  const Age age = ageOf(rule);
+  const unsigned int least = *std::min_element(age.days.begin(), age.days.end());
+  return fmt::format("{} more than {} ago", age.of, counted(least, "day", "days"));
 }
 
 }  // namespace qvlpolicy

@@ -47,10 +47,15 @@ QVLPOLICY_EXPORT std::vector<const Keyword*> keywordsIn(const DataSet& dataSet, 
 
 // An age rule's text taken apart.
 struct Age {
-  const char* of;  // "creation" or "modification"
-  std::vector<unsigned int> days;
+  const char* of;                  // "creation" or "modification"
+  std::vector<unsigned int> days;  // numbers of days; the smallest counts
 };
+
+// Takes the text of an age rule apart.
 QVLPOLICY_EXPORT Age ageOf(const Rule& rule);
+
+// The text of a rule of that kind, printable; an age in words.
+QVLPOLICY_EXPORT std::string ruleText(Kind kind, const Rule& rule);
 
 // Today in UTC, "2026-12-31", against which expiry is held.
 QVLPOLICY_EXPORT std::string todayText();

@@ -37,14 +37,15 @@ struct GivenTimes {
 // One file access. The texts are borrowed for the call. They may be any bytes; a text that is not
 // UTF-8 is matched by no rule that reads it.
 struct Question {
-  std::string_view path;     // full path of the file
-  std::string_view process;  // full path or name of the program; may be empty
-  QVL::AccessTypes access = QVL::ReadAccess;
+  std::string_view path;                      // full path of the file
+  std::string_view process;                   // full path or name of the program; may be empty
+  QVL::AccessTypes access = QVL::ReadAccess;  // kind of access
   const GivenTimes* times = nullptr;  // borrowed; of a policy with LoadOptions::timesAreGiven
 };
 
+// What a policy says to a question.
 struct Answer {
-  bool isExcluded = false;
+  bool isExcluded = false;  // need the access not be scanned?
   // The numbers of the data sets that were asked and matched, in the order in which the logic came
   // to them. Data sets that did not matter any more are not asked.
   std::vector<unsigned int> dataSets;

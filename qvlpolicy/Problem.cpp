@@ -1,7 +1,7 @@
 #include "qvlpolicy/Problem.h"
 
 #include "fmt/format.h"
-#include "qvlpolicy/Text.h"
+#include "qvlpolicy/Description.h"
 
 namespace qvlpolicy {
 
@@ -18,11 +18,8 @@ std::string reasonOf(const Problem& problem) {
 }
 
 std::string inWords(const Problem& problem) {
-  std::string text = escaped(problem.file);
-  if (problem.line > 0) text += fmt::format(":{}", problem.line);
-  if (problem.line > 0 && problem.column > 0) text += fmt::format(":{}", problem.column);
-  if (!problem.element.empty()) text += fmt::format(": {}", problem.element);
-  return fmt::format("{}: {}", text, reasonOf(problem));
+  const Position position = {problem.file, problem.line, problem.column, problem.element};
+  return fmt::format("{}: {}", inWords(position), reasonOf(problem));
 }
 
 }  // namespace qvlpolicy

@@ -18,23 +18,23 @@ namespace qvlpolicy {
 
 // A process and a kind of access. Those that it stands for get the same verdict for every file.
 struct Query {
-  std::string process;                      // empty: none
-  std::vector<std::string> alikeProcesses;  // other ones that it stands for
-  QVL::AccessTypes access = QVL::ReadAccess;
-  bool standsForOtherAccess = false;  // for every access type that no rule names
+  std::string process;                        // empty: none
+  std::vector<std::string> alikeProcesses;    // other ones that it stands for
+  QVL::AccessTypes access = QVL::ReadAccess;  // kind of access
+  bool standsForOtherAccess = false;          // for every access type that no rule names
 };
 
 // What is asked where the caller narrows it; nothing: all that makes a difference.
 struct QueryLimits {
-  std::optional<std::vector<std::string>> processes;  // an empty name: none
-  std::optional<std::vector<QVL::AccessTypes>> accesses;
+  std::optional<std::vector<std::string>> processes;      // an empty name: none
+  std::optional<std::vector<QVL::AccessTypes>> accesses;  // kinds of access
 };
 
 // A process rule for which no name of a process was found; all by index.
 struct NamelessRule {
-  std::size_t policy;
-  std::size_t dataSet;
-  std::size_t rule;
+  std::size_t policy;   // among those asked about
+  std::size_t dataSet;  // in its description
+  std::size_t rule;     // in its data set
 };
 
 // A name that the process rule matches: the rule itself where it matches that, as plain names and
@@ -64,6 +64,7 @@ class QVLPOLICY_EXPORT Queries {
   const std::vector<Query>& with(const std::optional<std::string>& process,
                                  const std::optional<QVL::AccessTypes>& access);
 
+  // Those that were given.
   const std::vector<const Policy*>& policies() const { return m_policies; }
 
   // Rules that nothing asked here can hit, unless the caller has given the processes.

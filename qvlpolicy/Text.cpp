@@ -113,6 +113,10 @@ std::string grouped(std::uint64_t number) {
   return digits;
 }
 
+std::string counted(std::uint64_t number, const char* singular, const char* plural) {
+  return grouped(number) + ' ' + (number == 1 ? singular : plural);
+}
+
 std::size_t findNonUtf8(std::string_view text) {
   for (std::size_t i = 0; i < text.size();) {
     const std::size_t length = characterAt(text.substr(i)).length;

@@ -28,6 +28,10 @@ QVLPOLICY_EXPORT std::string trimmed(std::string_view text);
 // 1234567 as "1,234,567".
 QVLPOLICY_EXPORT std::string grouped(std::uint64_t number);
 
+// "1 file", "2,345 files".
+QVLPOLICY_EXPORT std::string counted(std::uint64_t number, const char* singular,
+                                     const char* plural);
+
 // Where the first byte stands that belongs to no UTF-8 character; npos when there is none.
 QVLPOLICY_EXPORT std::size_t findNonUtf8(std::string_view text);
 

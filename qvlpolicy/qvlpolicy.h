@@ -28,9 +28,11 @@
 extern "C" {
 #endif
 
-/* The version of this header; qvlpolicy_version tells that of the library. */
+/* The version of this header, in three numbers; qvlpolicy_version tells that of the library. */
 #define QVLPOLICY_VERSION_MAJOR 0
+/* The second of them. */
 #define QVLPOLICY_VERSION_MINOR 1
+/* The third. */
 #define QVLPOLICY_VERSION_PATCH 0
 
 /* What a function that can fail returns. */
@@ -45,22 +47,24 @@ typedef enum qvlpolicy_status {
 /* Kinds of access. Any other number of 32 bits is legal, too. */
 enum { QVLPOLICY_READ = 1, QVLPOLICY_WRITE = 2, QVLPOLICY_ANY = 3 };
 
+/* A text: its bytes and how many they are. */
 typedef struct qvlpolicy_bytes {
-  const char* data;
-  size_t length;
+  const char* data; /* NULL only when the length is 0 */
+  size_t length;    /* in bytes */
 } qvlpolicy_bytes;
 
 /* One file access. */
 typedef struct qvlpolicy_question {
   qvlpolicy_bytes path;    /* full path of the file */
   qvlpolicy_bytes process; /* full path or name of the program; may be empty */
-  uint32_t access;
+  uint32_t access;         /* QVLPOLICY_READ, for instance */
 } qvlpolicy_question;
 
 /* An immutable policy that is ready to answer. */
 typedef struct qvlpolicy_policy qvlpolicy_policy;
 
-/* What was found while reading a policy: errors and warnings. */
+/* What was found while reading a policy: errors and warnings. It keeps what was read, as much
+ * memory as the policy itself, until it is freed. */
 typedef struct qvlpolicy_report qvlpolicy_report;
 
 /* ---- The library ---- */
@@ -106,16 +110,16 @@ QVLPOLICY_EXPORT void qvlpolicy_free(qvlpolicy_policy* policy);
 
 /* An error or a warning. Texts that are not there are empty. */
 typedef struct qvlpolicy_problem {
-  int is_error;            /* 1: the policy is refused for it; 0: a warning */
-  const char* name;        /* of its sort, for programs, such as "refused-rule"; static */
-  uint64_t line;           /* 1 is the first; 0: not known, or the whole file */
-  uint64_t column;         /* in characters, 1 is the first; 0: not known */
-  qvlpolicy_bytes file;    /* as it was named */
-  qvlpolicy_bytes element; /* in words, such as "data set 2 (number 7), rule 5" */
-  qvlpolicy_bytes what;    /* what is wrong; may be empty when the next two say all */
-  qvlpolicy_bytes expected;
-  qvlpolicy_bytes came;
-  qvlpolicy_bytes message; /* all of it: "FILE:LINE:COLUMN: ELEMENT: reason" */
+  int is_error;             /* 1: the policy is refused for it; 0: a warning */
+  const char* name;         /* of its sort, for programs, such as "refused-rule"; static */
+  uint64_t line;            /* 1 is the first; 0: not known, or the whole file */
+  uint64_t column;          /* in characters, 1 is the first; 0: not known */
+  qvlpolicy_bytes file;     /* as it was named */
+  qvlpolicy_bytes element;  /* in words, such as "data set 2 (number 7), rule 5" */
+  qvlpolicy_bytes what;     /* what is wrong; may be empty when the next two say all */
+  qvlpolicy_bytes expected; /* what would be right */
+  qvlpolicy_bytes came;     /* what stands there instead */
+  qvlpolicy_bytes message;  /* all of it: "FILE:LINE:COLUMN: ELEMENT: reason" */
 } qvlpolicy_problem;
 
 /* How many problems a report holds, errors first; 0 for NULL. */
@@ -127,6 +131,71 @@ QVLPOLICY_EXPORT int qvlpolicy_report_get(const qvlpolicy_report* report, size_t
 
 /* Gives up a report. NULL is fine. */
 QVLPOLICY_EXPORT void qvlpolicy_report_free(qvlpolicy_report* report);
+
+/* ---- Lint ---- */
+
+/* Which names of folders are only aliases of others. */
+typedef enum qvlpolicy_platform {
+  QVLPOLICY_PLATFORM_OF_RULES = 0, /* that whose folders the rules name */
+  QVLPOLICY_LINUX = 1,
+  QVLPOLICY_MACOS = 2
+} qvlpolicy_platform;
+
+/* What lint goes by. */
+typedef struct qvlpolicy_lint_options {
+  qvlpolicy_platform platform; /* where the policy is used */
+  qvlpolicy_bytes today;       /* YYYY-MM-DD, against which expiry is held; empty: today in UTC */
+} qvlpolicy_lint_options;
+
+/* How bad a finding is. */
+typedef enum qvlpolicy_severity {
+  QVLPOLICY_ERROR = 0,   /* the policy cannot be used */
+  QVLPOLICY_WARNING = 1, /* it does not do what it seems to, or excludes too much */
+  QVLPOLICY_NOTE = 2     /* worth a look */
+} qvlpolicy_severity;
+
+/* Of an index: there is none. */
+#define QVLPOLICY_NONE SIZE_MAX
+
+/* One thing that lint has to say. Texts that are not there are empty. */
+typedef struct qvlpolicy_finding {
+  const char* name;            /* of its sort, for programs, such as "covers-tree"; static */
+  qvlpolicy_severity severity; /* how bad it is */
+  int is_allowed;              /* 1: the policy says that it may stay, and why: allowed_for */
+  uint64_t line;               /* 1 is the first; 0: not known, or the whole file */
+  uint64_t column;             /* in characters, 1 is the first; 0: not known */
+  qvlpolicy_bytes file;        /* as it was named */
+  qvlpolicy_bytes element;     /* in words, such as "data set 7, rule 5" */
+  qvlpolicy_bytes reason;      /* what is odd, in words */
+  qvlpolicy_bytes advice;      /* what to do about it */
+  qvlpolicy_bytes allowed_for; /* the reason in the policy */
+  qvlpolicy_bytes message; /* in one line: "FILE:LINE:COLUMN: ELEMENT: warning: reason [name]" */
+  size_t data_set; /* that it is about, as qvlpolicy_data_set_at counts; or QVLPOLICY_NONE */
+  size_t rule;     /* likewise */
+} qvlpolicy_finding;
+
+/* What lint found. */
+typedef struct qvlpolicy_findings qvlpolicy_findings;
+
+/* Looks at the policy that the report is about, be it refused or not: for rules that are too broad,
+ * never match, or mean something else. Each error of the report is a finding, too. `options` may be
+ * NULL. Returns findings that the caller frees; NULL when there is no memory or an argument is
+ * wrong. The report may be freed afterwards. */
+QVLPOLICY_EXPORT qvlpolicy_findings* qvlpolicy_lint(const qvlpolicy_report* report,
+                                                    const qvlpolicy_lint_options* options);
+
+/* How many there are; 0 for NULL. */
+QVLPOLICY_EXPORT size_t qvlpolicy_findings_count(const qvlpolicy_findings* findings);
+
+/* Fills in *finding, whose texts belong to the findings. They are in the order of the files. */
+QVLPOLICY_EXPORT int qvlpolicy_findings_get(const qvlpolicy_findings* findings, size_t index,
+                                            qvlpolicy_finding* finding);
+
+/* The platform that lint went by: QVLPOLICY_LINUX or QVLPOLICY_MACOS. */
+QVLPOLICY_EXPORT int qvlpolicy_findings_platform(const qvlpolicy_findings* findings);
+
+/* Gives up findings. NULL is fine. */
+QVLPOLICY_EXPORT void qvlpolicy_findings_free(qvlpolicy_findings* findings);
 
 /* ---- Asking ---- */
 
@@ -146,8 +215,8 @@ QVLPOLICY_EXPORT int qvlpolicy_ask(const qvlpolicy_policy* policy,
 
 /* A rule that hits; the indices are those of qvlpolicy_rule_at. */
 typedef struct qvlpolicy_hit {
-  uint32_t data_set;
-  uint32_t rule;
+  uint32_t data_set; /* by index */
+  uint32_t rule;     /* likewise */
 } qvlpolicy_hit;
 
 /* Many questions that have process and access in common. */
@@ -195,8 +264,8 @@ QVLPOLICY_EXPORT int64_t qvlpolicy_ask_many(const qvlpolicy_policy* policy,
 
 /* A rule that matches, or nearly does; the indices are those of qvlpolicy_rule_at. */
 typedef struct qvlpolicy_match {
-  size_t data_set;
-  size_t rule;
+  size_t data_set;        /* by index */
+  size_t rule;            /* likewise */
   int fits_access;        /* 0: matches but for the kind of access */
   const char* difference; /* of a near rule, why it does not match ("case", "subfolders"), static;
                              NULL of a rule that matches */
@@ -220,27 +289,28 @@ QVLPOLICY_EXPORT int qvlpolicy_near_rules(const qvlpolicy_policy* policy,
  * that the caller wants: as qvlctl asks. */
 typedef struct qvlpolicy_queries qvlpolicy_queries;
 
+/* What is asked where the caller narrows it. */
 typedef struct qvlpolicy_query_limits {
   const qvlpolicy_bytes* processes; /* an empty one: no process; NULL: all that make a difference */
-  size_t process_count;
-  const uint32_t* accesses; /* NULL: all that make a difference */
-  size_t access_count;
+  size_t process_count;             /* how many those are */
+  const uint32_t* accesses;         /* NULL: all that make a difference */
+  size_t access_count;              /* how many those are */
 } qvlpolicy_query_limits;
 
 /* One process and one kind of access. */
 typedef struct qvlpolicy_query {
   qvlpolicy_bytes process; /* empty: none */
-  uint32_t access;
-  int is_other_access; /* 1: stands for every kind of access that no rule names */
-  size_t alike_count;  /* how many other processes it stands for, which get the same verdicts */
+  uint32_t access;         /* kind of access */
+  int is_other_access;     /* 1: stands for every kind of access that no rule names */
+  size_t alike_count;      /* how many other processes it stands for, which get the same verdicts */
 } qvlpolicy_query;
 
 /* A process rule for which no name of a process was found that it matches, so that nothing asked
  * can hit it; by the index of the policy and those of qvlpolicy_rule_at. */
 typedef struct qvlpolicy_nameless {
-  size_t policy;
-  size_t data_set;
-  size_t rule;
+  size_t policy;   /* by index */
+  size_t data_set; /* likewise */
+  size_t rule;     /* likewise */
 } qvlpolicy_nameless;
 
 /* The queries for `count` policies, which may be freed afterwards. `limits` may be NULL. Returns a
@@ -268,35 +338,37 @@ QVLPOLICY_EXPORT int qvlpolicy_queries_nameless(const qvlpolicy_queries* queries
 
 /* What people note beside a rule or a data set. */
 typedef struct qvlpolicy_metadata {
-  qvlpolicy_bytes comment;
-  qvlpolicy_bytes owner;
-  qvlpolicy_bytes reason;
-  qvlpolicy_bytes ticket;
+  qvlpolicy_bytes comment; /* anything worth knowing */
+  qvlpolicy_bytes owner;   /* who answers for it */
+  qvlpolicy_bytes reason;  /* why it is excluded */
+  qvlpolicy_bytes ticket;  /* where that was decided */
   qvlpolicy_bytes added;   /* YYYY-MM-DD */
   qvlpolicy_bytes expires; /* likewise; the last day on which it holds */
 } qvlpolicy_metadata;
 
+/* Rules of one kind, under a number. */
 typedef struct qvlpolicy_data_set {
-  uint32_t number;
-  const char* kind; /* "file-path", "folder", "process", "file-type" or "file-age"; static */
-  qvlpolicy_bytes name;
-  int enabled;
-  int is_dropped; /* has expired, and the policy drops what has */
-  size_t rule_count;
-  qvlpolicy_bytes file;
-  uint64_t line;
-  uint64_t column;
-  qvlpolicy_metadata metadata;
+  uint32_t number;      /* by which the logic names it */
+  const char* kind;     /* "file-path", "folder", "process", "file-type" or "file-age"; static */
+  qvlpolicy_bytes name; /* for people */
+  int enabled;          /* 0: switched off, never matches */
+  int is_dropped;       /* has expired, and the policy drops what has */
+  size_t rule_count;    /* how many rules it has */
+  qvlpolicy_bytes file; /* where its element begins */
+  uint64_t line;        /* 1 is the first */
+  uint64_t column;      /* in characters, 1 is the first */
+  qvlpolicy_metadata metadata; /* what people note beside it */
 } qvlpolicy_data_set;
 
+/* What is excluded, by one element of a data set. */
 typedef struct qvlpolicy_rule {
-  qvlpolicy_bytes text; /* of an age the engine's age text */
-  uint32_t access;
-  int is_dropped;
-  qvlpolicy_bytes file;
-  uint64_t line;
-  uint64_t column;
-  qvlpolicy_metadata metadata;
+  qvlpolicy_bytes text;        /* of an age the engine's age text */
+  uint32_t access;             /* the kind of access that it is for */
+  int is_dropped;              /* as that of a data set */
+  qvlpolicy_bytes file;        /* where its element begins */
+  uint64_t line;               /* 1 is the first */
+  uint64_t column;             /* in characters, 1 is the first */
+  qvlpolicy_metadata metadata; /* what people note beside it */
 } qvlpolicy_rule;
 
 /* The policy's logic, as written. */
@@ -353,6 +425,7 @@ QVLPOLICY_EXPORT qvlpolicy_policy* qvlpolicy_live_policy(qvlpolicy_live* live);
 /* What a holder counted until one moment. */
 typedef struct qvlpolicy_counters qvlpolicy_counters;
 
+/* Counters of all questions. */
 typedef struct qvlpolicy_totals {
   uint64_t questions; /* since the holder was made */
   uint64_t excluded;  /* likewise */
@@ -361,9 +434,10 @@ typedef struct qvlpolicy_totals {
   int64_t since;      /* when the policy in force was put there, in seconds since 1970 */
 } qvlpolicy_totals;
 
+/* Counters of a data set or a rule. */
 typedef struct qvlpolicy_hits {
-  uint64_t count;
-  int64_t last; /* in seconds since 1970; 0: never */
+  uint64_t count; /* how often it matched */
+  int64_t last;   /* in seconds since 1970; 0: never */
 } qvlpolicy_hits;
 
 /* Counters that the caller frees; NULL when there is no memory or `live` is NULL. */

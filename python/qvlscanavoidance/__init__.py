@@ -1,11 +1,13 @@
 """Exclusion policies of an on-access file scanner: which accesses go unscanned?
 
-    from qvlscanavoidance import Policy, PolicyError
+    from qvlscanavoidance import Policy, PolicyError, lint
 
     policy = Policy.load("policy.xml")
     policy.ask("/srv/build/a.o", access="read")      # Answer(excluded=True, data_sets=(1,))
     policy.ask_frame(frame["path"])                  # a column of pandas in, a frame out
     policy.ask_many(paths).excluded                  # a list or a numpy array in, a numpy array out
+    for finding in lint("policy.xml").findings:      # what is odd about it
+        print(finding)
 
 A thin layer over the C interface of libqvlpolicy: no policy is read and no rule is matched in Python.
 """
@@ -17,6 +19,8 @@ from ._policy import (
     Answers,
     DataSet,
     Explanation,
+    Finding,
+    LintReport,
     MatchingRule,
     NearRule,
     Policy,
@@ -27,6 +31,7 @@ from ._policy import (
     access_name,
     access_number,
     check,
+    lint,
     queries_for,
 )
 
@@ -36,6 +41,8 @@ __all__ = [
     "Answers",
     "DataSet",
     "Explanation",
+    "Finding",
+    "LintReport",
     "MatchingRule",
     "NearRule",
     "Paths",
@@ -47,6 +54,7 @@ __all__ = [
     "access_name",
     "access_number",
     "check",
+    "lint",
     "queries_for",
 ]
 

@@ -9,6 +9,7 @@ import sys
 from ctypes import POINTER, c_char_p, c_int, c_int64, c_size_t, c_uint32, c_uint64, c_void_p
 
 NO_TIME = -(2**63)
+NONE = ctypes.c_size_t(-1).value  # of an index
 
 
 class Bytes(ctypes.Structure):
@@ -42,6 +43,28 @@ class Problem(ctypes.Structure):
         ("expected", Bytes),
         ("came", Bytes),
         ("message", Bytes),
+    ]
+
+
+class LintOptions(ctypes.Structure):
+    _fields_ = [("platform", c_int), ("today", Bytes)]
+
+
+class Finding(ctypes.Structure):
+    _fields_ = [
+        ("name", c_char_p),
+        ("severity", c_int),
+        ("is_allowed", c_int),
+        ("line", c_uint64),
+        ("column", c_uint64),
+        ("file", Bytes),
+        ("element", Bytes),
+        ("reason", Bytes),
+        ("advice", Bytes),
+        ("allowed_for", Bytes),
+        ("message", Bytes),
+        ("data_set", c_size_t),
+        ("rule", c_size_t),
     ]
 
 
@@ -143,6 +166,11 @@ _FUNCTIONS = {
     "qvlpolicy_report_count": (c_size_t, [c_void_p]),
     "qvlpolicy_report_get": (c_int, [c_void_p, c_size_t, POINTER(Problem)]),
     "qvlpolicy_report_free": (None, [c_void_p]),
+    "qvlpolicy_lint": (c_void_p, [c_void_p, POINTER(LintOptions)]),
+    "qvlpolicy_findings_count": (c_size_t, [c_void_p]),
+    "qvlpolicy_findings_get": (c_int, [c_void_p, c_size_t, POINTER(Finding)]),
+    "qvlpolicy_findings_platform": (c_int, [c_void_p]),
+    "qvlpolicy_findings_free": (None, [c_void_p]),
     "qvlpolicy_ask": (
         c_int,
         [c_void_p, POINTER(Question), POINTER(c_uint32), c_size_t, POINTER(c_size_t)],

@@ -472,16 +472,105 @@ def check(file: Union[str, os.PathLike]) -> List[Problem]:
     return problems
 
 
-def _read(text, file, times_given, today):
+@dataclasses.dataclass(frozen=True)
+class Finding:
+    """One thing that lint has to say. Texts that are not there are empty."""
+
+    name: str  # of its sort, for programs, such as "covers-tree"
+    severity: str  # "error", "warning" or "note"
+    file: str
+    line: int  # 1 is the first; 0: not known, or the whole file
+    column: int  # in characters, 1 is the first; 0: not known
+    element: str
+    reason: str
+    advice: str
+    message: str  # all of it, but for the advice, in one line
+    data_set: Optional[int]  # the index of the data set that it is about, if it is about one
+    rule: Optional[int]  # likewise of the rule
+    allowed_for: Optional[str]  # why the policy says that it may stay, if it does
+
+    def __str__(self) -> str:
+        return self.message
+
+
+@dataclasses.dataclass(frozen=True)
+class LintReport:
+    """What lint found, in the order of the files."""
+
+    platform: str  # "linux" or "macos": whose names of folders it went by
+    findings: List[Finding]
+
+
+_PLATFORMS = {None: 0, "linux": 1, "macos": 2}
+_SEVERITIES = ("error", "warning", "note")
+
+
+def lint(
+    file: Union[str, os.PathLike], *, platform: Optional[str] = None, today: str = ""
+) -> LintReport:
+    """Looks for rules of a policy file that are too broad, never match, or mean something else; its
+    errors are findings, too. Raises OSError when the file cannot be read.
+
+    `platform`: "linux" or "macos", where the policy is used; None: the one whose folders the rules
+    name. `today`: the date, YYYY-MM-DD, against which expiry is held; by default today in UTC.
+    """
+    if platform not in _PLATFORMS:
+        raise ValueError(f'expected "linux", "macos" or None as the platform; came {platform!r}')
+    library, day = _native.library, today.encode()
+    options = _native.LintOptions(_PLATFORMS[platform], _native.Bytes.of(day))
+    with open(file, "rb") as opened:
+        handle, report = _parsed(opened.read(), os.fspath(file), False, today)
+    library.qvlpolicy_free(handle)
+    try:
+        findings = library.qvlpolicy_lint(report, ctypes.byref(options))
+    finally:
+        library.qvlpolicy_report_free(report)
+    if not findings:
+        raise MemoryError("there is no memory for the findings")
+    try:
+        went_by = library.qvlpolicy_findings_platform(findings)
+        count = library.qvlpolicy_findings_count(findings)
+        return LintReport(
+            next(name for name, number in _PLATFORMS.items() if number == went_by),
+            [_finding(findings, i) for i in range(count)],
+        )
+    finally:
+        library.qvlpolicy_findings_free(findings)
+
+
+def _finding(findings, index: int) -> Finding:
+    found = _native.Finding()
+    _native.check(_native.library.qvlpolicy_findings_get(findings, index, ctypes.byref(found)))
+    texts = ("file", "element", "reason", "advice", "message")
+    return Finding(
+        name=found.name.decode(),
+        severity=_SEVERITIES[found.severity],
+        line=found.line,
+        column=found.column,
+        data_set=None if found.data_set == _native.NONE else found.data_set,
+        rule=None if found.rule == _native.NONE else found.rule,
+        allowed_for=found.allowed_for.text() if found.is_allowed else None,
+        **{text: getattr(found, text).text() for text in texts},
+    )
+
+
+def _parsed(text, file, times_given, today):
+    """The handles of a policy, if it can be used, and of the report about it."""
     text, name, day = _encoded(text), os.fsencode(file), today.encode()
     options = _native.LoadOptions(_native.Bytes.of(day), int(times_given))
     report = ctypes.c_void_p()
     handle = _native.library.qvlpolicy_parse_with(
         text, len(text), name, len(name), ctypes.byref(options), ctypes.byref(report)
     )
+    if not report:
+        _native.library.qvlpolicy_free(handle)
+        raise MemoryError("there is no memory for the policy")
+    return handle, report
+
+
+def _read(text, file, times_given, today):
+    handle, report = _parsed(text, file, times_given, today)
     try:
-        if not handle and not report:
-            raise MemoryError("there is no memory for the policy")
         problems = []
         for i in range(_native.library.qvlpolicy_report_count(report)):
             found = _native.Problem()

@@ -88,6 +88,43 @@ def test_reads_files(tmp_path):
         Policy.load(tmp_path / "none.xml")
 
 
+def test_lints(tmp_path):
+    file = tmp_path / "policy.xml"
+    file.write_text(
+        """<exclusion-policy version="1">
+<logic>1</logic>
+<data-set number="1" kind="folder" expires="2030-01-01">
+<allow finding="covers-tree" rule="/srv/" reason="T-1"/>
+<rule>/srv/</rule>
+<rule>/etc/ü/</rule></data-set>
+</exclusion-policy>
+"""
+    )
+    report = qvl.lint(file, today="2030-01-01")
+    assert report.platform == "linux"
+    assert [(f.name, f.severity, f.line, f.data_set, f.rule, f.allowed_for) for f in report.findings] == [
+        ("covers-tree", "warning", 5, 0, 0, "T-1")
+    ]
+    assert str(report.findings[0]) == (
+        f"{file}:5:1: data set 1, rule 1: warning: it covers everything in /srv [covers-tree]"
+    )
+    assert report.findings[0].advice == "name the folders and files that are meant"
+    report = qvl.lint(file, platform="macos", today="2030-01-02")
+    assert report.platform == "macos"
+    assert [(f.name, f.rule, f.allowed_for) for f in report.findings] == [
+        ("expired", None, None),
+        ("covers-tree", 0, "T-1"),
+        ("alias-path", 1, None),
+    ]
+    assert "/private/etc/ü/" in report.findings[2].advice
+    file.write_text("<x/>")
+    assert [(f.severity, f.data_set) for f in qvl.lint(file).findings] == [("error", None)]
+    with pytest.raises(FileNotFoundError):
+        qvl.lint(tmp_path / "none.xml")
+    with pytest.raises(ValueError, match="came 'plan9'"):
+        qvl.lint(file, platform="plan9")
+
+
 def test_explains(policy):
     explained = policy.explain("/srv/build/a.exe")
     assert (explained.excluded, explained.data_sets, explained.near) == (False, (1, 3), ())

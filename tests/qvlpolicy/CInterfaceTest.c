@@ -149,6 +149,57 @@ static void tells_problems(void) {
   qvlpolicy_report_free(report);
 }
 
+static void lints(void) {
+  static const char text[] =
+      "<exclusion-policy version=\"1\">\n<logic>1</logic>\n"
+      "<data-set number=\"1\" kind=\"folder\">\n"
+      "<allow finding=\"covers-home\" reason=\"T-1\"/>\n"
+      "<rule>/home/ann/</rule>\n<rule>/srv/x</rule>\n"
+      "<rule expires=\"2030-01-01\">/etc/x/</rule></data-set></exclusion-policy>";
+  qvlpolicy_lint_options options;
+  qvlpolicy_report *report = NULL;
+  qvlpolicy_findings *findings;
+  qvlpolicy_finding finding;
+  memset(&options, 0, sizeof options);
+  /* Refused for the second rule, which does not keep the others from being looked at. */
+  EXPECT(qvlpolicy_parse(text, sizeof text - 1, "p.xml", 5, &report) == NULL);
+  options.today.data = "2029-12-31";
+  options.today.length = 10;
+  findings = qvlpolicy_lint(report, &options);
+  EXPECT(qvlpolicy_findings_count(findings) == 2);
+  EXPECT(qvlpolicy_findings_platform(findings) == QVLPOLICY_LINUX);
+  EXPECT(qvlpolicy_findings_get(findings, 2, &finding) == QVLPOLICY_BAD_ARGUMENT);
+  EXPECT(qvlpolicy_findings_get(findings, 0, NULL) == QVLPOLICY_BAD_ARGUMENT);
+  qvlpolicy_findings_free(findings);
+
+  options.platform = QVLPOLICY_MACOS;
+  options.today.data = "2030-01-02";
+  findings = qvlpolicy_lint(report, &options);
+  qvlpolicy_report_free(report);
+  EXPECT(qvlpolicy_findings_platform(findings) == QVLPOLICY_MACOS);
+  EXPECT(qvlpolicy_findings_count(findings) == 4);
+  EXPECT(qvlpolicy_findings_get(findings, 0, &finding) == QVLPOLICY_OK);
+  EXPECT(strcmp(finding.name, "covers-home") == 0 && finding.severity == QVLPOLICY_WARNING);
+  EXPECT(finding.is_allowed == 1 && is(finding.allowed_for, "T-1"));
+  EXPECT(finding.line == 5 && finding.column == 1 && is(finding.file, "p.xml"));
+  EXPECT(finding.data_set == 0 && finding.rule == 0);
+  EXPECT(is(finding.element, "data set 1, rule 1"));
+  EXPECT(is(finding.reason, "it covers the whole home folder /home/ann"));
+  EXPECT(is(finding.advice, "name the folders and files that are meant"));
+  EXPECT(is(finding.message,
+            "p.xml:5:1: data set 1, rule 1: warning: it covers the whole home folder /home/ann "
+            "[covers-home]"));
+  EXPECT(qvlpolicy_findings_get(findings, 1, &finding) == QVLPOLICY_OK);
+  EXPECT(strcmp(finding.name, "refused-rule") == 0 && finding.severity == QVLPOLICY_ERROR);
+  EXPECT(finding.is_allowed == 0 && is(finding.allowed_for, ""));
+  EXPECT(finding.data_set == QVLPOLICY_NONE && finding.rule == QVLPOLICY_NONE);
+  EXPECT(qvlpolicy_findings_get(findings, 2, &finding) == QVLPOLICY_OK);
+  EXPECT(strcmp(finding.name, "expired") == 0);
+  EXPECT(qvlpolicy_findings_get(findings, 3, &finding) == QVLPOLICY_OK);
+  EXPECT(strcmp(finding.name, "alias-path") == 0 && finding.rule == 2);
+  qvlpolicy_findings_free(findings);
+}
+
 static void enumerates(void) {
   qvlpolicy_policy *policy = parse(kPolicy);
   qvlpolicy_data_set data_set;
@@ -267,6 +318,9 @@ static void takes_wrong_arguments(void) {
   EXPECT(qvlpolicy_live_ask(NULL, &asked, NULL, 0, NULL) == QVLPOLICY_BAD_ARGUMENT);
   EXPECT(qvlpolicy_live_reload(NULL, NULL) == QVLPOLICY_BAD_ARGUMENT);
   EXPECT(qvlpolicy_live_counters(NULL) == NULL);
+  EXPECT(qvlpolicy_lint(NULL, NULL) == NULL && qvlpolicy_findings_count(NULL) == 0);
+  EXPECT(qvlpolicy_findings_platform(NULL) == QVLPOLICY_BAD_ARGUMENT);
+  qvlpolicy_findings_free(NULL);
   EXPECT(qvlpolicy_report_count(NULL) == 0 && qvlpolicy_data_set_count(NULL) == 0);
   qvlpolicy_free(NULL);
   qvlpolicy_report_free(NULL);
@@ -285,6 +339,7 @@ int main(int count, char *arguments[]) {
   asks(arguments[1]);
   answers_batches();
   tells_problems();
+  lints();
   enumerates();
   tells_what_to_ask();
   holds_a_policy_in_force();

@@ -11,11 +11,13 @@
 #include "io/Output.h"
 #include "io/Sarif.h"
 #include "io/TraceLog.h"
-#include "lint/Lint.h"
-#include "lint/Suppression.h"
+#include "lint/Baseline.h"
 
 namespace qvlctl {
 namespace {
+
+using qvlpolicy::Severity;
+using qvlpolicy::severityName;
 
 struct LintOptions {
   std::string policyFile;
@@ -49,8 +51,11 @@ class Lint {
  public:
   explicit Lint(const LintOptions& options) : m_options(options) {
     keepTraceLogSilent();
-    m_report = lint(options.policyFile, platformOf(options.platform));
-    if (!options.baseline.empty()) applyBaseline(options.baseline, m_report.findings);
+    const qvlpolicy::Loaded loaded = readPolicy(options.policyFile).loaded;
+    qvlpolicy::LintReport report = qvlpolicy::lint(loaded, {platformOf(options.platform), {}});
+    m_platform = report.platform;
+    m_findings = withFingerprints(loaded.description.get(), std::move(report.findings));
+    if (!options.baseline.empty()) applyBaseline(options.baseline, m_findings);
   }
 
   int run() {
@@ -69,8 +74,7 @@ class Lint {
  private:
   template <typename Which>
   std::uint64_t countIf(Which which) const {
-    return static_cast<std::uint64_t>(
-        std::count_if(m_report.findings.begin(), m_report.findings.end(), which));
+    return static_cast<std::uint64_t>(std::count_if(m_findings.begin(), m_findings.end(), which));
   }
 
   // Those that count.
@@ -87,7 +91,7 @@ class Lint {
   }
 
   void writeText(bool forGithub) {
-    for (const Finding& finding : m_report.findings) {
+    for (const Finding& finding : m_findings) {
       if (finding.isOpen()) forGithub ? writeForGithub(finding) : writeText(finding);
     }
     std::string known;
@@ -96,18 +100,14 @@ class Lint {
     m_output.print("{}: {}, {}, {}, on {}{}\n", escaped(m_options.policyFile),
                    counted(count(Severity::Error), "error", "errors"),
                    counted(count(Severity::Warning), "warning", "warnings"),
-                   counted(count(Severity::Note), "note", "notes"), nameOf(m_report.platform),
-                   known);
+                   counted(count(Severity::Note), "note", "notes"), nameOf(m_platform), known);
   }
 
   void writeText(const Finding& finding) {
     const Colour colour = finding.severity == Severity::Note ? Colour::None : Colour::Excluded;
-    m_output.print(
-        "{}\n    advice: {}\n",
-        describe(finding.position,
-                 fmt::format("{}: {} [{}]", m_output.coloured(colour, nameOf(finding.severity)),
-                             finding.reason, finding.name)),
-        finding.advice);
+    m_output.print("{}: {}: {} [{}]\n    advice: {}\n", inWords(finding.position),
+                   m_output.coloured(colour, severityName(finding.severity)), finding.reason,
+                   finding.name, finding.advice);
   }
 
   void writeForGithub(const Finding& finding) {
@@ -117,7 +117,7 @@ class Lint {
     if (position.column > 0) properties += fmt::format(",col={}", position.column);
     properties += fmt::format(",title={}", finding.name);
     m_output.print("::{} {}::{}\n",
-                   finding.severity == Severity::Note ? "notice" : nameOf(finding.severity),
+                   finding.severity == Severity::Note ? "notice" : severityName(finding.severity),
                    properties, escapedForGithub(messageOf(finding), false));
   }
 
@@ -129,11 +129,11 @@ class Lint {
 
   void writeSarif() {
     SarifLog log;
-    for (const Finding& finding : m_report.findings) {
+    for (const Finding& finding : m_findings) {
       const Position& position = finding.position;
       SarifResult result;
       result.name = finding.name;
-      result.level = nameOf(finding.severity);
+      result.level = severityName(finding.severity);
       result.message = messageOf(finding);
       result.places = {{position.file, position.line, position.column, position.element}};
       result.isSuppressed = finding.allowedFor.has_value();
@@ -153,15 +153,15 @@ class Lint {
     json["report"] = "lint";
     json["version"] = 1;
     addText(json, "policy", m_options.policyFile);
-    json["platform"] = nameOf(m_report.platform);
+    json["platform"] = nameOf(m_platform);
     json["errors"] = count(Severity::Error);
     json["warnings"] = count(Severity::Warning);
     json["notes"] = count(Severity::Note);
     json["allowed"] = allowedCount();
     json["inBaseline"] = baselineCount();
     json["findings"] = Json::array();
-    for (const Finding& finding : m_report.findings) {
-      Json one = {{"name", finding.name}, {"severity", nameOf(finding.severity)}};
+    for (const Finding& finding : m_findings) {
+      Json one = {{"name", finding.name}, {"severity", severityName(finding.severity)}};
       addText(one, "file", finding.position.file);
       one["line"] = finding.position.line;
       one["column"] = finding.position.column;
@@ -177,7 +177,8 @@ class Lint {
   }
 
   const LintOptions& m_options;
-  LintReport m_report = {Platform::MacOs, {}};
+  Platform m_platform = Platform::MacOs;
+  Findings m_findings;
   Output m_output;
 };
 

@@ -37,10 +37,6 @@ std::string readableSize(std::uint64_t bytes) {
   return fmt::format("{:.1f} {}", size, kUnits[unit]);
 }
 
-std::string counted(std::uint64_t number, const char* singular, const char* plural) {
-  return grouped(number) + ' ' + (number == 1 ? singular : plural);
-}
-
 std::string percentage(std::uint64_t part, std::uint64_t whole) {
   const double share =
       whole == 0 ? 0 : 100 * static_cast<double>(part) / static_cast<double>(whole);

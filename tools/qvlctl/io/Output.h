@@ -14,6 +14,7 @@
 
 namespace qvlctl {
 
+using qvlpolicy::counted;
 using qvlpolicy::escaped;
 using qvlpolicy::escapedPattern;
 using qvlpolicy::grouped;
@@ -22,9 +23,6 @@ using qvlpolicy::trimmed;
 
 // A number of bytes as "12 bytes", "1.5 KiB", "3.4 GiB".
 std::string readableSize(std::uint64_t bytes);
-
-// "1 file", "2,345 files".
-std::string counted(std::uint64_t number, const char* singular, const char* plural);
 
 // A share as "12.3 %"; "0.0 %" of nothing.
 std::string percentage(std::uint64_t part, std::uint64_t whole);

@@ -47,29 +47,16 @@ using qvlpolicy::parseNumber;
 using qvlpolicy::PartAnswer;
 using qvlpolicy::Place;
 using qvlpolicy::Platform;
+using qvlpolicy::Position;
+using qvlpolicy::positionOf;
+using qvlpolicy::positionOfLogic;
+using qvlpolicy::positionOfRule;
 using qvlpolicy::Problem;
 using qvlpolicy::Rule;
 using Policy = qvlpolicy::Description;
 
 inline constexpr const char* kAccessChoice =
     "read, write, any or a whole number from 0 to 4294967295";
-
-// A place in a policy file: what is not known is 0 or empty.
-struct Position {
-  std::string file;
-  std::size_t line = 0;
-  std::size_t column = 0;
-  std::string element;  // in words
-};
-
-// "FILE:LINE:COLUMN: ELEMENT: message", the form of everything that is said about a policy.
-std::string describe(const Position& position, std::string_view message);
-
-// Where a data set, a rule or a keyword stands, by their indices.
-Position positionOf(const Policy& policy, std::size_t dataSet);
-Position positionOfRule(const Policy& policy, std::size_t dataSet, std::size_t rule);
-Position positionOfKeyword(const Policy& policy, std::size_t dataSet, std::size_t keyword);
-Position positionOfLogic(const Policy& policy);
 
 // A policy cannot be used. Its text is all errors, one a line, from the second on with this
 // program's name in front.

@@ -24,17 +24,6 @@ void forEachNote(const std::shared_ptr<const qvlpolicy::Metadata>& metadata, Tak
 
 }  // namespace
 
-std::string ruleText(Kind kind, const Rule& rule) {
-  if (kind != Kind::FileAge) return escapedPattern(rule.text);
-  const qvlpolicy::Age age = qvlpolicy::ageOf(rule);
-  const unsigned int least = *std::min_element(age.days.begin(), age.days.end());
-  return fmt::format("{} more than {} ago", age.of, counted(least, "day", "days"));
-}
-
-std::vector<unsigned int> daysOf(const Rule& rule) {
-  return qvlpolicy::ageOf(rule).days;
-}
-
 std::string metadataInWords(const std::shared_ptr<const qvlpolicy::Metadata>& metadata) {
   std::string text;
   forEachNote(metadata, [&](const char* name, const std::string& value) {

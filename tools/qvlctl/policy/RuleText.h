@@ -13,11 +13,7 @@
 
 namespace qvlctl {
 
-// The text of a rule of that kind, printable; an age in words.
-std::string ruleText(Kind kind, const Rule& rule);
-
-// The numbers of days in an age rule, as written.
-std::vector<unsigned int> daysOf(const Rule& rule);
+using qvlpolicy::ruleText;
 
 // "rule 2, policy.xml:17: /srv/build/", by the index of the rule in a data set of the policy.
 std::string ruleInWords(const Policy& policy, const DataSet& dataSet, std::size_t rule);

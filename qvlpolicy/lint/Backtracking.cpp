@@ -1,4 +1,4 @@
-#include "lint/Backtracking.h"
+#include "qvlpolicy/lint/Backtracking.h"
 
 #include <algorithm>
 #include <bitset>
@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-namespace qvlctl {
+namespace qvlpolicy {
 namespace {
 
 using Bytes = std::bitset<256>;
@@ -285,4 +285,4 @@ bool canTakeExponentialTime(std::string_view expression) {
   }
 }
 
-}  // namespace qvlctl
+}  // namespace qvlpolicy

@@ -1,13 +1,15 @@
-#include "lint/LogicChecks.h"
+#include "qvlpolicy/lint/LogicChecks.h"
 
 #include <algorithm>
 #include <functional>
+#include <set>
 #include <string>
 
 #include "fmt/format.h"
-#include "io/Output.h"
+#include "qvlpolicy/Patterns.h"
+#include "qvlpolicy/Text.h"
 
-namespace qvlctl {
+namespace qvlpolicy {
 namespace {
 
 char operatorOf(const LogicPart& part) {
@@ -58,7 +60,7 @@ Role roleOf(unsigned int dataSet, const LogicPart& logic) {
                                                                                 : Role::Helps;
 }
 
-Findings checkLogic(const Policy& policy, const LogicPart& logic) {
+Findings checkLogic(const Description& policy, const LogicPart& logic) {
   Findings findings;
   const Position position = positionOfLogic(policy);
   if (mixesOperators(policy.logic)) {
@@ -72,12 +74,12 @@ Findings checkLogic(const Policy& policy, const LogicPart& logic) {
                         "it is true when no data set matches: files that no rule names are skipped",
                         "combine what is negated with something that has to match, such as 1&!2"});
   }
-  const std::vector<unsigned int> numbers = qvlpolicy::dataSetsIn(logic);
+  const std::vector<unsigned int> numbers = dataSetsIn(logic);
   const std::vector<DataSet>& dataSets = policy.dataSets;
+  std::set<unsigned int> existing;
+  for (const DataSet& dataSet : dataSets) existing.insert(dataSet.number);
   for (const unsigned int number : numbers) {
-    const bool exists = std::any_of(dataSets.begin(), dataSets.end(),
-                                    [&](const DataSet& one) { return one.number == number; });
-    if (exists) continue;
+    if (existing.count(number) > 0) continue;
     findings.push_back({"no-such-data-set", Severity::Warning, position,
                         fmt::format("there is no data set {}; it counts as not matching", number),
                         "add the data set, or take its number out"});
@@ -91,4 +93,4 @@ Findings checkLogic(const Policy& policy, const LogicPart& logic) {
   return findings;
 }
 
-}  // namespace qvlctl
+}  // namespace qvlpolicy

@@ -1,16 +1,24 @@
-#include "lint/Shadows.h"
+#include "qvlpolicy/lint/Shadows.h"
 
 #include <algorithm>
 #include <cstdint>
+#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
 
-#include "lint/PatternOrder.h"
+#include "qvlpolicy/Engine.h"
+#include "qvlpolicy/Patterns.h"
+#include "qvlpolicy/lint/PatternOrder.h"
 
-namespace qvlctl {
+namespace qvlpolicy {
 namespace {
+
+// What is done for each rule; where thousands of rules share all of their pieces, others may go
+// unseen.
+constexpr std::size_t kMostCompared = 200;  // candidates
+constexpr std::size_t kMostSteps = 8000;    // of comparing, before the last candidate
 
 bool fitsAllAccessesOf(const DataSet& dataSet, const Rule& wide, const Rule& narrow) {
   return dataSet.accessCheck != DataSet::AccessCheck::ByRule || wide.access == QVL::AnyAccess ||
@@ -38,17 +46,21 @@ class PieceIndex {
     }
   }
 
-  // Calls `take` with the patterns that may cover this one, some more than once.
+  // Calls `take` with the patterns that may cover this one, some more than once, until it answers
+  // false.
   template <typename Take>
   void eachCandidate(const Pattern& pattern, Take take) const {
-    for (const std::size_t candidate : m_everywhere) take(candidate);
+    bool goesOn = true;
+    const auto takeAll = [&](const std::vector<std::size_t>& candidates) {
+      for (std::size_t i = 0; goesOn && i < candidates.size(); ++i) goesOn = take(candidates[i]);
+    };
+    takeAll(m_everywhere);
     for (const std::string& run : pattern.runs()) {
-      for (std::size_t length = 1; length <= std::min(run.size(), kLongest); ++length) {
+      for (std::size_t length = 1; length <= std::min(run.size(), kLongest) && goesOn; ++length) {
         if (!m_lengths[length]) continue;
         eachPiece(run, length, [&](std::string_view piece) {
-          const auto found = m_lists.find(hash(piece));
-          if (found == m_lists.end()) return;
-          for (const std::size_t candidate : found->second) take(candidate);
+          const auto found = goesOn ? m_lists.find(hash(piece)) : m_lists.end();
+          if (found != m_lists.end()) takeAll(found->second);
         });
       }
     }
@@ -89,6 +101,16 @@ class PieceIndex {
   bool m_lengths[kLongest + 1] = {};      // of the pieces in m_lists
 };
 
+// The rules whose key no earlier rule has.
+std::vector<std::size_t> firstOfEachKey(const DataSet& dataSet) {
+  std::set<std::string, KeyOrder> keys(keyOrderOf(dataSet.kind));
+  std::vector<std::size_t> first;
+  for (std::size_t i = 0; i < dataSet.rules.size(); ++i) {
+    if (keys.insert(dataSet.rules[i].text).second) first.push_back(i);
+  }
+  return first;
+}
+
 // Ages are numbers: of each time of a file and each access the rule with the fewest days covers
 // most.
 std::vector<std::optional<std::size_t>> agesInShadow(const DataSet& dataSet) {
@@ -103,7 +125,7 @@ std::vector<std::optional<std::size_t>> agesInShadow(const DataSet& dataSet) {
     return std::uint64_t{access} << 1 | (ofCreation ? 1u : 0u);
   };
   for (std::size_t i = 0; i < rules.size(); ++i) {
-    const std::vector<unsigned int> days = qvlpolicy::ageOf(rules[i]).days;
+    const std::vector<unsigned int> days = ageOf(rules[i]).days;
     ages.push_back({rules[i].text.front() == '0', *std::min_element(days.begin(), days.end())});
     const bool comparesAccess = dataSet.accessCheck == DataSet::AccessCheck::ByRule;
     const auto [found, isNew] = widest.emplace(
@@ -132,26 +154,30 @@ std::vector<std::optional<std::size_t>> rulesInShadow(const DataSet& dataSet,
   if (compared != nullptr) *compared = 0;
   if (dataSet.kind == Kind::FileAge) return agesInShadow(dataSet);
   const std::vector<Rule>& rules = dataSet.rules;
-  std::vector<std::optional<Pattern>> patterns;
-  for (const Rule& rule : rules) patterns.push_back(Pattern::of(dataSet, rule));
+  std::vector<std::optional<Pattern>> patterns(rules.size());
+  for (const std::size_t i : firstOfEachKey(dataSet)) patterns[i] = Pattern::of(dataSet, rules[i]);
   const PieceIndex index(patterns);
 
   std::vector<std::optional<std::size_t>> shadows(rules.size());
+  std::size_t steps = 0;
   const auto covers = [&](std::size_t wide, std::size_t narrow) {
     return fitsAllAccessesOf(dataSet, rules[wide], rules[narrow]) &&
-           patterns[wide]->covers(*patterns[narrow]);
+           patterns[wide]->covers(*patterns[narrow], steps);
   };
   for (std::size_t i = 0; i < rules.size(); ++i) {
     if (!patterns[i]) continue;
+    std::size_t seen = 0;
+    steps = 0;
     index.eachCandidate(*patterns[i], [&](std::size_t j) {
-      if (i == j || (shadows[i] && *shadows[i] <= j)) return;
+      if (++seen > kMostCompared || steps > kMostSteps) return false;
+      if (i == j || (shadows[i] && *shadows[i] <= j)) return true;
       if (compared != nullptr) ++*compared;
-      if (haveSameKey(dataSet.kind, rules[i], rules[j]) || !covers(j, i)) return;
-      if (i < j && covers(i, j)) return;
+      if (!covers(j, i) || (i < j && covers(i, j))) return true;
       shadows[i] = j;
+      return true;
     });
   }
   return shadows;
 }
 
-}  // namespace qvlctl
+}  // namespace qvlpolicy

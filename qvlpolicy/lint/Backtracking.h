@@ -1,17 +1,17 @@
 // Regular expressions that take a very long time.
 
-#ifndef QVLCTL_LINT_BACKTRACKING_H
-#define QVLCTL_LINT_BACKTRACKING_H
+#ifndef QVLPOLICY_LINT_BACKTRACKING_H
+#define QVLPOLICY_LINT_BACKTRACKING_H
 
 #include <string_view>
 
-namespace qvlctl {
+namespace qvlpolicy {
 
 // Can a search that tries one way after the other need time that grows exponentially with the text?
 // That is so when a part of the text can go round a loop of the expression in two ways, as in
 // (a+)+. Expressions with lookaheads or references back are not judged: false.
 bool canTakeExponentialTime(std::string_view expression);
 
-}  // namespace qvlctl
+}  // namespace qvlpolicy
 
-#endif  // QVLCTL_LINT_BACKTRACKING_H
+#endif  // QVLPOLICY_LINT_BACKTRACKING_H

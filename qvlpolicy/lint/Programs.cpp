@@ -1,13 +1,12 @@
-#include "lint/Programs.h"
+#include "qvlpolicy/lint/Programs.h"
 
 #include <qvl/qvl.h>
 
 #include <algorithm>
 #include <iterator>
-#include <memory>
 #include <string_view>
 
-namespace qvlctl {
+namespace qvlpolicy {
 namespace {
 
 constexpr const char* kInterpreters[] = {
@@ -39,7 +38,8 @@ std::string_view withoutVersion(std::string_view name) {
 
 }  // namespace
 
-std::optional<std::string> interpreterOf(const DataSet& dataSet, const Rule& rule) {
+std::optional<std::string> interpreterOf(const DataSet& dataSet, const Rule& rule,
+                                         QVL::IAvoidance& made) {
   if (dataSet.kind != Kind::Process) return std::nullopt;
   const std::string_view text = rule.text;
   const std::string_view name = withoutVersion(text.substr(text.rfind('/') + 1));
@@ -47,26 +47,24 @@ std::optional<std::string> interpreterOf(const DataSet& dataSet, const Rule& rul
       std::end(kInterpreters)) {
     return rule.text;
   }
-  const std::unique_ptr<QVL::IAvoidance> one = makeRule(dataSet, rule);
   for (const char* const folder : kFolders) {
     for (const char* const interpreter : kInterpreters) {
       std::string path = std::string(folder) + interpreter;
-      if (matches(dataSet, *one, path)) return path;
+      if (matches(dataSet, made, path)) return path;
     }
   }
   return std::nullopt;
 }
 
-std::optional<std::string> programTypeOf(const DataSet& dataSet, const Rule& rule) {
+std::optional<std::string> programTypeOf(const DataSet& dataSet, QVL::IAvoidance& made) {
   if (dataSet.kind != Kind::FileType && dataSet.kind != Kind::FilePath) return std::nullopt;
-  const std::unique_ptr<QVL::IAvoidance> one = makeRule(dataSet, rule);
   for (const char* const type : kProgramTypes) {
     // Names that no rule has in mind.
-    const bool isAnywhere = matches(dataSet, *one, std::string("/q7x/k3v/w9z.") + type) &&
-                            matches(dataSet, *one, std::string("/h4s.") + type);
+    const bool isAnywhere = matches(dataSet, made, std::string("/q7x/k3v/w9z.") + type) &&
+                            matches(dataSet, made, std::string("/h4s.") + type);
     if (isAnywhere) return type;
   }
   return std::nullopt;
 }
 
-}  // namespace qvlctl
+}  // namespace qvlpolicy

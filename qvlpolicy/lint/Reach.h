@@ -1,14 +1,16 @@
 // How much of a file system a rule covers.
 
-#ifndef QVLCTL_LINT_REACH_H
-#define QVLCTL_LINT_REACH_H
+#ifndef QVLPOLICY_LINT_REACH_H
+#define QVLPOLICY_LINT_REACH_H
+
+#include <qvl/qvl.h>
 
 #include <optional>
 #include <string>
 
-#include "policy/Policy.h"
+#include "qvlpolicy/Description.h"
 
-namespace qvlctl {
+namespace qvlpolicy {
 
 // What a rule covers that no rule should; the rule is asked about paths that nobody has thought of.
 struct Reach {
@@ -17,11 +19,12 @@ struct Reach {
   std::string home;  // one user's whole home folder; empty for none
 };
 
-Reach reachOf(const DataSet& dataSet, const Rule& rule);
+// `made` is the rule as the engine makes it.
+Reach reachOf(const DataSet& dataSet, const Rule& rule, QVL::IAvoidance& made);
 
 // The folder, which ordinary users may write to, that the rule names something in.
 std::optional<std::string> writableFolderOf(Kind kind, const Rule& rule);
 
-}  // namespace qvlctl
+}  // namespace qvlpolicy
 
-#endif  // QVLCTL_LINT_REACH_H
+#endif  // QVLPOLICY_LINT_REACH_H

@@ -1,11 +1,11 @@
-#include "lint/PatternOrder.h"
+#include "qvlpolicy/lint/PatternOrder.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <string_view>
 #include <utility>
 
-namespace qvlctl {
+namespace qvlpolicy {
 namespace {
 
 bool startsWith(std::string_view text, std::string_view beginning) {
@@ -96,7 +96,7 @@ bool Pattern::mayTake(const Token& wide, const Token& narrow) {
   return false;
 }
 
-bool Pattern::covers(const Pattern& narrow) const {
+bool Pattern::covers(const Pattern& narrow, std::size_t& steps) const {
   // Most pairs of rules part within the first characters.
   const std::size_t common = std::min(m_tokens.size(), narrow.m_tokens.size());
   std::size_t same = 0;
@@ -127,6 +127,7 @@ bool Pattern::covers(const Pattern& narrow) const {
     // Folders of the other pattern stand behind a slash, so they end in one even if they are none.
     const bool endsInSlash =
         token.type == Type::Folders || (token.type == Type::Character && token.character == '/');
+    steps += size;
     std::vector<bool> next(size + 1);
     for (std::size_t i = 0; i < size; ++i) {
       const Type type = m_tokens[i].type;
@@ -142,4 +143,4 @@ bool Pattern::covers(const Pattern& narrow) const {
   return places[size];
 }
 
-}  // namespace qvlctl
+}  // namespace qvlpolicy

@@ -1,18 +1,15 @@
-#include "lint/Reach.h"
+#include "qvlpolicy/lint/Reach.h"
 
 #include <qvl/qvl.h>
 
 #include <algorithm>
-#include <exception>
 #include <initializer_list>
-#include <memory>
 #include <string_view>
 #include <vector>
 
-#include "policy/Engine.h"
-#include "policy/RuleText.h"
+#include "qvlpolicy/Patterns.h"
 
-namespace qvlctl {
+namespace qvlpolicy {
 namespace {
 
 constexpr const char* kTrees[] = {
@@ -36,13 +33,13 @@ constexpr const char* kOddFileBelow = "/q7x/k3v/w9z.j5";
 
 class Probe {
  public:
-  Probe(const DataSet& dataSet, const Rule& rule)
-      : m_isProcess(dataSet.kind == Kind::Process), m_rule(makeRule(dataSet, rule)) {}
+  Probe(const DataSet& dataSet, QVL::IAvoidance& rule)
+      : m_isProcess(dataSet.kind == Kind::Process), m_rule(rule) {}
 
   bool matches(const std::string& text) const {
     QVL::LookupData request;
     (m_isProcess ? request.m_processName : request.m_filePath) = text;
-    return m_rule->canAvoid(request);
+    return m_rule.canAvoid(request);
   }
 
   // Everything in a folder, whatever it is called?
@@ -52,7 +49,7 @@ class Probe {
 
  private:
   const bool m_isProcess;
-  const std::unique_ptr<QVL::IAvoidance> m_rule;
+  QVL::IAvoidance& m_rule;
 };
 
 std::vector<std::string> componentsOf(std::string_view path) {
@@ -92,32 +89,28 @@ Reach reachAmongFiles(const Probe& probe, const Rule& rule) {
 
 }  // namespace
 
-Reach reachOf(const DataSet& dataSet, const Rule& rule) {
+Reach reachOf(const DataSet& dataSet, const Rule& rule, QVL::IAvoidance& made) {
   if (dataSet.kind == Kind::FileAge) {
-    const std::vector<unsigned int> days = daysOf(rule);
+    const std::vector<unsigned int> days = ageOf(rule).days;
     Reach reach;
     reach.everything = std::find(days.begin(), days.end(), 0u) != days.end();
     return reach;
   }
-  try {
-    const Probe probe(dataSet, rule);
-    Reach reach;
-    const auto matchesAll = [&](std::initializer_list<const char*> texts) {
-      return std::all_of(texts.begin(), texts.end(),
-                         [&](const char* text) { return probe.matches(text); });
-    };
-    switch (dataSet.kind) {
-      case Kind::FileType:
-        reach.everything = matchesAll({"/f.a", "/f.txt", "/f.q7xk3v", "/f.DOCX"});
-        return reach;
-      case Kind::Process:
-        reach.everything = matchesAll({"/usr/bin/q7x", "/Applications/Q7x.app/Contents/MacOS/q7x"});
-        return reach;
-      default:
-        return reachAmongFiles(probe, rule);
-    }
-  } catch (const std::exception&) {
-    return {};  // a rule that the engine refuses covers nothing
+  const Probe probe(dataSet, made);
+  Reach reach;
+  const auto matchesAll = [&](std::initializer_list<const char*> texts) {
+    return std::all_of(texts.begin(), texts.end(),
+                       [&](const char* text) { return probe.matches(text); });
+  };
+  switch (dataSet.kind) {
+    case Kind::FileType:
+      reach.everything = matchesAll({"/f.a", "/f.txt", "/f.q7xk3v", "/f.DOCX"});
+      return reach;
+    case Kind::Process:
+      reach.everything = matchesAll({"/usr/bin/q7x", "/Applications/Q7x.app/Contents/MacOS/q7x"});
+      return reach;
+    default:
+      return reachAmongFiles(probe, rule);
   }
 }
 
@@ -143,4 +136,4 @@ std::optional<std::string> writableFolderOf(Kind kind, const Rule& rule) {
   return std::nullopt;
 }
 
-}  // namespace qvlctl
+}  // namespace qvlpolicy

@@ -1,27 +1,27 @@
-#include "lint/RuleChecks.h"
+#include "qvlpolicy/lint/RuleChecks.h"
 
 #include <qvl/qvl.h>
 
 #include <algorithm>
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "fmt/format.h"
-#include "io/Output.h"
-#include "lint/Backtracking.h"
-#include "lint/Programs.h"
-#include "lint/Reach.h"
-#include "lint/Shadows.h"
-#include "policy/Engine.h"
-#include "policy/RuleText.h"
+#include "qvlpolicy/Engine.h"
+#include "qvlpolicy/Patterns.h"
+#include "qvlpolicy/Text.h"
+#include "qvlpolicy/lint/Backtracking.h"
+#include "qvlpolicy/lint/Programs.h"
+#include "qvlpolicy/lint/Reach.h"
+#include "qvlpolicy/lint/Shadows.h"
 
-namespace qvlctl {
+namespace qvlpolicy {
 namespace {
 
 constexpr std::string_view kExpressionCharacters = "+()[]{}|^$\\";
@@ -100,21 +100,28 @@ std::string quotedCharacters(const std::string& characters) {
 
 class DataSetCheck {
  public:
-  DataSetCheck(const Policy& policy, std::size_t index, Role role, Platform platform)
+  DataSetCheck(const Description& policy, std::size_t index, const Circumstances& circumstances)
       : m_policy(policy),
         m_index(index),
         m_dataSet(policy.dataSets[index]),
-        m_role(role),
-        m_platform(platform) {}
+        m_role(circumstances.role),
+        m_platform(circumstances.platform),
+        m_today(circumstances.today) {}
 
   Findings run() {
     m_position = positionOf(m_policy, m_index);
     checkSwitches();
-    for (std::size_t i = 0; i < m_dataSet.keywords.size(); ++i) {
-      m_position = positionOfKeyword(m_policy, m_index, i);
-      checkKeyword(m_dataSet.keywords[i]);
+    std::set<const Keyword*> inRules;
+    for (const Rule& rule : m_dataSet.rules) {
+      const std::vector<const Keyword*> found = keywordsIn(m_dataSet, rule);
+      inRules.insert(found.begin(), found.end());
     }
-    m_leftToTheEngine = qvlpolicy::rulesLeftToTheEngine(m_dataSet);
+    for (std::size_t i = 0; i < m_dataSet.keywords.size(); ++i) {
+      const Keyword& keyword = m_dataSet.keywords[i];
+      m_position = positionOfKeyword(m_policy, m_index, i);
+      checkKeyword(keyword, inRules.count(&keyword) > 0);
+    }
+    m_leftToTheEngine = rulesLeftToTheEngine(m_dataSet);
     for (std::size_t i = 0; i < m_dataSet.rules.size(); ++i) {
       m_position = positionOfRule(m_policy, m_index, i);
       m_rule = i;
@@ -173,12 +180,7 @@ class DataSetCheck {
 
   // ---- Keywords ----
 
-  void checkKeyword(const Keyword& keyword) {
-    const bool isInRule =
-        std::any_of(m_dataSet.rules.begin(), m_dataSet.rules.end(), [&](const Rule& rule) {
-          const std::vector<const Keyword*> found = keywordsIn(m_dataSet, rule);
-          return std::find(found.begin(), found.end(), &keyword) != found.end();
-        });
+  void checkKeyword(const Keyword& keyword, bool isInRule) {
     if (m_dataSet.wildcards && keyword.name.find_first_of(".*?") != std::string::npos) {
       if (isInRule) {
         warn(
@@ -218,20 +220,20 @@ class DataSetCheck {
   }
 
   void checkNormalisation(const std::string& text) {
-    if (qvlpolicy::composed(text) == text) return;
+    if (composed(text) == text) return;
     warn("not-nfc",
          fmt::format(
              "letters and accents in {} are apart (not in normalisation form C); a path that "
              "has them composed does not match, though it looks the same",
              inQuotes(text)),
          fmt::format("write {}, or both if files may be named either way",
-                     inQuotes(qvlpolicy::composed(text))));
+                     inQuotes(composed(text))));
   }
 
   // ---- Rules ----
 
   // Dates compare as texts.
-  void checkExpiry(const std::shared_ptr<const qvlpolicy::Metadata>& metadata) {
+  void checkExpiry(const std::shared_ptr<const Metadata>& metadata) {
     if (!metadata || metadata->expires.empty() || metadata->expires >= m_today) return;
     warn("expired",
          fmt::format("it has expired on {}, and {}", metadata->expires,
@@ -242,14 +244,15 @@ class DataSetCheck {
   void checkRule(std::size_t index) {
     const Rule& rule = m_dataSet.rules[index];
     checkExpiry(rule.metadata);
+    std::unique_ptr<QVL::IAvoidance> made;
     try {
-      makeRule(m_dataSet, rule);
+      made = makeRule(m_dataSet, rule);
     } catch (const QVL::QVLException&) {
       return;  // told with the errors
     }
-    const Reach reach = reachOf(m_dataSet, rule);
+    const Reach reach = reachOf(m_dataSet, rule, *made);
     checkReach(rule, reach);
-    checkPrograms(rule, reach);
+    checkPrograms(rule, reach, *made);
     if (m_dataSet.kind == Kind::FileAge) {
       checkAge(rule);
       return;
@@ -314,15 +317,15 @@ class DataSetCheck {
   }
 
   // Where nothing else has to match, what can run or be any program is let through with the rule.
-  void checkPrograms(const Rule& rule, const Reach& reach) {
+  void checkPrograms(const Rule& rule, const Reach& reach, QVL::IAvoidance& made) {
     if (m_role != Role::Decides || !m_dataSet.enabled || reach.everything) return;
-    if (const auto interpreter = interpreterOf(m_dataSet, rule)) {
+    if (const auto interpreter = interpreterOf(m_dataSet, rule, made)) {
       warn("interpreter",
            fmt::format("{} runs whatever it is told to, and all that it does goes unscanned",
                        escaped(*interpreter)),
            "name the program that is meant, or let the logic want a folder as well");
     }
-    if (const auto extension = programTypeOf(m_dataSet, rule)) {
+    if (const auto extension = programTypeOf(m_dataSet, made)) {
       warn("carries-programs",
            fmt::format("files with the extension {} can carry programs, and are let through "
                        "anywhere",
@@ -332,7 +335,7 @@ class DataSetCheck {
   }
 
   void checkAge(const Rule& rule) {
-    if (daysOf(rule).size() == 1) return;
+    if (ageOf(rule).days.size() == 1) return;
     add("superfluous-days", Severity::Note,
         fmt::format("only the smallest number of days counts: it means {}",
                     ruleText(Kind::FileAge, rule)),
@@ -417,7 +420,7 @@ class DataSetCheck {
   }
 
   void checkAlias(const std::string& text) {
-    const std::optional<std::string> real = qvlpolicy::realName(m_platform, text);
+    const std::optional<std::string> real = realName(m_platform, text);
     if (!real) return;
     warn("alias-path",
          fmt::format("on {} {} is another name for {}, and the scanner asks for the real one",
@@ -520,20 +523,13 @@ class DataSetCheck {
     return true;
   }
 
-  using KeyOrder = std::function<bool(const std::string&, const std::string&)>;
-
-  static KeyOrder keyOrderOf(Kind kind) {
-    if (kind == Kind::FileType) return QVL::FileTypeAvoidanceDuplicateKey();
-    return std::less<std::string>();
-  }
-
-  const Policy& m_policy;
+  const Description& m_policy;
   const std::size_t m_index;
   const DataSet& m_dataSet;
   const Role m_role;
   const Platform m_platform;
   std::map<std::string, std::size_t, KeyOrder> m_byKey{keyOrderOf(m_dataSet.kind)};
-  const std::string m_today = qvlpolicy::todayText();
+  const std::string& m_today;
   Position m_position;
   std::optional<std::size_t> m_rule;  // that is being checked
   Findings m_findings;
@@ -542,8 +538,9 @@ class DataSetCheck {
 
 }  // namespace
 
-Findings checkDataSet(const Policy& policy, std::size_t dataSet, Role role, Platform platform) {
-  return DataSetCheck(policy, dataSet, role, platform).run();
+Findings checkDataSet(const Description& policy, std::size_t dataSet,
+                      const Circumstances& circumstances) {
+  return DataSetCheck(policy, dataSet, circumstances).run();
 }
 
-}  // namespace qvlctl
+}  // namespace qvlpolicy

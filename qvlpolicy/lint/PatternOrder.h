@@ -1,15 +1,16 @@
 // Which of two rules is the wider one?
 
-#ifndef QVLCTL_LINT_PATTERN_ORDER_H
-#define QVLCTL_LINT_PATTERN_ORDER_H
+#ifndef QVLPOLICY_LINT_PATTERN_ORDER_H
+#define QVLPOLICY_LINT_PATTERN_ORDER_H
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "policy/Policy.h"
+#include "qvlpolicy/Description.h"
 
-namespace qvlctl {
+namespace qvlpolicy {
 
 // A rule with wildcards as a sequence of what its expression is made of.
 class Pattern {
@@ -18,8 +19,9 @@ class Pattern {
   // of one; a rule for the age of files.
   static std::optional<Pattern> of(const DataSet& dataSet, const Rule& rule);
 
-  // Does this one match everything that `narrow` does? True is certain; false may be wrong.
-  bool covers(const Pattern& narrow) const;
+  // Does this one match everything that `narrow` does? True is certain; false may be wrong. Adds to
+  // `steps` how many pairs of their pieces had to be looked at.
+  bool covers(const Pattern& narrow, std::size_t& steps) const;
 
   // The runs of characters between wildcards and keywords. Of a pattern that covers another one
   // each is a part of one of the other's.
@@ -51,6 +53,6 @@ class Pattern {
   std::vector<std::string> m_runs;
 };
 
-}  // namespace qvlctl
+}  // namespace qvlpolicy
 
-#endif  // QVLCTL_LINT_PATTERN_ORDER_H
+#endif  // QVLPOLICY_LINT_PATTERN_ORDER_H

@@ -1,14 +1,14 @@
 // What is odd about a business logic.
 
-#ifndef QVLCTL_LINT_LOGIC_CHECKS_H
-#define QVLCTL_LINT_LOGIC_CHECKS_H
+#ifndef QVLPOLICY_LINT_LOGIC_CHECKS_H
+#define QVLPOLICY_LINT_LOGIC_CHECKS_H
 
 #include <vector>
 
-#include "lint/Finding.h"
-#include "policy/Policy.h"
+#include "qvlpolicy/Description.h"
+#include "qvlpolicy/Lint.h"
 
-namespace qvlctl {
+namespace qvlpolicy {
 
 // What a data set does for the verdict.
 enum class Role {
@@ -19,8 +19,8 @@ enum class Role {
 
 Role roleOf(unsigned int dataSet, const LogicPart& logic);
 
-Findings checkLogic(const Policy& policy, const LogicPart& logic);
+Findings checkLogic(const Description& policy, const LogicPart& logic);
 
-}  // namespace qvlctl
+}  // namespace qvlpolicy
 
-#endif  // QVLCTL_LINT_LOGIC_CHECKS_H
+#endif  // QVLPOLICY_LINT_LOGIC_CHECKS_H

@@ -1,19 +1,22 @@
-#include "lint/Lint.h"
+#include "qvlpolicy/Lint.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
 #include <string_view>
 #include <tuple>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
-#include "lint/LogicChecks.h"
-#include "lint/RuleChecks.h"
-#include "lint/Suppression.h"
-#include "policy/Policy.h"
+#include "fmt/format.h"
+#include "qvlpolicy/lint/Allowances.h"
+#include "qvlpolicy/lint/LogicChecks.h"
+#include "qvlpolicy/lint/RuleChecks.h"
 
-namespace qvlctl {
+#include "qvlpolicy/Patterns.h"
+
+namespace qvlpolicy {
 namespace {
 
 const char* adviceFor(std::string_view name) {
@@ -28,11 +31,11 @@ Finding findingFrom(const Problem& error) {
   return {error.name,
           Severity::Error,
           {error.file, error.line, error.column, error.element},
-          qvlpolicy::reasonOf(error),
+          reasonOf(error),
           adviceFor(error.name)};
 }
 
-Platform guessPlatform(const Policy& policy) {
+Platform guessPlatform(const Description& policy) {
   static constexpr const char* kMacOs[] = {"/Users/",  "/Applications/", "/Library/",
                                            "/System/", "/private/",      "/Volumes/"};
   static constexpr const char* kLinux[] = {"/home/",    "/root/",      "/srv/",     "/usr/include/",
@@ -57,25 +60,44 @@ void append(Findings& findings, Findings more) {
   std::move(more.begin(), more.end(), std::back_inserter(findings));
 }
 
-void checkPolicy(const Policy& policy, LintReport& report) {
-  const std::optional<LogicPart> logic = qvlpolicy::parseLogic(policy.logic);
+void checkPolicy(const Description& policy, const std::string& today, LintReport& report) {
+  const std::optional<LogicPart> logic = parseLogic(policy.logic);
   if (logic) append(report.findings, checkLogic(policy, *logic));
+  // A logic is short, and there may be many data sets that it does not name.
+  const std::vector<unsigned int> inLogic =
+      logic ? dataSetsIn(*logic) : std::vector<unsigned int>();
   for (std::size_t i = 0; i < policy.dataSets.size(); ++i) {
-    const Role role = logic ? roleOf(policy.dataSets[i].number, *logic) : Role::Hinders;
-    append(report.findings, checkDataSet(policy, i, role, report.platform));
+    const unsigned int number = policy.dataSets[i].number;
+    const bool isInLogic = std::binary_search(inLogic.begin(), inLogic.end(), number);
+    const Role role = isInLogic ? roleOf(number, *logic) : Role::Hinders;
+    append(report.findings, checkDataSet(policy, i, {role, report.platform, today}));
   }
 }
 
 // Where a finding stands among those of all files.
-std::tuple<std::size_t, std::size_t, std::size_t> orderOf(const std::vector<std::string>& files,
-                                                          const Position& position) {
-  const auto file = std::find(files.begin(), files.end(), position.file);
-  return {static_cast<std::size_t>(file - files.begin()), position.line, position.column};
-}
+class FileOrder {
+ public:
+  explicit FileOrder(const std::vector<std::string>& files) {
+    for (std::size_t i = 0; i < files.size(); ++i) m_numbers.emplace(files[i], i);
+  }
+
+  bool operator()(const Finding& a, const Finding& b) const {
+    return placeOf(a.position) < placeOf(b.position);
+  }
+
+ private:
+  std::tuple<std::size_t, std::size_t, std::size_t> placeOf(const Position& position) const {
+    const auto file = m_numbers.find(position.file);
+    return {file == m_numbers.end() ? m_numbers.size() : file->second, position.line,
+            position.column};
+  }
+
+  std::unordered_map<std::string_view, std::size_t> m_numbers;
+};
 
 }  // namespace
 
-const char* nameOf(Severity severity) {
+const char* severityName(Severity severity) {
   switch (severity) {
     case Severity::Error:
       return "error";
@@ -87,24 +109,23 @@ const char* nameOf(Severity severity) {
   return "";
 }
 
-LintReport lint(const std::string& file, std::optional<Platform> platform) {
-  LintReport report = {platform.value_or(Platform::MacOs), {}};
+std::string inWords(const Finding& finding) {
+  return fmt::format("{}: {}: {} [{}]", inWords(finding.position), severityName(finding.severity),
+                     finding.reason, finding.name);
+}
+
+LintReport lint(const Loaded& loaded, const LintOptions& options) {
+  LintReport report = {options.platform.value_or(Platform::MacOs), {}};
   Findings& findings = report.findings;
-  const qvlpolicy::Loaded loaded = readPolicy(file).loaded;
-  for (const Problem& error : loaded.errors) {
-    findings.push_back(findingFrom(error));
-  }
+  for (const Problem& error : loaded.errors) findings.push_back(findingFrom(error));
   // What the engine refuses leaves the rest of a policy to be looked at.
   if (!loaded.description) return report;
-  const Policy& policy = *loaded.description;
-  if (!platform) report.platform = guessPlatform(policy);
-  checkPolicy(policy, report);
+  const Description& policy = *loaded.description;
+  if (!options.platform) report.platform = guessPlatform(policy);
+  checkPolicy(policy, options.today.empty() ? todayText() : options.today, report);
   applyAllowances(policy, findings);
-  addFingerprints(policy, findings);
-  std::stable_sort(findings.begin(), findings.end(), [&](const Finding& a, const Finding& b) {
-    return orderOf(policy.files, a.position) < orderOf(policy.files, b.position);
-  });
+  std::stable_sort(findings.begin(), findings.end(), FileOrder(policy.files));
   return report;
 }
 
-}  // namespace qvlctl
+}  // namespace qvlpolicy
