@@ -4,6 +4,23 @@
 function flush() {
   printf "%s", comment
 }
+# Comments of C as those of C++: a block that begins a line, and one that ends it.
+inBlock { isOver = /\*\/$/; sub(/^ *\*? ?/, blockPrefix); sub(/ *\*\/$/, ""); inBlock = !isOver }
+!inBlock && /^ *\/\* / {
+  blockPrefix = $0
+  sub(/\/\*.*/, "// ", blockPrefix)
+  inBlock = !/\*\/$/
+  sub(/\/\*/, "//")
+  sub(/ *\*\/$/, "")
+}
+!inBlock && / \/\* / && !/^#/ {
+  blockPrefix = "  // "
+  inBlock = !/\*\/$/
+  sub(/ *\/\*/, "  //")
+  sub(/ *\*\/$/, "")
+}
+# What a backslash begins is a command of doxygen's.
+/\/\// { gsub(/\\/, "&&") }
 # Doxygen takes this pattern for the end of a comment.
 { gsub(/`\/\*\*\/`/, "<code>/\\&#42;\\&#42;/</code>") }
 
