@@ -232,7 +232,7 @@ inline const int qvlMutant = std::getenv("QVL_MUTANT") ? std::atoi(std::getenv("
 #line 1
 """
 # Begins an object that lives on behind its line.
-OBJECT = re.compile(r"^\s*(?:const )?(?:std::)?[A-Za-z][\w:<>, *]* \w+[({\[]")
+OBJECT = re.compile(r"^\s*(?:const )?(?:auto &?&?\[|(?:std::)?[A-Za-z][\w:<>, *]* \w+[({\[])")
 # What stands before, the expression, what stands behind, and how the expression is put.
 VALUES = [
     (re.compile(r"^(\s*(?:\} else )?(?:if|while) \()(.*)(\) \{)$"), "bool({})"),

@@ -26,6 +26,8 @@ int statusCalls = 0;
 
 // What the next calls tell as the time of creation, when set.
 std::optional<long long> toldCreation;
+// Do they say that they know it?
+bool creationIsKnown = true;
 
 template <typename Function>
 Function next(const char* name) {
@@ -42,7 +44,11 @@ int statx(int folder, const char* name, int flags, unsigned int mask,
   using Statx = int (*)(int, const char*, int, unsigned int, struct statx*);
   const int result = next<Statx>("statx")(folder, name, flags, mask, status);
   if (result == 0 && toldCreation) {
-    status->stx_mask |= STATX_BTIME;
+    if (creationIsKnown) {
+      status->stx_mask |= STATX_BTIME;
+    } else {
+      status->stx_mask &= ~STATX_BTIME;
+    }
     status->stx_btime.tv_sec = *toldCreation;
   }
   return result;
@@ -77,7 +83,10 @@ namespace {
 
 class FileStatus : public testing::Test {
  protected:
-  void TearDown() override { toldCreation.reset(); }
+  void TearDown() override {
+    toldCreation.reset();
+    creationIsKnown = true;
+  }
 
   // How many calls a lookup makes.
   template <typename Lookup>
@@ -105,6 +114,18 @@ TEST_F(FileStatus, ATimeOfCreationOfZeroIsUnknown) {
   LookupData request = fileRequest(file.path());
   EXPECT_FALSE(FileAgeAvoidance("0   -1", AnyAccess).canAvoid(request));
   EXPECT_TRUE(FileAgeAvoidance("1   -1", AnyAccess).canAvoid(request));
+}
+
+// Where a file system does not say that it knows the time of creation, what stands in its place is
+// none.
+TEST_F(FileStatus, ATimeOfCreationThatIsNotKnownIsNotRead) {
+  TestFile file;
+  LookupData request = fileRequest(file.path());
+  FileAgeAvoidance rule("0   90", AnyAccess);
+  toldCreation = 86400;
+  EXPECT_TRUE(rule.canAvoid(request));
+  creationIsKnown = false;
+  EXPECT_FALSE(rule.canAvoid(request));
 }
 
 TEST_F(FileStatus, ATimeOfModificationOfZeroIsATime) {
