@@ -4,8 +4,10 @@
 #include <unicode/casemap.h>
 
 #include <algorithm>
+#include <deque>
 #include <exception>
 #include <initializer_list>
+#include <iterator>
 #include <optional>
 #include <set>
 #include <string>
@@ -23,6 +25,9 @@ constexpr std::size_t kMaxNearRules = 5;
 
 // How many rules are made anew and asked for one difference, at most.
 constexpr std::size_t kMaxTried = 200;
+
+// With more rules than this, none is kept without its differences.
+constexpr std::size_t kMaxKept = 10000;
 
 constexpr Difference kAllDifferences[] = {
     Difference::Case,       Difference::Normalisation, Difference::Slash,  Difference::Alias,
@@ -158,50 +163,32 @@ std::string folded(const std::string& text) {
   return U_SUCCESS(error) ? result : text;
 }
 
-// Do all literal pieces of a pattern stand in one of the texts, which are folded? A pattern of
-// which that is not so cannot match any of them.
-bool mayMatch(const DataSet& switches, const std::string& pattern,
-              const std::vector<std::string>& texts) {
+// The literal pieces of a pattern, folded: one that does not hold all of them in a text that is
+// folded cannot match it. Nothing where that cannot be told from the pattern.
+std::vector<std::string> piecesOf(const DataSet& switches, const std::string& pattern) {
   if (!switches.wildcards || !switches.keywords.empty() || switches.kind == Kind::FileType) {
-    return true;
+    return {};
   }
   // The engine's words for wildcards, and the alternatives of expressions.
   static constexpr const char* kMeta = "+()[]{}|^$\\";
   if (pattern.find_first_of(kMeta) != std::string::npos ||
       pattern.find("DOUBLE") != std::string::npos) {
-    return true;
+    return {};
   }
   const std::string wanted = folded(pattern);
-  return std::any_of(texts.begin(), texts.end(), [&](const std::string& text) {
-    for (std::size_t at = 0; at < wanted.size();) {
-      const std::size_t end = std::min(wanted.find_first_of("*?", at), wanted.size());
-      // A slash behind a wildcard may be that of no folder at all.
-      std::string_view piece = std::string_view(wanted).substr(at, end - at);
-      if (at > 0 && !piece.empty() && piece.front() == '/') piece.remove_prefix(1);
-      if (text.find(piece) == std::string::npos) return false;
-      at = end + 1;
-    }
-    return true;
-  });
-}
-
-bool matches(const DataSet& switches, const Rule& rule, QVL::LookupData request,
-             const std::vector<std::string>& texts) {
-  try {
-    const std::unique_ptr<QVL::IAvoidance> made = makeRule(switches, rule);
-    std::string& text = switches.kind == Kind::Process ? request.m_processName : request.m_filePath;
-    for (const std::string& other : texts) {
-      text = other;
-      if (made->canAvoid(request)) return true;
-    }
-  } catch (const QVL::QVLException&) {
-    // No such variant.
-  } catch (const std::bad_alloc&) {
-    throw;
-  } catch (const std::exception&) {
-    // A text that the expression cannot read.
+  std::vector<std::string> pieces;
+  for (std::size_t at = 0; at < wanted.size();) {
+    const std::size_t end = std::min(wanted.find_first_of("*?", at), wanted.size());
+    // A slash behind a wildcard may be that of no folder at all.
+    std::string_view piece = std::string_view(wanted).substr(at, end - at);
+    if (at > 0 && !piece.empty() && piece.front() == '/') piece.remove_prefix(1);
+    if (!piece.empty()) pieces.emplace_back(piece);
+    at = end + 1;
   }
-  return false;
+  // The longest is the rarest.
+  std::sort(pieces.begin(), pieces.end(),
+            [](const std::string& a, const std::string& b) { return a.size() > b.size(); });
+  return pieces;
 }
 
 }  // namespace
@@ -232,33 +219,124 @@ const char* differenceName(Difference difference) {
   return "";
 }
 
+// A rule without a difference.
+class NearRules::Variant {
+ public:
+  Variant(const DataSet& switches, const Rule& rule, Difference difference)
+      : m_switches(switches), m_rule(rule) {
+    m_rule.text = ruleTextWithout(difference, switches.kind, rule.text);
+    if (difference == Difference::Subfolders) m_rule.includeSubfolders = true;
+    m_pieces = piecesOf(switches, m_rule.text);
+  }
+
+  // May it match one of the texts, which are folded?
+  bool mayMatch(const std::vector<std::string>& texts) const {
+    return std::any_of(texts.begin(), texts.end(), [&](const std::string& text) {
+      return std::all_of(m_pieces.begin(), m_pieces.end(), [&](const std::string& piece) {
+        return text.find(piece) != std::string::npos;
+      });
+    });
+  }
+
+  bool matches(QVL::LookupData request, const std::vector<std::string>& texts) {
+    try {
+      std::call_once(m_isMade, [&] {
+        try {
+          m_made = makeRule(m_switches, m_rule);
+        } catch (const QVL::QVLException&) {
+          // No such variant.
+        }
+      });
+      if (!m_made) return false;
+      std::string& text =
+          m_switches.kind == Kind::Process ? request.m_processName : request.m_filePath;
+      for (const std::string& other : texts) {
+        text = other;
+        if (m_made->canAvoid(request)) return true;
+      }
+    } catch (const std::bad_alloc&) {
+      throw;
+    } catch (const std::exception&) {
+      // A text that the expression cannot read.
+    }
+    return false;
+  }
+
+ private:
+  const DataSet& m_switches;
+  Rule m_rule;
+  std::vector<std::string> m_pieces;
+  std::once_flag m_isMade;
+  std::unique_ptr<QVL::IAvoidance> m_made;
+};
+
+struct NearRules::Variants {
+  DataSet switches;
+  std::deque<Variant> rules;
+};
+
+NearRules::NearRules(const Description& description) : m_description(description) {}
+
+NearRules::~NearRules() = default;
+
+const std::vector<std::unique_ptr<NearRules::Variants>>& NearRules::kept() const {
+  std::call_once(m_keptIsMade, [this] {
+    std::size_t count = 0;
+    for (const DataSet& dataSet : m_description.dataSets) count += dataSet.rules.size();
+    if (count > kMaxKept) return;
+    std::vector<std::unique_ptr<Variants>> made;
+    for (const Difference difference : kAllDifferences) {
+      for (const DataSet& dataSet : m_description.dataSets) {
+        made.push_back(std::make_unique<Variants>());
+        if (!applies(difference, dataSet)) continue;
+        Variants& variants = *made.back();
+        variants.switches = switchesWithout(difference, dataSet);
+        for (const Rule& rule : dataSet.rules) {
+          variants.rules.emplace_back(variants.switches, rule, difference);
+        }
+      }
+    }
+    m_kept = std::move(made);
+  });
+  return m_kept;
+}
+
 std::vector<NearRule> NearRules::find(const QVL::LookupData& request,
                                       const Explanation& explanation) const {
   std::set<std::pair<std::size_t, std::size_t>> known;
   for (const DataSetAnswer& dataSet : explanation.dataSets) {
     for (const MatchingRule& match : dataSet.rules) known.insert({match.dataSet, match.rule});
   }
+  const auto& allKept = kept();
   std::vector<NearRule> found;
-  for (const Difference difference : kAllDifferences) {
+  for (std::size_t k = 0; k < std::size(kAllDifferences); ++k) {
+    const Difference difference = kAllDifferences[k];
     std::size_t tried = 0;
     for (std::size_t i = 0; i < m_description.dataSets.size(); ++i) {
       const DataSet& dataSet = m_description.dataSets[i];
       if (!applies(difference, dataSet)) continue;
-      const DataSet switches = switchesWithout(difference, dataSet);
       const std::vector<std::string> texts = textsWithout(
           difference, dataSet.kind == Kind::Process ? request.m_processName : request.m_filePath);
+      if (texts.empty()) continue;
       std::vector<std::string> foldedTexts;
       for (const std::string& text : texts) foldedTexts.push_back(folded(text));
-      for (std::size_t j = 0; j < dataSet.rules.size() && tried < kMaxTried; ++j) {
-        const Rule& rule = dataSet.rules[j];
-        const std::string text = ruleTextWithout(difference, dataSet.kind, rule.text);
-        if (!mayMatch(switches, text, foldedTexts)) continue;
+      const auto isNear = [&](Variant& variant) {
+        if (!variant.mayMatch(foldedTexts)) return false;
         ++tried;
-        Rule variant = rule;
-        variant.text = text;
-        if (difference == Difference::Subfolders) variant.includeSubfolders = true;
-        if (!matches(switches, variant, request, texts)) continue;
-        if (known.insert({i, j}).second) found.push_back({i, j, difference});
+        return variant.matches(request, texts);
+      };
+      Variants* const variants =
+          allKept.empty() ? nullptr : allKept[k * m_description.dataSets.size() + i].get();
+      const DataSet switches = variants ? DataSet() : switchesWithout(difference, dataSet);
+      for (std::size_t j = 0; j < dataSet.rules.size() && tried < kMaxTried; ++j) {
+        bool near = false;
+        if (variants) {
+          near = isNear(variants->rules[j]);
+        } else {
+          Variant variant(switches, dataSet.rules[j], difference);
+          near = isNear(variant);
+        }
+        if (near && known.insert({i, j}).second) found.push_back({i, j, difference});
         if (found.size() == kMaxNearRules) return found;
       }
     }
