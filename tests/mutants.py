@@ -95,6 +95,7 @@ ROOMS = {
         Program("dataset/dataset_index_test", slow=True),
         Program("lookup/lookup_together_test", slow=True),
         Program("whole/no_allocation_test", alone=True, slow=True),
+        Program("whole/starvation_test", alone=True, slow=True),
     ],
 }
 
