@@ -200,7 +200,7 @@ class PatternIndex {
     bool folded;
   };
 
-  // From so many candidates on it pays to find out which grams the text has.
+  // Behind so many candidates it pays to find out which grams the text has.
   static constexpr std::size_t kManyCandidates = 12;
   // Up to so many patterns are compared in a row.
   static constexpr std::size_t kFewPatterns = 16;
@@ -326,21 +326,21 @@ bool PatternIndex::visitCandidates(std::string_view text, Scratch& scratch, Work
     });
   }
 
-  std::size_t visited = 0;  // of the keys
-  bool knowsGrams = false;
+  std::size_t visited = 0;     // of the keys
+  std::size_t candidates = 0;  // whose components the text has, as far as they are counted
   // The entries of the keys that were gathered since, and those without keys when `last`.
   const auto visitGathered = [&](std::uint64_t components, bool last) {
-    std::size_t candidates = last ? m_compared.size() : 0;
     for (std::size_t i = visited; i < scratch.keys.size(); ++i) m_table.prefetch(scratch.keys[i]);
-    for (std::size_t i = visited; i < scratch.keys.size(); ++i) {
-      candidates += m_table.count(scratch.keys[i]);
-    }
-    const bool many = candidates > kManyCandidates;
-    if (many && !std::exchange(knowsGrams, true)) scratch.grams.assign(scratch.text);
     const auto pass = [&](const Entry& entry) {
       if (work) ++work->entries;
       if ((entry.components & ~components) != 0) return false;
-      return (!many || scratch.grams.mayHave(entry.grams)) && visit(entry);
+      if (candidates == kManyCandidates) {
+        scratch.grams.assign(scratch.text);
+        ++candidates;
+      }
+      if (candidates > kManyCandidates) return scratch.grams.mayHave(entry.grams) && visit(entry);
+      ++candidates;
+      return visit(entry);
     };
     for (; visited < scratch.keys.size(); ++visited) {
       if (work) ++work->keys;
