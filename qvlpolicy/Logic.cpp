@@ -68,6 +68,13 @@ class LogicReader {
       result.logic = expression();
       if (peek() == ')') fail("there is no ( for this parenthesis", {});
       if (!isAtEnd()) fail("an operator is missing", kOperator);
+      // The engine takes a longer one and cannot evaluate it.
+      const std::size_t length = result.logic.postfix.size();
+      if (length > kMaxLength) {
+        throw LogicError{m_text.size(), "it has too many numbers and operators",
+                         fmt::format("at most {} characters, counting one behind each", kMaxLength),
+                         grouped(length)};
+      }
     } catch (LogicError& error) {
       result.errors.push_back(std::move(error));
     }

@@ -90,11 +90,28 @@ TEST(Logic, WhatCannotBeEvaluatedIsAnErrorAtItsPlace) {
 }
 
 TEST(Logic, IsAtMostAsLongAsTheEngineReads) {
-  std::string logic = "1";
-  while (logic.size() < 2046) logic += "|1";
-  EXPECT_THAT(readLogic(logic + ' ').errors, IsEmpty());
-  EXPECT_THAT(readLogic(logic + "  ").errors.size(), logic.size() + 2 > 2048 ? 1u : 0u);
+  EXPECT_THAT(readLogic(std::string(2047, ' ') + '1').errors, IsEmpty());
+  EXPECT_EQ(readLogic(std::string(2048, ' ') + '1').errors.at(0).what, "it is too long");
   EXPECT_EQ(readLogic(std::string(2049, ' ')).errors.at(0).what, "it is too long");
+}
+
+// The engine would take a longer one, and throw when it is asked.
+TEST(Logic, IsAtMostAsLongAsTheEngineEvaluates) {
+  for (const std::size_t operands : {512u, 513u}) {
+    std::string logic = "1";
+    for (std::size_t i = 1; i < operands; ++i) logic += "|1";
+    const ReadLogic read = readLogic(logic);
+    QVL::LookupManager manager;
+    manager.defineBusinessLogic(logic);
+    QVL::LookupData request;
+    if (operands == 512) {
+      EXPECT_THAT(read.errors, IsEmpty());
+      EXPECT_FALSE(manager.isPresent(request));
+    } else {
+      EXPECT_EQ(read.errors.at(0).what, "it has too many numbers and operators");
+      EXPECT_THROW(manager.isPresent(request), QVL::QVLException);
+    }
+  }
 }
 
 // What is taken here, the engine takes and evaluates in the same order.
