@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "commands/Commands.h"
@@ -260,7 +261,7 @@ class Explain {
 
   Json inJson(const Explanation& explanation) {
     const QVL::LookupData& request = m_question.request;
-    Json json;
+    Json json = objectOf(12);
     addText(json, "path", request.m_filePath);
     addText(json, "process", request.m_processName);
     json["access"] = accessName(request.m_accessType);
@@ -280,11 +281,11 @@ class Explain {
     json["nearRules"] = Json::array();
     for (const NearRule& nearRule : m_explainer.nearest(request, explanation)) {
       const DataSet& dataSet = m_question.policy.dataSets[nearRule.dataSet];
-      Json one;
+      Json one = objectOf(10);
       one["dataSet"] = dataSet.number;
       one.update(ruleInJson(dataSet, nearRule.rule));
       one["difference"] = differenceName(nearRule.difference);
-      json["nearRules"].push_back(one);
+      json["nearRules"].push_back(std::move(one));
     }
     return json;
   }
@@ -292,7 +293,7 @@ class Explain {
   // The part at `next` and what it combines; `next` ends behind them.
   static Json inJson(const std::vector<PartAnswer>& answers, std::size_t& next) {
     const PartAnswer& answer = answers[next++];
-    Json json;
+    Json json = objectOf(4);
     json["text"] = answer.part->text;
     if (answer.part->dataSet) json["dataSet"] = *answer.part->dataSet;
     json["asked"] = answer.wasAsked;
@@ -305,7 +306,7 @@ class Explain {
   }
 
   Json inJson(const DataSet& dataSet, const DataSetAnswer& answer) const {
-    Json json;
+    Json json = objectOf(13);
     json["number"] = dataSet.number;
     json["kind"] = kindName(dataSet.kind);
     json["name"] = dataSet.name;
@@ -328,7 +329,7 @@ class Explain {
           one["keywords"][keyword->name] = keyword->values;
         }
       }
-      json["rules"].push_back(one);
+      json["rules"].push_back(std::move(one));
     }
     json["gaveUp"] = Json::array();
     for (const std::size_t rule : answer.gaveUp) {

@@ -6,6 +6,12 @@
 
 namespace qvlctl {
 
+Json objectOf(std::size_t members) {
+  Json object = Json::object();
+  object.get_ref<Json::object_t&>().reserve(members);
+  return object;
+}
+
 void addText(Json& object, const std::string& name, std::string_view text) {
   std::size_t wrong = qvlpolicy::findNonUtf8(text);
   if (wrong == std::string_view::npos) {

@@ -3,6 +3,7 @@
 #ifndef QVLCTL_IO_JSON_H
 #define QVLCTL_IO_JSON_H
 
+#include <cstddef>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
@@ -11,6 +12,10 @@ namespace qvlctl {
 
 // Members stay in the order in which they are added.
 using Json = nlohmann::ordered_json;
+
+// An empty object with room for so many members. Without room, adding one copies all that are
+// there.
+Json objectOf(std::size_t members);
 
 // Adds a text of any bytes. Bytes that are not UTF-8 are shown as \xNN; then, and only then, a
 // second member, its name followed by "Hex", holds all bytes of the text.

@@ -47,7 +47,7 @@ std::string ruleInWords(const Policy& policy, const DataSet& dataSet, std::size_
 
 Json ruleInJson(const DataSet& dataSet, std::size_t rule) {
   const Rule& source = dataSet.rules[rule];
-  Json json;
+  Json json = objectOf(10);
   json["rule"] = rule + 1;
   json["line"] = source.place.line;
   if (source.metadata) json["metadata"] = metadataInJson(source.metadata);

@@ -20,7 +20,7 @@ std::string queryInWords(const Query& query) {
 }
 
 Json queryInJson(const Query& query) {
-  Json json;
+  Json json = objectOf(6);
   addText(json, "process", query.process);
   json["access"] = accessName(query.access);
   json["otherAccess"] = query.standsForOtherAccess;
