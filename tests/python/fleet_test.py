@@ -129,7 +129,8 @@ def test_counts_as_qvlctl_audits(policy, tree):
         found = json.loads(done.stdout)
         for member in ("found", "skipped", "scanned", "dataSets", "skippedByNone", "logic"):
             assert json.dumps(found[member]) == json.dumps(expected[member]), member
-        members = ("dataSet", "rule", "line", "text", "of", "days", "access", "skipped", "scanned")
+        members = ("dataSet", "rule", "line", "text", "of", "days", "access", "skipped", "scanned",
+                   "leftOut", "dropped")  # fmt: skip
         for mine, theirs in zip(found["rules"], expected["rules"]):
             for member in members:
                 assert mine.get(member) == theirs.get(member), (member, mine, theirs)
@@ -164,6 +165,53 @@ def test_tells_for_which_process_rules_nothing_is_asked(policy, tmp_path):
         done.stderr.decode()
     )
     assert b"/opt" not in run("audit", "-p", policy, "--process", "", "--workers", 1, file).stderr
+
+
+IDLE_POLICY = """<exclusion-policy version="1" expired="drop">
+<logic>(3&amp;4)|1|2|5|6</logic>
+<data-set number="1" kind="folder">
+<rule>/a/</rule><rule expires="2025-12-31">/a/b/</rule><rule>/nowhere/</rule>
+<rule access="write">/w/</rule><rule access="write" expires="2025-12-31">/x/</rule></data-set>
+<data-set number="2" kind="file-type" expires="2025-12-31"><rule>o</rule></data-set>
+<data-set number="3" kind="process"><rule>/bin/a</rule><rule>/bin/b</rule><rule>/bin/c</rule></data-set>
+<data-set number="4" kind="folder"><rule>/p/</rule></data-set>
+<data-set number="5" kind="file-age"><rule of="creation" days="5"/></data-set>
+<data-set number="6" kind="folder"><rule expires="2026-01-01">/last-day/</rule></data-set>
+</exclusion-policy>
+"""
+
+
+@pytest.mark.parametrize(
+    "asked, hit, left_out",
+    [
+        (([""], ["read"]), {"/a/"}, {"/w/", "/bin/a", "/bin/b", "/bin/c"}),
+        (([""], ["read", "write"]), {"/a/"}, {"/bin/a", "/bin/b", "/bin/c"}),
+        ((["/bin/b"], ["read"]), {"/a/", "/bin/b"}, {"/w/", "/bin/a", "/bin/c"}),
+        ((None, None), {"/a/", "/bin/a", "/bin/b", "/bin/c"}, set()),
+    ],
+)
+def test_tells_idle_rules_apart_by_why_they_never_hit(tmp_path, asked, hit, left_out):
+    file, inventory = tmp_path / "policy.xml", tmp_path / "x.jsonl"
+    file.write_text(IDLE_POLICY)
+    inventory.write_text('{"path":"/a/b/x.o","size":5}\n')
+    job = job_for(file, None, *asked)
+    text = report_of(job, counted_here(job, inventories.parts_of(str(inventory), {})))
+    rules = json.loads(text)["rules"]
+    dropped = {"/a/b/", "/x/", "o"}
+    assert {rule["text"] for rule in rules if rule.get("dropped")} == dropped
+    found = {rule.get("text") for rule in rules if rule["leftOut"] and not rule["dropped"]}
+    assert found == left_out
+    assert {rule["text"] for rule in rules if rule["skipped"]["files"]} == hit
+    sections = dict(re.findall(r"\n\n(Rules [^:]*): (\d+)\n", reports.as_text(json.loads(text), 20)))
+    assert not [rule for rule in rules if rule["scanned"]["files"]]
+    counts = {
+        "Rules that never hit anywhere": 12 - len(hit) - len(left_out) - len(dropped),
+        "Rules that only another process or access type can hit": len(left_out),
+        "Rules that have expired and are dropped": len(dropped),
+    }
+    assert {title: int(count) for title, count in sections.items()} == {
+        title: count for title, count in counts.items() if count
+    }
 
 
 @pytest.fixture
@@ -251,7 +299,7 @@ def test_asks_and_counts_as_qvlctl_does_where_nobody_says_what_to_ask(tmp_path, 
         for member in ("found", "skipped", "skippedAlways", "scanned", "dataSets", "queries"):
             assert found[member] == expected[member], member
         for mine, theirs in zip(found["rules"], expected["rules"]):
-            for member in ("text", "skipped", "scanned"):
+            for member in ("text", "skipped", "scanned", "leftOut", "dropped"):
                 assert mine[member] == theirs[member], (mine, theirs)
         assert any(query["alikeProcesses"] for query in found["queries"])
         assert all(rule["skipped"]["files"] for rule in found["rules"] if rule["dataSet"] == 3)

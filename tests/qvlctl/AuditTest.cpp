@@ -172,6 +172,38 @@ TEST_F(Audit, TellsWhichRulesMatchAndWhichNever) {
       << few;
 }
 
+TEST_F(Audit, TellsExpiredRulesThatAreDroppedFromThoseThatNeverHit) {
+  const auto tell = [&](const std::string& expired) {
+    write("../policy.xml",
+          "<exclusion-policy version='1' expired='" + expired +
+              "'>\n"
+              "<logic>1|2</logic>\n"
+              "<data-set number='1' kind='folder'>\n"
+              "<rule expires='2001-12-31'>/**/old/</rule>\n"
+              "<rule expires='2001-12-31' access='write'>/w/</rule>\n"
+              "<rule>/nowhere/</rule></data-set>\n"
+              "<data-set number='2' kind='file-type' expires='2001-12-31'><rule>o</rule>\n"
+              "</data-set>\n"
+              "</exclusion-policy>\n");
+    return audit({"--access", "read", "."}).out;
+  };
+  writeSized("old/a", 1);
+  writeSized("x.o", 1);
+  const std::string dropped = tell("drop");
+  EXPECT_NE(dropped.find("Rules that never hit: 1\n"
+                         "  data set 1, rule 3, line 6: /nowhere/\n"
+                         "\n"
+                         "Rules that have expired and are dropped: 3\n"
+                         "  data set 1, rule 1, line 4: /**/old/\n"
+                         "  data set 1, rule 2, line 5: /w/\n"
+                         "  data set 2, rule 1, line 7: o\n"),
+            std::string::npos)
+      << dropped;
+  const std::string kept = tell("keep");
+  EXPECT_EQ(kept.find("dropped"), std::string::npos) << kept;
+  EXPECT_NE(kept.find("2 of 4 rules"), std::string::npos) << kept;
+}
+
 TEST_F(Audit, AsksForAProcessAndAnAccessType) {
   write("../policy.xml",
         "<exclusion-policy version='1'>\n"

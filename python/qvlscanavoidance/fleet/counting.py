@@ -3,12 +3,12 @@
 import dataclasses
 import functools
 import hashlib
-from typing import Dict, Iterator, List, Optional, Sequence, Tuple
+from typing import Dict, Iterator, List, Optional, Sequence, Set, Tuple
 
 import numpy as np
 import pandas
 
-from .. import Answers, Paths, Policy, Query
+from .. import Answers, Paths, Policy, Query, access_number
 from . import inventories
 from .tallies import MOST_DISTINCT_IN_FOLDER, Tallies, grouped, host_hash, summable, total
 
@@ -203,6 +203,27 @@ def _rules_of_alike_processes(policy: Policy, query: Query) -> Dict[int, List[in
                 data_set, rule = places[id(match.rule)]
                 found.setdefault(data_set, []).append(rule)
     return found
+
+
+def rules_left_out(policy: Policy, queries: Sequence[Query]) -> Set[int]:
+    """The places of rules, among those of rule_offsets, that only another process or kind of access than
+    those of the queries can hit: process rules that match none of their processes, and rules for an access
+    that none of them has."""
+    offsets = rule_offsets(policy)
+    accesses = {query.access for query in queries}
+    matched = set()
+    if any(data_set.kind == "process" for data_set in policy.data_sets):
+        for query in queries:
+            for process in (query.process, *query.alike_processes):
+                matching = policy.explain("", process, query.access).matching
+                matched.update(id(match.rule) for match in matching if match.fits_access)
+    return {
+        int(offsets[i]) + j
+        for i, data_set in enumerate(policy.data_sets)
+        for j, rule in enumerate(data_set.rules)
+        if (data_set.kind == "process" and id(rule) not in matched)
+        or (rule.access != access_number("any") and rule.access not in accesses)
+    }
 
 
 def _row_of_each(offsets: np.ndarray) -> np.ndarray:

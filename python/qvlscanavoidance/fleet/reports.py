@@ -6,7 +6,7 @@ import json
 from typing import Any, Dict, List, Sequence
 
 from .. import Policy, Query, Rule, access_name
-from .counting import Job, rule_offsets
+from .counting import Job, rule_offsets, rules_left_out
 from .tallies import OTHERS, Tallies
 
 VERSION = 1
@@ -141,6 +141,7 @@ def audit_report(job: Job, policy: Policy, tallies: Tallies, files: int, top: in
     ]
     report["skippedByNone"] = _tally(tallies.counts("skippedByNone"))
     report["rules"] = []
+    left_out = rules_left_out(policy, job.queries)
     for i, data_set in enumerate(policy.data_sets):
         for j, rule in enumerate(data_set.rules):
             place = int(offsets[i]) + j
@@ -153,6 +154,8 @@ def audit_report(job: Job, policy: Policy, tallies: Tallies, files: int, top: in
                     "scanned": _tally(tallies.counts("rulesScanned", place)),
                     "hosts": hosts,
                     "hostsExact": exact,
+                    "leftOut": place in left_out,
+                    "dropped": rule.is_dropped or data_set.is_dropped,
                 }
             )
     report["skippedByHost"] = _largest(tallies, "hosts", "host", ("skipped", "found"), top)
@@ -287,7 +290,16 @@ def _audit_sections(report: Dict, top: int) -> List[_Section]:
         return rule["skipped"]["files"] + rule["scanned"]["files"]
 
     by_hits = sorted((r for r in report["rules"] if hits(r)), key=hits, reverse=True)
-    never = [rule for rule in report["rules"] if not hits(rule)]
+    idle = [rule for rule in report["rules"] if not hits(rule)]
+    dropped = [rule for rule in idle if rule["dropped"]]
+    left_out = [rule for rule in idle if rule["leftOut"] and not rule["dropped"]]
+    never = [rule for rule in idle if not rule["leftOut"] and not rule["dropped"]]
+
+    def without_hits(title, rules):
+        return _Section(f"{title}: {len(rules):,}", ("Data set", "Rule", "#Line"),
+            [(str(r["dataSet"]), _rule_in_words(r), f"{r['line']}") for r in rules[:top]]
+            + _rest(rules, top, 3))  # fmt: skip
+
     return [
         _Section("Totals", ("", "#Files", "#Size", "#Of the files", "#Of the bytes"), totals),
         _Section("What was asked", ("Access and process", "#Files skipped", "#Size"),
@@ -299,9 +311,10 @@ def _audit_sections(report: Dict, top: int) -> List[_Section]:
             [(str(r["dataSet"]), _rule_in_words(r), f"{r['line']}", _hosts_in_words(r),
               *_two(r["skipped"]), f"{r['scanned']['files']:,}") for r in by_hits[:top]]
             + _rest(by_hits, top, 7)),
-        _Section(f"Rules that never hit anywhere: {len(never):,}", ("Data set", "Rule", "#Line"),
-            [(str(r["dataSet"]), _rule_in_words(r), f"{r['line']}") for r in never[:top]]
-            + _rest(never, top, 3)),
+        without_hits("Rules that never hit anywhere", never),
+        *(without_hits(title, rules) for title, rules in (
+            ("Rules that only another process or access type can hit", left_out),
+            ("Rules that have expired and are dropped", dropped)) if rules),
         _Section("Hosts with the most skipped", ("Host", "#Files skipped", "#Size", "#Of its bytes"),
             [(_name(h, "host"), *_two(h["skipped"]), _share(h["skipped"]["bytes"], h["found"]["bytes"]))
              for h in report["skippedByHost"]]),

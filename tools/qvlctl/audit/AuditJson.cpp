@@ -95,6 +95,7 @@ Json rulesInJson(const Policy& policy, const RuleHits& hits) {
       one["skipped"] = inJson(hit.skipped);
       one["scanned"] = inJson(hit.scanned);
       one["leftOut"] = hit.isLeftOut;
+      one["dropped"] = hit.isDropped;
       list.push_back(one);
     }
   }

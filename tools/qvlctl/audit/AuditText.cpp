@@ -89,29 +89,37 @@ class AuditText {
     std::vector<RuleLine> hits;
     std::vector<RuleLine> idle;
     std::vector<RuleLine> leftOut;
+    std::vector<RuleLine> dropped;
     const std::vector<DataSet>& dataSets = m_subject.policy.dataSets;
     for (std::size_t i = 0; i < dataSets.size(); ++i) {
       for (std::size_t j = 0; j < dataSets[i].rules.size(); ++j) {
         const RuleLine line = {i, j, m_report.ruleHits().of(i, j)};
         const bool isHit = line.hit.skipped.files + line.hit.scanned.files > 0;
-        (isHit ? hits : line.hit.isLeftOut ? leftOut : idle).push_back(line);
+        (isHit                ? hits
+         : line.hit.isDropped ? dropped
+         : line.hit.isLeftOut ? leftOut
+                              : idle)
+            .push_back(line);
       }
     }
     std::stable_sort(hits.begin(), hits.end(), [](const RuleLine& a, const RuleLine& b) {
       return a.hit.skipped.files + a.hit.scanned.files > b.hit.skipped.files + b.hit.scanned.files;
     });
-    printRules(
-        fmt::format("Rules by hits, where their data set was asked: {} of {}", grouped(hits.size()),
-                    counted(hits.size() + idle.size() + leftOut.size(), "rule", "rules")),
-        hits, [&](const RuleLine& line) {
-          return fmt::format("{:>13} skipped {:>13} scanned  ", grouped(line.hit.skipped.files),
-                             grouped(line.hit.scanned.files));
-        });
+    const std::size_t count = hits.size() + idle.size() + leftOut.size() + dropped.size();
+    printRules(fmt::format("Rules by hits, where their data set was asked: {} of {}",
+                           grouped(hits.size()), counted(count, "rule", "rules")),
+               hits, [&](const RuleLine& line) {
+                 return fmt::format("{:>13} skipped {:>13} scanned  ",
+                                    grouped(line.hit.skipped.files),
+                                    grouped(line.hit.scanned.files));
+               });
     printRules(fmt::format("Rules that never hit: {}", grouped(idle.size())), idle,
                [](const RuleLine&) { return "  "; });
     printRules(fmt::format("Rules that only another process or access type can hit: {}",
                            grouped(leftOut.size())),
                leftOut, [](const RuleLine&) { return "  "; });
+    printRules(fmt::format("Rules that have expired and are dropped: {}", grouped(dropped.size())),
+               dropped, [](const RuleLine&) { return "  "; });
   }
 
   template <typename Beginning>

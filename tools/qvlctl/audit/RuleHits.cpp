@@ -41,6 +41,9 @@ RuleHits::RuleHits(const Engine& engine, const std::vector<Query>& queries)
     const DataSet& dataSet = m_policy.dataSets[i];
     m_indices.emplace(dataSet.number, i);
     m_hits.emplace_back(dataSet.rules.size());
+    for (std::size_t j = 0; j < dataSet.rules.size(); ++j) {
+      m_hits[i][j].isDropped = dataSet.isDropped || dataSet.rules[j].isDropped;
+    }
     m_ofProcesses[i].resize(queries.size());
   }
   findLeftOutRules(engine.policy().logic());

@@ -25,6 +25,7 @@ struct RuleHit {
   Tally skipped;
   Tally scanned;           // in spite of the rule, because of other data sets
   bool isLeftOut = false;  // only a process or an access type that was not asked for can hit it
+  bool isDropped = false;  // it or its data set has expired, and the policy drops what has
 };
 
 // Counts the hits of every rule. The engine tells which data sets matched but not which of their
