@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
+#include <string>
 #include <string_view>
 #include <tuple>
 #include <unordered_map>
@@ -19,8 +20,20 @@
 namespace qvlpolicy {
 namespace {
 
+// What the XML library says decides.
+const char* adviceForXml(std::string_view reason) {
+  const auto says = [&](std::string_view words) {
+    return reason.find(words) != std::string_view::npos;
+  };
+  if (says("Document is empty") || says("'<' not found")) {
+    return "qvlctl init writes a policy to begin with";
+  }
+  return says("tag mismatch") || says("end of data")
+             ? "close each element where it ends, and nothing else"
+             : "write a literal & as &amp; and a literal < as &lt;";
+}
+
 const char* adviceFor(std::string_view name) {
-  if (name == "not-xml") return "write a literal & as &amp; and a literal < as &lt;";
   if (name == "encoding") return "write the file in UTF-8";
   if (name == "conflicting-rule") return "put it into a data set of its own";
   if (name == "refused-rule") return "docs/writing-exclusions.md tells what patterns match";
@@ -28,11 +41,13 @@ const char* adviceFor(std::string_view name) {
 }
 
 Finding findingFrom(const Problem& error) {
+  const std::string reason = reasonOf(error);
+  const bool isXml = std::string_view(error.name) == "not-xml";
   return {error.name,
           Severity::Error,
           {error.file, error.line, error.column, error.element},
-          reasonOf(error),
-          adviceFor(error.name)};
+          reason,
+          isXml ? adviceForXml(reason) : adviceFor(error.name)};
 }
 
 Platform guessPlatform(const Description& policy) {

@@ -75,14 +75,18 @@ TEST_F(CommandLine, GuessesWhatWasMeant) {
       {{"lookup", "-p", "p.xml", "--acess=read"}, "--access"},
       {{"audit", "-p", "p.xml", ".", "--one-file-sytem"}, "--one-file-system"},
       {{"diff", "-p", "p.xml", "--wiht", "q.xml"}, "--with"},
+      {{"lint", "p.xml"}, "--policy p.xml"},
+      {{"diff", "--with", "new.xml", "p.xml"}, "--policy p.xml"},
   };
   for (const auto& row : rows) {
     const Result result = run(row.arguments);
     EXPECT_EQ(result.status, 2);
     EXPECT_THAT(result.err, HasSubstr(std::string("\nDid you mean ") + row.meant + "?\n"));
   }
-  for (const char* const far : {"frobnicate", "x"}) {
-    EXPECT_THAT(run({far}).err, testing::Not(HasSubstr("Did you mean")));
+  const std::vector<std::vector<std::string>> rowsFarFromAll = {
+      {"frobnicate"}, {"x"}, {"lookup", "/a"}, {"audit", "--top", "p.xml"}};
+  for (const std::vector<std::string>& far : rowsFarFromAll) {
+    EXPECT_THAT(run(far).err, testing::Not(HasSubstr("Did you mean")));
   }
 }
 
@@ -139,6 +143,13 @@ TEST_F(QuietCommandLine, ThePolicyMayComeFromStandardInput) {
             (Result{2, "",
                     "qvlctl: expected files of cases, since the policy is on standard input; found "
                     "-\n"}));
+  Circumstances closed;
+  closed.program = "/bin/sh";
+  for (const char* const command : {"lookup -p - /a", "fmt -p -", "lookup -p policy.xml -"}) {
+    EXPECT_EQ(run({"-c", std::string("exec \"$0\" ") + command + " -q <&-", QVLCTL}, closed),
+              (Result{2, "", "qvlctl: cannot read standard input: Bad file descriptor\n"}))
+        << command;
+  }
   circumstances.input = "<exclusion-policy";
   EXPECT_THAT(run({"audit", "-p", "-", "."}, circumstances).err,
               HasSubstr("qvlctl: standard input:"));

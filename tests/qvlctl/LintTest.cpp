@@ -525,6 +525,55 @@ TEST_F(Lint, TellsReasonsAndAdvice) {
             (Result{0, "policy.xml: 0 errors, 0 warnings, 0 notes, on linux\n", ""}));
 }
 
+// What the finding says that people need to hear.
+TEST_F(Lint, TheAdviceFitsTheMistake) {
+  const struct {
+    std::string dataSet;
+    std::string name;
+    std::string told;
+    std::string notTold;
+  } rows[] = {
+      {folders("$HOME/src/"), "expression-characters", "variables of shells are not replaced",
+       "backslash"},
+      {paths("${HOME}/src"), "expression-characters", "variables of shells are not replaced",
+       "backslash"},
+      {paths("/srv/a(1)"), "expression-characters", "put a backslash before each", "variables"},
+      {folders("/srv/y/ "), "refused-rule", "ends in a blank, which is a part of it", ""},
+      {folders("/srv/y"), "refused-rule", "does not end in a slash", "blank"},
+      {paths("/srv/y "), "blank-at-end", "write the rule on one line, without blanks", ""},
+  };
+  for (const auto& row : rows) {
+    const nlohmann::json report =
+        nlohmann::json::parse(lintPolicy("1", row.dataSet, {"--format", "json"}).out);
+    std::string told;
+    for (const nlohmann::json& finding : report["findings"]) {
+      if (finding["name"] != row.name) continue;
+      told += finding["reason"].get<std::string>() + "; " + finding["advice"].get<std::string>();
+    }
+    EXPECT_NE(told.find(row.told), std::string::npos) << row.dataSet << report;
+    if (!row.notTold.empty()) {
+      EXPECT_EQ(told.find(row.notTold), std::string::npos) << row.dataSet << report;
+    }
+  }
+}
+
+TEST_F(Lint, TheAdviceFitsWhatIsWrongWithTheXml) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"", "qvlctl init writes a policy to begin with"},
+      {"/srv/build/\n/opt/\n", "qvlctl init writes a policy to begin with"},
+      {"<exclusion-policy version='1'><logic>1</exclusion-policy>", "close each element"},
+      {"<exclusion-policy version='1'><logic>1</logic>", "close each element"},
+      {"<exclusion-policy version='1'><logic>1&2</logic></exclusion-policy>", "as &amp;"},
+      {"<exclusion-policy version='1'><logic>1<2</logic></exclusion-policy>", "as &lt;"},
+  };
+  for (const auto& [policy, advice] : rows) {
+    write("policy.xml", policy);
+    const Result result = run({"lint", "-p", "policy.xml"});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_NE(result.out.find(advice), std::string::npos) << result.out;
+  }
+}
+
 TEST_F(Lint, WritesJson) {
   EXPECT_EQ(lintPolicy("1", types(".o"), {"--format", "json"}),
             (Result{1, golden("lint.json"), ""}));

@@ -79,6 +79,21 @@ std::optional<std::string> nearest(const std::string& word, const std::vector<st
   return best;
 }
 
+// A policy that is named without its option.
+std::string suggestionOfPolicy(const std::string& mistake, int argc, char** argv) {
+  constexpr std::string_view kEnding = ".xml";
+  if (mistake.compare(0, 8, "--policy") != 0) return {};
+  for (int i = 2; i < argc; ++i) {
+    const std::string_view argument = argv[i];
+    const bool isValue = argv[i - 1][0] == '-';
+    if (isValue || argument.size() <= kEnding.size()) continue;
+    if (argument.substr(argument.size() - kEnding.size()) == kEnding) {
+      return fmt::format("\nDid you mean --policy {}?", argument);
+    }
+  }
+  return {};
+}
+
 std::string suggestion(const CLI::App& app, int argc, char** argv) {
   const std::vector<CLI::App*> commands = app.get_subcommands();
   std::vector<std::string> names;
@@ -121,7 +136,8 @@ int reportParseResult(const CLI::App& app, const CLI::ParseError& error, int arg
     return kTrouble;
   }
   for (const CLI::App* const command : app.get_subcommands()) program += " " + command->get_name();
-  complain(fmt::format("{}{}\nTry `{} --help`.", error.what(), meant, program));
+  const std::string policy = suggestionOfPolicy(error.what(), argc, argv);
+  complain(fmt::format("{}{}{}\nTry `{} --help`.", error.what(), meant, policy, program));
   return kTrouble;
 }
 

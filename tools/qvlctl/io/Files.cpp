@@ -69,22 +69,30 @@ void syncFolderOf(const std::string& file) {
   if (!descriptor || ::fsync(descriptor.get()) != 0) fail("sync the folder", folder);
 }
 
+std::string readAll(int descriptor, const std::string& name) {
+  std::string content;
+  char buffer[65536];
+  for (;;) {
+    const ssize_t count = ::read(descriptor, buffer, sizeof buffer);
+    if (count == 0) return content;
+    if (count > 0) {
+      content.append(buffer, static_cast<std::size_t>(count));
+    } else if (errno != EINTR) {
+      fail("read", name);
+    }
+  }
+}
+
 }  // namespace
 
 std::string readFile(const std::string& file) {
   const FileDescriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
   if (!descriptor) fail("read", file);
-  std::string content;
-  char buffer[65536];
-  for (;;) {
-    const ssize_t count = ::read(descriptor.get(), buffer, sizeof buffer);
-    if (count == 0) return content;
-    if (count > 0) {
-      content.append(buffer, static_cast<std::size_t>(count));
-    } else if (errno != EINTR) {
-      fail("read", file);
-    }
-  }
+  return readAll(descriptor.get(), file);
+}
+
+std::string readStandardInput() {
+  return readAll(STDIN_FILENO, "standard input");
 }
 
 void replaceFile(const std::string& file, const std::string& content) {

@@ -11,6 +11,9 @@ namespace qvlctl {
 // The content of a file, a pipe or a device. Throws Trouble.
 std::string readFile(const std::string& file);
 
+// The rest of standard input. Throws Trouble.
+std::string readStandardInput();
+
 // Replaces the content of an existing file; its mode and owner stay. The content is written to a
 // temporary file beside it, synced and renamed, so that after a crash the old or the new file is
 // there and nothing in between. A symbolic link stays one; its target is replaced. Throws Trouble,

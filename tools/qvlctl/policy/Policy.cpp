@@ -23,7 +23,7 @@ PolicyTrouble::PolicyTrouble(const std::vector<Problem>& errors) : Trouble(inWor
 
 PolicyFile readPolicy(const std::string& file) {
   const bool isInput = file == "-";
-  std::string text = readFile(isInput ? "/dev/stdin" : file);
+  std::string text = isInput ? readStandardInput() : readFile(file);
   std::string included;
   qvlpolicy::LoadOptions options;
   options.onIncluded = [&](const std::string&, std::string_view content) { included += content; };
