@@ -280,6 +280,8 @@ void work(const PolicyShape& shape, const std::vector<TextShape>& texts, const E
       policy->byIndex(request);
     });
     ready.answered = true;
+  } catch (const QVLException& refused) {
+    ready.say(refused.m_message.c_str());
   } catch (const std::exception& failure) {
     ready.say(failure.what());
   }
