@@ -500,7 +500,7 @@ class Program::Run {
     const std::size_t sets = program.m_rare ? program.m_rare->sets.size() : 0;
     const std::size_t literals = program.m_rare ? program.m_rare->literals.size() : 0;
     const std::size_t size = program.m_code.size();
-    states.assign(size + 2 * sets + 2 * program.m_loops, 0);
+    states.assign(size + 2 * (sets + std::size_t{program.m_loops}), 0);
     m_carry = states.data();
     m_setRows = m_carry + size;
     m_loops = m_setRows + 2 * sets;
