@@ -39,9 +39,12 @@ extern "C" locale_t newlocale(int mask, const char* name, locale_t base) __THROW
   return made;
 }
 
-extern "C" void freelocale(locale_t locale) __THROW {
+// What it answers differs between C libraries.
+using Freed = decltype(freelocale(locale_t()));
+
+extern "C" Freed freelocale(locale_t locale) __THROW {
   ++localesFreed;
-  next<void (*)(locale_t)>("freelocale")(locale);
+  return next<Freed (*)(locale_t)>("freelocale")(locale);
 }
 
 namespace QVL {
