@@ -59,6 +59,12 @@ bool Beginnings::InOrder::operator()(const Member* a, const Seek& b) const {
   return signsFrom(*a, b.depth).sign() < b.sign;
 }
 
+Beginnings::Sign Beginnings::Branch::possible(Sign sign) const {
+  if (atEnd) return sign;
+  while (sign < 256 && !bytes.test(sign)) ++sign;
+  return sign;
+}
+
 Beginnings::Walk::Walk(const Members& members, std::string_view text)
     : m_members(members), m_text(text) {
   m_places.push_back(0);
@@ -76,7 +82,7 @@ bool Beginnings::Walk::next() {
     const Member& member = **branch.next;
     const Signs signs = signsFrom(member, branch.depth);
     const Sign sign = signs.sign();
-    const Sign possible = nextSign(branch, sign);
+    const Sign possible = branch.possible(sign);
     ++steps;
     if (possible != sign) {
       branch.next = m_members.lower_bound(Seek{member, branch.depth, possible});
@@ -92,10 +98,14 @@ bool Beginnings::Walk::next() {
     end = to;
     isCertain = sign == Signs::kAnything;
     if (isCertain || sign == Signs::kOther) return true;
-    // The places are the branch's; those behind the sign are for who follows it.
+    // The places stay the branch's; who follows the sign goes on from those where it stands.
     const std::size_t depth = branch.depth;
     const std::size_t places = m_places.size();
-    for (std::size_t i = branch.places; i < places; ++i) m_places.push_back(m_places[i]);
+    for (std::size_t i = branch.places; i < places; ++i) {
+      const std::size_t at = m_places[i];
+      const bool isByte = sign < 256 && at < m_text.size();
+      if (!isByte || sign == static_cast<unsigned char>(m_text[at])) m_places.push_back(at);
+    }
     isCertain = step(signs, places) || follow(from, to, depth + 1, places);
     if (isCertain) {
       m_places.resize(places);
@@ -182,13 +192,6 @@ void Beginnings::Walk::addRuns(std::size_t places) {
     behind = at + 1;
   }
   steps += m_places.size() - places;
-}
-
-// The first sign from `sign` on that may go on in the text.
-Beginnings::Sign Beginnings::Walk::nextSign(const Branch& branch, Sign sign) const {
-  if (branch.atEnd) return sign;
-  while (sign < 256 && !branch.bytes.test(sign)) ++sign;
-  return sign;
 }
 
 }  // namespace QVL

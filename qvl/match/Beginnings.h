@@ -20,7 +20,9 @@ class LiteralSet;
 // Patterns in the order of what they read, sign by sign. Those that begin alike stand together and
 // are followed through a text together, as in a trie: which of very many patterns would read on
 // behind the end of a text is found out in a time that depends on the text and on how many
-// different beginnings fit it, not on the number of patterns.
+// different beginnings fit it, not on the number of patterns (ManyBeginnings). From where a pattern
+// is no sequence of signs it is asked by itself, and so is every pattern about a text that is far
+// longer than a path.
 //
 // Thread safety: any number of threads may ask at once, as long as none changes it.
 class Beginnings {
@@ -35,7 +37,6 @@ class Beginnings {
   // std::bad_alloc changes nothing.
   void insert(const Member& member) { m_members.insert(&member); }
   void erase(const Member& member) noexcept { m_members.erase(&member); }
-  bool empty() const { return m_members.empty(); }
 
   // Calls `found(owner)` for each pattern that, having read the UTF-8 part of a text, could read
   // another character behind it, until it answers true, and answers so itself; perhaps once for
@@ -63,12 +64,18 @@ class Beginnings {
   using Members = std::set<const Member*, InOrder>;
   using Iterator = Members::const_iterator;
 
+  // To follow patterns together takes room for each place that they lead to.
+  static constexpr std::size_t kLongestFollowed = std::size_t{64} * 1024;
+
   // Patterns that agree in their first `depth` signs, and where these end in the text.
   struct Branch {
+    // The first sign from `sign` on that may go on in the text.
+    Sign possible(Sign sign) const;
+
     Iterator next;  // from here on they are still to be followed
     Iterator end;
     std::size_t depth;
-    std::size_t places;      // where those begin in Walk::places
+    std::size_t places;      // where those begin in m_places
     std::bitset<256> bytes;  // that stand at them
     bool atEnd;              // one of them is the end of the text
   };
@@ -96,7 +103,6 @@ class Beginnings {
     bool step(const Signs& signs, std::size_t places);
     bool step(const LiteralSet& literals, std::size_t places);
     void addRuns(std::size_t places);
-    Sign nextSign(const Branch& branch, Sign sign) const;
 
     const Members& m_members;
     const std::string_view m_text;
@@ -111,8 +117,14 @@ template <typename Found>
 bool Beginnings::eachThatReadsOn(Text& text, bool folded, Found found, std::uint64_t* steps) const {
   if (m_members.empty()) return false;
   const std::string_view read = folded ? text.folded() : text.plain().substr(0, text.validPrefix());
-  Walk walk(m_members, read);
   bool stopped = false;
+  if (read.size() > kLongestFollowed) {
+    for (auto at = m_members.begin(); !stopped && at != m_members.end(); ++at) {
+      stopped = (*at)->choice == 0 && (*at)->program->readsOn(text) && found((*at)->owner);
+    }
+    return stopped;
+  }
+  Walk walk(m_members, read);
   while (!stopped && walk.next()) {
     for (Iterator at = walk.begin; !stopped && at != walk.end; ++at) {
       stopped = (walk.isCertain || (*at)->program->readsOn(text)) && found((*at)->owner);

@@ -153,9 +153,9 @@ class PatternIndex {
   // another character behind it, until it answers true, and answers so itself; perhaps several
   // times.
   template <typename Found>
-  bool eachThatReadsOn(Text& text, Found found, std::uint64_t* steps = nullptr) const {
-    return m_beginnings[0].eachThatReadsOn(text, false, found, steps) ||
-           m_beginnings[1].eachThatReadsOn(text, true, found, steps);
+  bool eachThatReadsOn(Text& text, Found found) const {
+    return m_beginnings[0].eachThatReadsOn(text, false, found) ||
+           m_beginnings[1].eachThatReadsOn(text, true, found);
   }
 
  private:
