@@ -654,6 +654,16 @@ for (const region of regions.filter(region => region.checkVisibility())) {
     say("goes on without a bar", region);
   }
 }
+// What is to be read without scrolling: captions, and how much a data set or a rule skips.
+const numbers = [...document.querySelectorAll("#data-sets th, #rules th")]
+    .filter(th => th.textContent === "Files skipped");
+if (numbers.length !== 2) problems.push("columns are missing");
+for (const element of [...document.querySelectorAll("caption"), ...numbers]) {
+  const text = document.createRange();
+  text.selectNodeContents(element);
+  const end = element.closest(".scroll").getBoundingClientRect().right;
+  if (text.getBoundingClientRect().right > end + 1) say("cut", element);
+}
 if (!regions.some(region => region.scrollWidth > region.clientWidth)) {
   problems.push("no table is wider than the page, so nothing was tried");
 }

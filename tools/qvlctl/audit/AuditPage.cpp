@@ -48,7 +48,8 @@ std::string table(const char* name, const char* caption, const std::string& head
                   const std::string& rows) {
   return fmt::format(
       "<div class=\"scroll\" tabindex=\"0\" role=\"region\" aria-label=\"{}\">"
-      "<table><caption>{}</caption>\n<thead><tr>{}</tr></thead>\n<tbody>\n{}</tbody></table></"
+      "<table><caption><span>{}</span></caption>\n<thead><tr>{}</tr></thead>\n<tbody>\n{}</tbody></"
+      "table></"
       "div>\n",
       name, caption, head, rows);
 }
@@ -109,7 +110,7 @@ std::string summaryOf(const Json& audit) {
   text += evidenceRow("On", path(audit["host"]));
   text += evidenceRow("With", fmt::format("{} {}", inHtml(audit["tool"]["name"]),
                                           inHtml(audit["tool"]["version"])));
-  text += evidenceRow("Policy", fmt::format("{}, version {}", path(audit["policy"]),
+  text += evidenceRow("Policy", fmt::format("{}, format {}", path(audit["policy"]),
                                             inHtml(audit["policyVersion"])));
   text += evidenceRow("Its digest", path(audit["policyDigest"]));
   text += "</dl>\n";
