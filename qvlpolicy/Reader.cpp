@@ -645,8 +645,9 @@ class FileReader {
       rule.text = ageText(attributes.get("of"), *parseDays(attributes.get("days")));
     }
     rule.metadata = metadataIn(attributes);
-    // A rule that is wrong already is not made, and the policy is refused in any case.
-    rule.isDropped = !m_isSound || isDropped(rule.metadata.get());
+    // A rule that is wrong already, or of a kind that nobody knows, is not made, and the policy is
+    // refused in any case.
+    rule.isDropped = !m_isSound || !m_kind || isDropped(rule.metadata.get());
     dataSet.rules.push_back(std::move(rule));
   }
 

@@ -381,6 +381,10 @@ class DataSetCheck {
     }
   }
 
+  const char* everybodysHome() const {
+    return m_platform == Platform::MacOs ? "/Users/*" : "/home/*";
+  }
+
   void checkPath(const Rule& rule) {
     const std::string& text = rule.text;
     const bool isBareProcess =
@@ -390,7 +394,7 @@ class DataSetCheck {
       warn("never-matches",
            fmt::format("the scanner asks for full paths, which begin with a slash; {} does not",
                        inQuotes(text)),
-           isHome ? "write the home folder out: /Users/* for everybody's"
+           isHome ? fmt::format("write the home folder out: {} for everybody's", everybodysHome())
                   : "write the full path, or begin with /**/");
     }
     // In an expression a slash may stand in brackets, and a dot for any character.
@@ -469,8 +473,9 @@ class DataSetCheck {
                       quotedCharacters(characters), characters.size() == 1 ? "s" : "",
                       inQuotes(rule.text)),
           beginsWithVariable(text)
-              ? "variables of shells are not replaced: write the folder out, such as /home/* for "
-                "everybody's home folder on Linux"
+              ? fmt::format("variables of shells are not replaced: write the folder out, such as "
+                            "{} for everybody's home folder",
+                            everybodysHome())
               : "put a backslash before each that is meant as it stands; for a regular expression, "
                 "set wildcards=\"no\"");
     }

@@ -532,9 +532,14 @@ TEST_F(Lint, TheAdviceFitsTheMistake) {
     std::string name;
     std::string told;
     std::string notTold;
+    std::string platform = "linux";
   } rows[] = {
       {folders("$HOME/src/"), "expression-characters", "variables of shells are not replaced",
        "backslash"},
+      {folders("$HOME/src/"), "expression-characters", "/home/* for", "/Users"},
+      {folders("$HOME/src/"), "expression-characters", "/Users/* for", "/home", "macos"},
+      {folders("~/src/"), "never-matches", "/home/* for", "/Users"},
+      {folders("~/src/"), "never-matches", "/Users/* for", "/home", "macos"},
       {paths("${HOME}/src"), "expression-characters", "variables of shells are not replaced",
        "backslash"},
       {paths("/srv/a(1)"), "expression-characters", "put a backslash before each", "variables"},
@@ -543,8 +548,8 @@ TEST_F(Lint, TheAdviceFitsTheMistake) {
       {paths("/srv/y "), "blank-at-end", "write the rule on one line, without blanks", ""},
   };
   for (const auto& row : rows) {
-    const nlohmann::json report =
-        nlohmann::json::parse(lintPolicy("1", row.dataSet, {"--format", "json"}).out);
+    const nlohmann::json report = nlohmann::json::parse(
+        lintPolicy("1", row.dataSet, {"--format", "json", "--platform", row.platform}).out);
     std::string told;
     for (const nlohmann::json& finding : report["findings"]) {
       if (finding["name"] != row.name) continue;
@@ -684,7 +689,7 @@ TEST_F(Lint, ReadsStandardInput) {
                     "standard input:1:40: error: it is not well-formed XML: xmlParseEntityRef: no "
                     "name [not-xml]\n"
                     "    advice: write a literal & as &amp; and a literal < as &lt;\n"
-                    "-: 1 error, 0 warnings, 0 notes, on linux\n",
+                    "standard input: 1 error, 0 warnings, 0 notes, on linux\n",
                     ""}));
 }
 

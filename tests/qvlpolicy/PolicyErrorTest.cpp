@@ -203,6 +203,10 @@ TEST(PolicyErrors, Values) {
       {withLogic("<data-set number=\"1\" kind=\"dir\"/>"),
        "p.xml:3:22: data set 1: kind: expected file-path, folder, process, file-type"
        " or file-age; found \"dir\"\n"},
+      // Nothing is said of its rules, which may be right for the kind that was meant.
+      {withDataSet("kind=\"foldr\"", "<rule>/srv/a/</rule><rule></rule>"),
+       "p.xml:3:22: data set 1: kind: expected file-path, folder, process, file-type"
+       " or file-age; found \"foldr\"\n"},
       {withLogic("<data-set number=\"1\" kind=\"folder\"/>\n<data-set number=\"7\" "
                  "kind=\"folder\"/>\n<data-set number=\"01\" kind=\"process\"/>"),
        "p.xml:5:11: data set 1: the number 1 belongs to the data set at p.xml:3:1"

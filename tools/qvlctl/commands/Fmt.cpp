@@ -33,7 +33,7 @@ int fmtPolicy(const FmtOptions& options) {
   if (options.check && options.write) throw Trouble("expected --check or --write; found both");
   const bool isInput = options.policyFile == "-";
   if (isInput && options.write) throw Trouble("expected a file to write to; found -");
-  const std::string name = isInput ? "standard input" : options.policyFile;
+  const std::string name = policyName(options.policyFile);
   const std::string text = isInput ? readStandardInput() : readFile(options.policyFile);
   const qvlpolicy::Formatted formatted = qvlpolicy::formatPolicy(text, name);
   for (const qvlpolicy::Problem& error : formatted.errors) complain(qvlpolicy::inWords(error));

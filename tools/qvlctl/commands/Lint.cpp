@@ -97,7 +97,7 @@ class Lint {
     std::string known;
     if (allowedCount() > 0) known += fmt::format("; {} allowed", grouped(allowedCount()));
     if (baselineCount() > 0) known += fmt::format("; {} in the baseline", grouped(baselineCount()));
-    m_output.print("{}: {}, {}, {}, on {}{}\n", escaped(m_options.policyFile),
+    m_output.print("{}: {}, {}, {}, on {}{}\n", escaped(policyName(m_options.policyFile)),
                    counted(count(Severity::Error), "error", "errors"),
                    counted(count(Severity::Warning), "warning", "warnings"),
                    counted(count(Severity::Note), "note", "notes"), nameOf(m_platform), known);
@@ -152,7 +152,7 @@ class Lint {
     Json json;
     json["report"] = "lint";
     json["version"] = 1;
-    addText(json, "policy", m_options.policyFile);
+    addText(json, "policy", policyName(m_options.policyFile));
     json["platform"] = nameOf(m_platform);
     json["errors"] = count(Severity::Error);
     json["warnings"] = count(Severity::Warning);

@@ -21,14 +21,17 @@ std::string inWords(const std::vector<Problem>& errors) {
 
 PolicyTrouble::PolicyTrouble(const std::vector<Problem>& errors) : Trouble(inWords(errors)) {}
 
+std::string policyName(const std::string& file) {
+  return file == "-" ? "standard input" : file;
+}
+
 PolicyFile readPolicy(const std::string& file) {
-  const bool isInput = file == "-";
-  std::string text = isInput ? readStandardInput() : readFile(file);
+  std::string text = file == "-" ? readStandardInput() : readFile(file);
   std::string included;
   qvlpolicy::LoadOptions options;
   options.onIncluded = [&](const std::string&, std::string_view content) { included += content; };
   PolicyFile read;
-  read.loaded = qvlpolicy::Policy::parse(text, isInput ? "standard input" : file, options);
+  read.loaded = qvlpolicy::Policy::parse(text, policyName(file), options);
   read.digest = sha256(text + included);
   return read;
 }

@@ -71,6 +71,9 @@ struct PolicyFile {
   std::string digest;  // SHA-256 of the file; of a policy in several, of one behind the other
 };
 
+// What people read for the name of a policy file on the command line; "-" is standard input.
+std::string policyName(const std::string& file);
+
 // Reads a policy file; "-" is standard input. Throws Trouble when it cannot be read; what is wrong
 // in it is told in the result.
 PolicyFile readPolicy(const std::string& file);
