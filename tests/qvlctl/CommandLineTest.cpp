@@ -135,6 +135,12 @@ TEST_F(QuietCommandLine, ThePolicyMayComeFromStandardInput) {
   EXPECT_EQ(run({"lookup", "-p", "-", "/skip/a"}, circumstances).err,
             "qvlctl: warning: standard input:1:31: logic: there is no data set 7; it counts as not "
             "matching\n");
+  EXPECT_THAT(run({"lint", "-p", "-"}, circumstances).out,
+              HasSubstr("\nstandard input: 0 errors, 1 warning, "));
+  EXPECT_EQ(run({"diff", "-p", "-", "--with", "-", "."}, circumstances),
+            (Result{2, "",
+                    "qvlctl: expected one policy on standard input; found --policy - and --with "
+                    "-\n"}));
   EXPECT_EQ(run({"lookup", "-q", "-p", "-"}, circumstances),
             (Result{2, "",
                     "qvlctl: expected paths on the command line, since the policy is on standard "
@@ -192,12 +198,26 @@ TEST_F(CommandLine, MistakesAreTroubleAndNameTheHelp) {
        "init, import, fmt or trace-level\nTry `qvlctl --help`.\n"},
       {{"ask"},
        "qvlctl: expected a command: lookup, explain, diff, test, lint, audit, inventory, show, "
-       "init, import, fmt or trace-level. The following argument was not expected: ask\nTry "
-       "`qvlctl "
+       "init, import, fmt or trace-level; found \"ask\"\nTry `qvlctl --help`.\n"},
+      {{"lokup", "-p", "p.xml", "/a"},
+       "qvlctl: expected a command: lookup, explain, diff, test, lint, audit, inventory, show, "
+       "init, import, fmt or trace-level; found \"lokup\"\nDid you mean lookup?\nTry `qvlctl "
        "--help`.\n"},
+      {{"lookup", "--polcy", "p.xml", "/a"},
+       "qvlctl: expected an option of lookup; found \"--polcy\"\nDid you mean --policy?\nTry "
+       "`qvlctl "
+       "lookup --help`.\n"},
+      {{"lookup", "-p", "p.xml", "-z", "/a"},
+       "qvlctl: expected an option of lookup; found \"-z\"\nTry `qvlctl lookup --help`.\n"},
+      {{"lint", "-p", "p.xml", "q.xml"},
+       "qvlctl: expected nothing more; found \"q.xml\"\nTry `qvlctl lint --help`.\n"},
+      {{"lookup", "-p", "p.xml", "-p", "q.xml"},
+       "qvlctl: --policy: expected 1 value; found 2\nTry `qvlctl lookup --help`.\n"},
+      {{"diff", "--audits", "a.json"},
+       "qvlctl: --audits: expected 2 values; found 1\nTry `qvlctl diff --help`.\n"},
       {{"lookup", "/a"}, "qvlctl: --policy is required\nTry `qvlctl lookup --help`.\n"},
       {{"lookup", "--policy"},
-       "qvlctl: --policy: 1 required FILE missing\nTry `qvlctl lookup --help`.\n"},
+       "qvlctl: --policy: expected 1 value; found none\nTry `qvlctl lookup --help`.\n"},
       {{"audit", "-p", "p.xml"}, "qvlctl: DIR is required\nTry `qvlctl audit --help`.\n"},
       {{"audit", "-p", "p.xml", "--top", "few", "."},
        "qvlctl: --top: expected a whole number; found \"few\"\nTry `qvlctl audit --help`.\n"},

@@ -33,6 +33,8 @@ TEST_F(PolicyError, TellsAllErrorsEachOnALineOfItsOwn) {
 TEST_F(PolicyError, NamesAFileThatCannotBeRead) {
   EXPECT_EQ(run({"lookup", "--policy", "none.xml", "/x"}),
             (Result{2, "", "qvlctl: cannot read none.xml: No such file or directory\n"}));
+  EXPECT_EQ(run({"lookup", "--policy", "", "/x"}),
+            (Result{2, "", "qvlctl: cannot read \"\": No such file or directory\n"}));
   EXPECT_EQ(run({"lookup", "--policy", folder(), "/x"}),
             (Result{2, "", "qvlctl: cannot read " + folder() + ": Is a directory\n"}));
 }

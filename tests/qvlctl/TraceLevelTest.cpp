@@ -97,8 +97,8 @@ TEST_F(TraceLevel, WritesJson) {
 
 TEST_F(TraceLevel, RefusesWhatIsNoTraceConfiguration) {
   const std::string notXml =
-      "qvlctl: trace.xml: not well-formed XML. A literal & is written &amp; and a literal < is "
-      "written &lt;; `xmllint --noout trace.xml` names the line\n";
+      "qvlctl: trace.xml:2:1: it is not well-formed XML: Premature end of data in tag TraceValues "
+      "line 1; a literal & is written &amp; and a literal < is written &lt;\n";
   const std::string root =
       "qvlctl: trace.xml: expected the root element <TraceValues>; found another one\n";
   const std::string twice =
@@ -110,7 +110,7 @@ TEST_F(TraceLevel, RefusesWhatIsNoTraceConfiguration) {
   } rows[] = {
       {"", "qvlctl: trace.xml: expected XML, found nothing\n",
        "qvlctl: trace.xml: expected XML, found nothing\n"},
-      {"<TraceValues>", notXml, notXml},
+      {"<TraceValues>\n", notXml, notXml},
       {"<Other/>", root, root},
       {"<TraceValues><ScanAvoidanceFlow>1</ScanAvoidanceFlow><ScanAvoidanceFlow>1"
        "</ScanAvoidanceFlow></TraceValues>",

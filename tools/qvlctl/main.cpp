@@ -94,29 +94,52 @@ std::string suggestionOfPolicy(const std::string& mistake, int argc, char** argv
   return {};
 }
 
-std::string suggestion(const CLI::App& app, int argc, char** argv) {
-  const std::vector<CLI::App*> commands = app.get_subcommands();
+// Of the command, or of the whole where none is named.
+std::string suggestion(const CLI::App& app, const CLI::App* command, const std::string& found) {
   std::vector<std::string> names;
-  if (commands.empty()) {
-    for (const CLI::App* const command : app.get_subcommands({})) {
-      names.push_back(command->get_name());
-    }
+  if (command == nullptr) {
+    for (const CLI::App* const one : app.get_subcommands({})) names.push_back(one->get_name());
   }
-  for (const CLI::Option* const option :
-       (commands.empty() ? &app : commands.front())->get_options()) {
+  for (const CLI::Option* const option : (command == nullptr ? &app : command)->get_options()) {
     for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
   }
-  for (int i = 1; i < argc; ++i) {
-    const std::string_view whole = argv[i];
-    const std::string argument(whole.substr(0, whole.find('=')));
-    if (std::find(names.begin(), names.end(), argument) != names.end()) continue;
-    const bool isOption = argument.size() > 2 && argument.compare(0, 2, "--") == 0;
-    if (!isOption && (i > 1 || !commands.empty())) continue;
-    if (const auto name = nearest(argument, names)) {
-      return fmt::format("\nDid you mean {}?", *name);
-    }
+  const std::optional<std::string> name = nearest(found.substr(0, found.find('=')), names);
+  return name ? fmt::format("\nDid you mean {}?", *name) : std::string();
+}
+
+// With how many values an option may be given that was given with others.
+std::optional<std::string> mismatch(const CLI::App& command, const std::string& mistake) {
+  const std::string name = mistake.substr(0, mistake.find(':'));
+  const CLI::Option* const option = command.get_option_no_throw(name);
+  if (option == nullptr) return std::nullopt;
+  const auto most = static_cast<std::size_t>(option->get_items_expected_max());
+  return fmt::format("{}: expected {}; found {}", name, counted(most, "value", "values"),
+                     option->count() == 0 ? "none" : grouped(option->count()));
+}
+
+// What is wrong with the command line, with what was probably meant.
+std::string mistakeIn(const CLI::App& app, const CLI::App* command, const CLI::ParseError& error,
+                      int argc, char** argv) {
+  const std::vector<std::string> unknown = app.remaining(true);
+  if (command == nullptr) {
+    if (unknown.empty()) return fmt::format("{}. {}", kExpectedCommand, error.what());
+    return fmt::format("{}; found {}{}", kExpectedCommand, inQuotes(unknown.front()),
+                       suggestion(app, command, unknown.front()));
   }
-  return {};
+  // An unknown option is the cause of whatever else is missing or left over.
+  for (const std::string& argument : unknown) {
+    if (argument.size() < 2 || argument.front() != '-') continue;
+    return fmt::format("expected an option of {}; found {}{}", command->get_name(),
+                       inQuotes(argument), suggestion(app, command, argument));
+  }
+  const bool isLeftOver = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
+  if (isLeftOver && !unknown.empty()) {
+    return fmt::format("expected nothing more; found {}", inQuotes(unknown.front()));
+  }
+  if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
+    if (const auto text = mismatch(*command, error.what())) return *text;
+  }
+  return error.what() + suggestionOfPolicy(error.what(), argc, argv);
 }
 
 // Help and version print themselves; anything else is a mistake on the command line.
@@ -129,15 +152,10 @@ int reportParseResult(const CLI::App& app, const CLI::ParseError& error, int arg
     output.flush();
     return kYes;
   }
-  std::string program = "qvlctl";
-  const std::string meant = suggestion(app, argc, argv);
-  if (app.get_subcommands().empty()) {
-    complain(fmt::format("{}. {}{}\nTry `qvlctl --help`.", kExpectedCommand, error.what(), meant));
-    return kTrouble;
-  }
-  for (const CLI::App* const command : app.get_subcommands()) program += " " + command->get_name();
-  const std::string policy = suggestionOfPolicy(error.what(), argc, argv);
-  complain(fmt::format("{}{}{}\nTry `{} --help`.", error.what(), meant, policy, program));
+  const std::vector<CLI::App*> commands = app.get_subcommands();
+  const CLI::App* const command = commands.empty() ? nullptr : commands.front();
+  complain(fmt::format("{}\nTry `qvlctl{} --help`.", mistakeIn(app, command, error, argc, argv),
+                       command == nullptr ? std::string() : ' ' + command->get_name()));
   return kTrouble;
 }
 

@@ -464,6 +464,9 @@ void addDiffCommand(CLI::App& app, Action& action) {
                                      std::pair(options->newPolicyFile, "--with")}) {
       if (file.empty()) throw CLI::RequiredError(name);
     }
+    if (options->question.policyFile == "-" && options->newPolicyFile == "-") {
+      throw Trouble("expected one policy on standard input; found --policy - and --with -");
+    }
     options->paths.isInputTaken =
         options->question.policyFile == "-" || options->newPolicyFile == "-";
     action = [options] { return Diff(*options).run(); };

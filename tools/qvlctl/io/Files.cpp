@@ -19,7 +19,8 @@ namespace {
 
 [[noreturn]] void fail(const char* operation, const std::string& file) {
   const std::string reason = errorText(errno);
-  throw Trouble(fmt::format("cannot {} {}: {}", operation, escaped(file), reason));
+  throw Trouble(fmt::format("cannot {} {}: {}", operation,
+                            file.empty() ? inQuotes(file) : escaped(file), reason));
 }
 
 // A temporary file beside `target`; removed unless it has taken the target's place.

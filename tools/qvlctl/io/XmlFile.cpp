@@ -1,6 +1,9 @@
 #include "io/XmlFile.h"
 
+#include <qvlpolicy/Policy.h>
+
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include "fmt/format.h"
@@ -9,6 +12,20 @@
 #include "io/Trouble.h"
 
 namespace qvlctl {
+namespace {
+
+// The library's reader tells no place; that of policies does, whatever the XML is about.
+std::string describeMalformed(const std::string& text, const std::string& file) {
+  for (const qvlpolicy::Problem& error : qvlpolicy::Policy::parse(text, file).errors) {
+    const std::string_view name = error.name;
+    if (name != "not-xml" && name != "encoding") continue;
+    return qvlpolicy::inWords(error) +
+           "; a literal & is written &amp; and a literal < is written &lt;";
+  }
+  return escaped(file) + ": it is not well-formed XML";
+}
+
+}  // namespace
 
 XmlFile::XmlFile(const std::string& file) : XmlFile(file, readFile(file)) {}
 
@@ -23,10 +40,7 @@ XmlFile::XmlFile(const std::string& file, std::string text)
   }
   if (m_text.empty()) throw Trouble(fmt::format("{}: expected XML, found nothing", escaped(file)));
   if (!m_document.isXPathElementExists("/*")) {
-    throw Trouble(
-        fmt::format("{0}: not well-formed XML. A literal & is written &amp; and a literal < is "
-                    "written &lt;; `xmllint --noout {0}` names the line",
-                    escaped(file)));
+    throw Trouble(describeMalformed(m_text, file));
   }
 }
 
