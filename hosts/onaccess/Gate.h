@@ -30,7 +30,8 @@ namespace onaccess {
 // A file system that is watched.
 struct WatchedMount {
   std::string folder;
-  dev_t device;
+  dev_t device;      // of the files there; on Btrfs, those of this subvolume
+  dev_t fileSystem;  // of it as a whole
   FailurePolicy failurePolicy;
 };
 

@@ -8,8 +8,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
+#include <fstream>
 #include <optional>
+#include <sstream>
 
 #include "Log.h"
 #include "Trouble.h"
@@ -18,12 +21,36 @@
 namespace onaccess {
 namespace {
 
-struct stat statusOf(const std::string& path) {
+struct stat statusOf(const std::string& what, const std::string& path) {
   struct stat status;
   if (::stat(path.c_str(), &status) != 0) {
-    throw Trouble(fmt::format("cannot examine {}: {}", quoted(path), std::strerror(errno)));
+    throw Trouble(
+        fmt::format("{}: cannot examine {}: {}", what, quoted(path), std::strerror(errno)));
   }
   return status;
+}
+
+// The device by which the kernel knows a file system as a whole, which is what is watched. Btrfs
+// gives the files of each subvolume a device of their own, so the mount is looked up. `path` is
+// empty for the file behind the descriptor `folder`. Nothing when there is no such file.
+std::optional<dev_t> fileSystemOf(int folder, const char* path) {
+  struct statx status;
+  if (::statx(folder, path, AT_EMPTY_PATH, STATX_TYPE | STATX_MNT_ID, &status) != 0) {
+    return std::nullopt;
+  }
+  std::ifstream mounts("/proc/self/mountinfo");
+  for (std::string line; std::getline(mounts, line);) {
+    std::uint64_t mount = 0;
+    std::uint64_t parent = 0;
+    unsigned int major = 0;
+    unsigned int minor = 0;
+    char colon = 0;
+    if (std::istringstream(line) >> mount >> parent >> major >> colon >> minor &&
+        mount == status.stx_mnt_id) {
+      return makedev(major, minor);
+    }
+  }
+  return makedev(status.stx_dev_major, status.stx_dev_minor);  // mounted for nobody to see
 }
 
 bool isMountedAt(const std::string& folder) {
@@ -32,11 +59,9 @@ bool isMountedAt(const std::string& folder) {
   return (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
 }
 
-const WatchedMount* findMount(const std::vector<WatchedMount>& mounts, dev_t device) {
-  const auto found =
-      std::find_if(mounts.begin(), mounts.end(),
-                   [device](const WatchedMount& mount) { return mount.device == device; });
-  return found == mounts.end() ? nullptr : &*found;
+std::vector<WatchedMount>::iterator findMount(std::vector<WatchedMount>& mounts, dev_t device) {
+  return std::find_if(mounts.begin(), mounts.end(),
+                      [device](const WatchedMount& mount) { return mount.device == device; });
 }
 
 std::string folderOf(const std::string& file) {
@@ -45,13 +70,17 @@ std::string folderOf(const std::string& file) {
   return slash == 0 ? "/" : file.substr(0, slash);
 }
 
-void checkDevice(const std::string& what, dev_t device, const std::vector<WatchedMount>& mounts) {
-  const WatchedMount* const mount = findMount(mounts, device);
-  if (mount == nullptr) return;
+// `fileSystem`: nothing for a file that is not there.
+void checkFileSystem(const std::string& what, std::optional<dev_t> fileSystem,
+                     const std::vector<WatchedMount>& mounts) {
+  const auto mount = std::find_if(
+      mounts.begin(), mounts.end(),
+      [fileSystem](const WatchedMount& other) { return fileSystem == other.fileSystem; });
+  if (mount == mounts.end()) return;
   throw Trouble(fmt::format(
       "{} lies on the file system at {}, which is to be watched; expected a place on another one, "
       "such as below /run: an open there would wait for the host that makes it",
-      what, mount->folder));
+      what, quoted(mount->folder)));
 }
 
 // The folder in which the file is made, and the file itself when it is there: a link leads
@@ -59,18 +88,19 @@ void checkDevice(const std::string& what, dev_t device, const std::vector<Watche
 void checkFile(const char* option, const std::string& file,
                const std::vector<WatchedMount>& mounts) {
   const std::string what = fmt::format("{} {}", option, quoted(file));
-  checkDevice(what, statusOf(folderOf(file)).st_dev, mounts);
-  struct stat status;
-  if (::stat(file.c_str(), &status) == 0) checkDevice(what, status.st_dev, mounts);
+  const std::string folder = folderOf(file);
+  statusOf(what, folder);
+  checkFileSystem(what, fileSystemOf(AT_FDCWD, folder.c_str()), mounts);
+  checkFileSystem(what, fileSystemOf(AT_FDCWD, file.c_str()), mounts);
 }
 
 }  // namespace
 
 std::vector<WatchedMount> mountsToWatch(const Options& options) {
-  const dev_t root = statusOf("/").st_dev;
+  const std::optional<dev_t> root = fileSystemOf(AT_FDCWD, "/");
   std::vector<WatchedMount> mounts;
   for (const std::string& folder : options.mounts) {
-    const struct stat status = statusOf(folder);
+    const dev_t device = statusOf("--mount", folder).st_dev;
     if (!isMountedAt(folder)) {
       throw Trouble(fmt::format(
           "--mount {}: expected a folder at which a file system is mounted, since file systems are "
@@ -78,22 +108,20 @@ std::vector<WatchedMount> mountsToWatch(const Options& options) {
           "mount)",
           quoted(folder)));
     }
-    if (status.st_dev == root && !options.isRootConfirmed) {
+    const std::optional<dev_t> fileSystem = fileSystemOf(AT_FDCWD, folder.c_str());
+    if (fileSystem == root && !options.isRootConfirmed) {
       throw Trouble(
           fmt::format("--mount {}: this is the file system of /. A mistake there can stop the "
                       "machine; expected "
                       "--confirm-root beside it, after a --dry-run",
                       quoted(folder)));
     }
-    if (findMount(mounts, status.st_dev) == nullptr) {
-      mounts.push_back({folder, status.st_dev, FailurePolicy::Open});
+    if (findMount(mounts, device) == mounts.end()) {
+      mounts.push_back({folder, device, fileSystem.value_or(device), FailurePolicy::Open});
     }
   }
   for (const std::string& folder : options.failClosed) {
-    const dev_t device = statusOf(folder).st_dev;
-    const auto mount =
-        std::find_if(mounts.begin(), mounts.end(),
-                     [device](const WatchedMount& other) { return other.device == device; });
+    const auto mount = findMount(mounts, statusOf("--fail-closed", folder).st_dev);
     if (mount == mounts.end() || !isMountedAt(folder)) {
       throw Trouble(fmt::format("--fail-closed {}: expected one of the mounts that --mount names",
                                 quoted(folder)));
@@ -113,8 +141,8 @@ void checkThatNothingIsWritten(const Options& options, const std::vector<Watched
   for (const int descriptor : {STDOUT_FILENO, STDERR_FILENO}) {
     struct stat status;
     if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
-      checkDevice(descriptor == STDOUT_FILENO ? "standard output" : "the log, standard error,",
-                  status.st_dev, mounts);
+      checkFileSystem(descriptor == STDOUT_FILENO ? "standard output" : "the log, standard error,",
+                      fileSystemOf(descriptor, ""), mounts);
     }
   }
 }

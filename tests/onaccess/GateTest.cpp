@@ -27,8 +27,8 @@ class GateTest : public ::testing::Test {
   GateTest() {
     kernel.processes[kOpener] = {"/bin/cat", {7, 500}, 1000};
     kernel.names["/excluded/a"] = {kOpenMount, 2};
-    options.mounts = {{"/data", kOpenMount, FailurePolicy::Open},
-                      {"/closed", kClosedMount, FailurePolicy::Closed}};
+    options.mounts = {{"/data", kOpenMount, kOpenMount, FailurePolicy::Open},
+                      {"/closed", kClosedMount, kClosedMount, FailurePolicy::Closed}};
     options.decidingThreads = 2;
     options.scanThreads = 2;
     options.queue = 4;

@@ -4,8 +4,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <functional>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "Trouble.h"
 #include "gmock/gmock.h"
@@ -14,6 +17,8 @@
 
 namespace onaccess {
 namespace {
+
+namespace fs = std::filesystem;
 
 using ::testing::HasSubstr;
 
@@ -30,6 +35,17 @@ dev_t deviceOf(const std::string& path) {
   struct stat status;
   if (::stat(path.c_str(), &status) != 0) throw std::runtime_error("no " + path);
   return status.st_dev;
+}
+
+// What is watched when the file system of a folder is.
+std::vector<WatchedMount> mountsOf(fs::path folder) {
+  Options options;
+  options.isRootConfirmed = true;
+  for (;; folder = folder.parent_path()) {
+    options.mounts = {folder.string()};
+    if (troubleOf([&] { mountsToWatch(options); }) == "none") return mountsToWatch(options);
+    if (folder == "/") throw std::runtime_error("no mount");
+  }
 }
 
 TEST(StartCheck, TakesWhereAFileSystemIsMounted) {
@@ -49,7 +65,8 @@ TEST(StartCheck, RefusesAFolderInsideOfAFileSystem) {
   options.mounts = {folder.path().string()};
   EXPECT_THAT(troubleOf([&] { mountsToWatch(options); }), HasSubstr("found one inside"));
   options.mounts = {folder / "none"};
-  EXPECT_THAT(troubleOf([&] { mountsToWatch(options); }), HasSubstr("No such file"));
+  EXPECT_EQ(troubleOf([&] { mountsToWatch(options); }),
+            "--mount: cannot examine \"" + (folder / "none") + "\": No such file or directory");
 }
 
 TEST(StartCheck, RefusesTheRootUnlessItIsConfirmed) {
@@ -69,22 +86,25 @@ TEST(StartCheck, RefusesToFailClosedWhereNothingIsWatched) {
 
 TEST(StartCheck, RefusesToWriteWhereItWatches) {
   const QVL::Test::ScratchFolder folder;
-  const std::vector<WatchedMount> here = {
-      {"/here", deviceOf(folder.path().string()), FailurePolicy::Open}};
-  const std::vector<WatchedMount> elsewhere = {{"/there", 0, FailurePolicy::Open}};
+  const std::vector<WatchedMount> here = mountsOf(folder.path());
+  const std::vector<WatchedMount> elsewhere = mountsOf("/proc");
   Options options;
-  options.control = "/proc/control";
+  options.control = "/sys/control";
   EXPECT_EQ(troubleOf([&] { checkThatNothingIsWritten(options, elsewhere); }), "none");
 
   options.metrics = folder / "metrics";
   EXPECT_EQ(troubleOf([&] { checkThatNothingIsWritten(options, elsewhere); }), "none");
   EXPECT_THAT(troubleOf([&] { checkThatNothingIsWritten(options, here); }), HasSubstr("--metrics"));
 
+  options.metrics = "/none/metrics";
+  EXPECT_EQ(troubleOf([&] { checkThatNothingIsWritten(options, elsewhere); }),
+            "--metrics \"/none/metrics\": cannot examine \"/none\": No such file or directory");
+
   options.metrics.clear();
   options.control = folder / "control";
   EXPECT_THAT(troubleOf([&] { checkThatNothingIsWritten(options, here); }), HasSubstr("--control"));
 
-  options.control = "/proc/control";
+  options.control = "/sys/control";
   options.isTracing = true;
   EXPECT_THAT(troubleOf([&] { checkThatNothingIsWritten(options, here); }), HasSubstr("--trace"));
 }
@@ -94,9 +114,9 @@ TEST(StartCheck, RefusesALinkThatLeadsWhereItWatches) {
   QVL::Test::writeFile(folder / "target", "");
   ASSERT_EQ(::symlink((folder / "target").c_str(), (folder / "link").c_str()), 0);
   Options options;
-  options.control = "/proc/control";
+  options.control = "/sys/control";
   options.metrics = "/proc/self/cwd/x";
-  const std::vector<WatchedMount> here = {{"/here", deviceOf("."), FailurePolicy::Open}};
+  const std::vector<WatchedMount> here = mountsOf(fs::current_path());
   EXPECT_THAT(troubleOf([&] { checkThatNothingIsWritten(options, here); }), HasSubstr("--metrics"));
 }
 

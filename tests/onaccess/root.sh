@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # root.sh QVL-ONACCESS PROGRAMS: the host that watches the file system of /: that of a small system of
-# its own, with nothing on it but what is needed here.
+# its own, with nothing on it but what is needed here. FILE_SYSTEM: tmpfs (the default) or btrfs.
 #
 # Separated from everything else like real.sh. Nothing outside ever waits for the host, and whatever
 # happens, all of it is killed after a while.
@@ -28,6 +28,15 @@ fi
 if [[ $1 == --inside ]]; then
   work=$2 host=$3 programs=$4
   mount -t tmpfs none "$work"
+  if [[ ${FILE_SYSTEM:-} == btrfs ]]; then
+    truncate --size 512M "$work/image"
+    mkdir "$work/root"
+    { mkfs.btrfs -q "$work/image" >/dev/null && mount -o loop "$work/image" "$work/root"; } ||
+      skip "this system makes and mounts no btrfs"
+    work=$work/root
+    btrfs -q subvolume create "$work/home"
+    mount -o subvol=home "$(findmnt --noheadings --output SOURCE "$work")" "$work/home"
+  fi
   cd "$work"
   mkdir -p old proc run dev srv/{build,other} tmp
   copy() {
@@ -85,6 +94,13 @@ for folder in build other; do
   echo TEST-VIRUS >"/srv/$folder/virus"
 done
 write_policy /srv/build/
+if [[ -d /home ]]; then
+  # Files there have a device of their own, but it is the file system of /.
+  refused=$("$host" --policy /policy.xml --mount /home --scanner unix:/run/clamd.ctl \
+    --control /run/control 2>&1) || true
+  check "a subvolume of it without confirmation is refused" \
+    grep -q 'this is the file system of /' <<<"$refused"
+fi
 "$programs/scripted-clamd" /run/clamd.ctl &
 "$host" --policy /policy.xml --mount / --confirm-root --fail-closed / --scanner unix:/run/clamd.ctl \
   --control /run/control --metrics /run/metrics --metrics-every 1 2>/run/log &
