@@ -21,6 +21,7 @@
 #include <fstream>
 #include <memory>
 
+#include "Log.h"
 #include "Trouble.h"
 #include "fmt/format.h"
 
@@ -96,12 +97,19 @@ Fanotify::Fanotify()
       m_wake(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
   if (!m_events) {
     throw Trouble(
-        fmt::format("cannot get permission events from the kernel: {}. Expected a kernel with "
-                    "CONFIG_FANOTIFY_ACCESS_PERMISSIONS and the capability CAP_SYS_ADMIN",
+        fmt::format("cannot get permission events from the kernel: {}. Expected to be started as "
+                    "root (CAP_SYS_ADMIN), by a kernel with CONFIG_FANOTIFY_ACCESS_PERMISSIONS",
                     std::strerror(errno)));
   }
   if (!m_nothing || !m_wake) {
     throw Trouble(fmt::format("cannot open /dev/null and an eventfd: {}", std::strerror(errno)));
+  }
+  // Without it no name would lead anywhere, and nothing would ever be excluded.
+  if (!lookUp(AT_FDCWD, "/", RESOLVE_CACHED) && errno != EAGAIN) {
+    throw Trouble(
+        fmt::format("cannot look up names by openat2: {}. Expected Linux 5.12 or later, and nobody "
+                    "who forbids it, as RestrictSUIDSGID= of a systemd unit does",
+                    std::strerror(errno)));
   }
 }
 
@@ -115,8 +123,9 @@ void Fanotify::watchFileSystemOf(const std::string& folder) {
   }
   if (::fanotify_mark(m_events.get(), FAN_MARK_ADD | FAN_MARK_FILESYSTEM, FAN_OPEN_PERM, AT_FDCWD,
                       folder.c_str()) != 0) {
-    throw Trouble(
-        fmt::format("cannot watch the file system at {}: {}", folder, std::strerror(errno)));
+    throw Trouble(fmt::format(
+        "cannot watch the file system at {}: {}{}", quoted(folder), std::strerror(errno),
+        errno == EINVAL ? "; the kernel gives no permission events for such a one" : ""));
   }
 }
 

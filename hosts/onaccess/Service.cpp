@@ -151,7 +151,7 @@ class Service {
   Time m_nextMetrics;
   bool m_isScannerThere = false;
   std::size_t m_fileSystems = 0;  // that are watched
-  // In the order in which they are made; ended in the other one.
+  // Ended from the last to the first.
   std::unique_ptr<PolicyInForce> m_policy;
   std::unique_ptr<ClamdClient> m_scanner;
   std::unique_ptr<ControlServer> m_control;
@@ -172,6 +172,7 @@ void Service::run() {
 }
 
 void Service::start() {
+  m_kernel = std::make_unique<Fanotify>();  // first: who is not root is told so
   if (m_options.control == kDefaultControl) ::mkdir("/run/qvl-onaccess", 0755);
   checkThatNothingIsWritten(m_options, m_gateOptions.mounts);
   allowOpenFiles(Gate::descriptorsFor(m_gateOptions));
@@ -180,7 +181,6 @@ void Service::start() {
   m_policy = std::make_unique<PolicyInForce>(m_options.policy, countingOf(m_options.count));
   m_scanner = std::make_unique<ClamdClient>(m_options.scanner);
   m_control = std::make_unique<ControlServer>(m_options.control);
-  m_kernel = std::make_unique<Fanotify>();
 
   // From the first mark on, opens wait. Should anything go wrong before all threads are there, the
   // process is to end, and with it the waiting.

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # real.sh QVL-ONACCESS PROGRAMS QVL_HOME [CLAMD]: the host with the kernel's real events.
 #
-# PROGRAMS is the folder of scripted-clamd, open-load, open-ways, hold-threads, hung-mount and
-# notify-socket. With CLAMD the scanner is that one where it has to be no scripted one. SECONDS_UNDER_LOAD: how long policies are swapped
+# PROGRAMS is the folder of scripted-clamd, open-load, open-ways, hold-threads, hung-mount,
+# notify-socket and without-openat2. With CLAMD the scanner is that one where it has to be no scripted one. SECONDS_UNDER_LOAD: how long policies are swapped
 # under load (3). FILE_SYSTEM: what is watched; tmpfs (the default), ext4, ext4-128 (whose times are
 # seconds), xfs, btrfs or fuse2fs. Needs root and permission events; without, the exit status is 77.
 #
@@ -153,7 +153,7 @@ write_policy "$work/open/excluded/" "$work/closed/excluded/"
 refuses() {
   local expected=$1 status=0
   shift
-  timeout 10 "$host" --policy "$policy" --scanner "unix:$socket" --control "$control" "$@" \
+  timeout 10 ${as[@]+"${as[@]}"} "$host" --policy "$policy" --scanner "unix:$socket" --control "$control" "$@" \
     2>"$run/refusal" || status=$?
   grep -q -- "$expected" "$run/refusal" && [[ $status == 2 ]]
 }
@@ -163,6 +163,18 @@ check "metrics on a watched file system" refuses "--metrics" --mount "$work/open
   --metrics "$work/open/metrics"
 check "the socket on a watched file system" refuses "--control" --mount "$work/open" \
   --control "$work/open/control"
+as=("$programs/without-openat2")
+check "a kernel without openat2, or a service manager that forbids it" refuses "openat2" \
+  --mount "$work/open"
+as=(setpriv --bounding-set -sys_admin)
+check "who may not watch" refuses "CAP_SYS_ADMIN" --mount "$work/open"
+as=()
+if [[ ${FILE_SYSTEM:-} == btrfs ]]; then
+  # Of the same file system, though their files have devices of their own.
+  btrfs -q subvolume create open/metrics
+  check "metrics in another subvolume of a watched file system" refuses "--metrics" \
+    --mount "$work/open" --metrics "$work/open/metrics/file"
+fi
 refuses_log() {
   ! timeout 10 "$host" --policy "$policy" --scanner "unix:$socket" --control "$control" \
     --mount "$work/open" 2>"$work/open/log" && grep -q 'the log' "$work/open/log"
