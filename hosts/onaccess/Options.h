@@ -17,6 +17,7 @@ inline constexpr const char* kDefaultControl = "/run/qvl-onaccess/control";
 
 // Times are in seconds.
 struct Options {
+  std::string configuration;  // a file; empty: none
   std::string policy;
   std::vector<std::string> mounts;
   std::vector<std::string> failClosed;
@@ -39,9 +40,13 @@ struct Options {
   bool isTracing = false;
 };
 
-// Adds the options and --config to the command line. What the command line says goes before what
-// the file says.
+// Adds the options to the command line.
 void addOptions(CLI::App& app, Options& options);
+
+// Parses a command line to which the options were added, and the configuration file that it names.
+// What the command line says goes before what the file says. Throws CLI::ParseError for the command
+// line, and Trouble with everything that is wrong in the file.
+void parseOptions(CLI::App& app, Options& options, int argc, const char* const* argv);
 
 // Throws Trouble when something that is needed is missing or two options contradict each other.
 void checkOptions(const Options& options);

@@ -47,7 +47,7 @@ int run(int argc, char** argv) {
       "Exit status: 0 done, 1 the host refused, 2 trouble, 70 an open was unanswered for too "
       "long.");
   try {
-    app.parse(argc, argv);
+    parseOptions(app, options, argc, argv);
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);
     return complain(fmt::format("{}\nTry `qvl-onaccess --help`.", error.what()));

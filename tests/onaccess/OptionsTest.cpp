@@ -1,6 +1,7 @@
 #include "Options.h"
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "CLI/CLI.hpp"
@@ -12,15 +13,18 @@
 namespace onaccess {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
 
-// Arguments in their order; CLI11 takes a vector from its end.
-Options parse(std::vector<std::string> arguments) {
+Options parse(const std::vector<std::string>& arguments) {
   CLI::App app;
   Options options;
   addOptions(app, options);
-  std::reverse(arguments.begin(), arguments.end());
-  app.parse(arguments);
+  std::vector<const char*> words = {"qvl-onaccess"};
+  for (const std::string& argument : arguments) words.push_back(argument.c_str());
+  parseOptions(app, options, static_cast<int>(words.size()), words.data());
   return options;
 }
 
@@ -63,13 +67,89 @@ TEST(Options, ComeFromAFileWithTheSameNames) {
   EXPECT_EQ(options.queue, 18u) << "the command line goes first";
 }
 
-TEST(Options, AFileWithAWrongNameOrValueIsRefused) {
-  const QVL::Test::ScratchFolder folder;
-  for (const char* const text : {"polizy = x\n", "queue = many\n", "scanner = /run/clamd.ctl\n"}) {
-    QVL::Test::writeFile(folder / "conf", text);
-    EXPECT_THROW(parse({"--config", folder / "conf"}), CLI::ParseError) << text;
+std::string troubleOf(const std::vector<std::string>& arguments) {
+  try {
+    parse(arguments);
+  } catch (const Trouble& trouble) {
+    return trouble.what();
   }
-  EXPECT_THROW(parse({"--config", folder / "none"}), CLI::ParseError);
+  return "none";
+}
+
+TEST(Options, AFileSaysWhatIsWrongInIt) {
+  const QVL::Test::ScratchFolder folder;
+  const std::string conf = folder / "conf";
+  const std::vector<std::pair<const char*, const char*>> cases = {
+      {"polizy = x",
+       "expected the name of an option, as `qvl-onaccess --help` lists them, "
+       "without the dashes; found \"polizy\""},
+      {"--queue = 3", "found \"--queue\""},
+      {"config = x", "found \"config\""},
+      {"help = true", "found \"help\""},
+      {"status = true", "found \"status\""},
+      {" = x", "found \"\""},
+      {"queue 3", "expected NAME = VALUE, found \"queue 3\""},
+      {"[status]", "expected NAME = VALUE, found \"[status]\""},
+      {"\1\2", "expected NAME = VALUE, found \"\\x01\\x02\""},
+      {"queue = many", "--queue: expected 1 to 65536, found \"many\""},
+      {"queue = 3 4",
+       "queue: expected one value, in double quotes if it has spaces; found \"3 4\""},
+      {"queue =", "queue: expected one value, in double quotes if it has spaces; found none"},
+      {"metrics = ", "metrics: expected one value"},
+      {"mount =", "mount: expected a value, in double quotes if it has spaces; found none"},
+      {"mount = \"/a /b", "mount: expected a closing quote"},
+      {"scanner = /run/clamd.ctl",
+       "--scanner: expected unix: and the path of a socket, found \"/run/clamd.ctl\""},
+      {"dry-run = maybe", "dry-run: expected true or false, found \"maybe\""},
+      {"dry-run = -1", "dry-run: expected true or false, found \"-1\""},
+      {"dry-run =", "dry-run: expected true or false, found \"\""},
+  };
+  for (const auto& [line, expected] : cases) {
+    QVL::Test::writeFile(conf, std::string("# a comment\n") + line + "\n");
+    EXPECT_THAT(troubleOf({"--config", conf}),
+                AllOf(StartsWith(conf + ":2: "), HasSubstr(expected)))
+        << line;
+  }
+}
+
+TEST(Options, AFileSaysEverythingThatIsWrongInIt) {
+  const QVL::Test::ScratchFolder folder;
+  const std::string conf = folder / "conf";
+  QVL::Test::writeFile(conf, "policy = /a.xml\nqueue = 0\n\npolicy = /b.xml\nlog_every = 3\n");
+  EXPECT_THAT(troubleOf({"--config", conf}),
+              AllOf(StartsWith(conf + ":2: --queue: expected 1 to 65536, found \"0\"\n" + conf +
+                               ":4: expected policy once; it stands in line 1\n" + conf + ":5: "),
+                    HasSubstr("\"log_every\"")));
+}
+
+TEST(Options, AFileThatCannotBeReadIsRefused) {
+  const QVL::Test::ScratchFolder folder;
+  EXPECT_EQ(troubleOf({"--config", folder / "none"}),
+            (folder / "none") + ": cannot read it: No such file or directory");
+  EXPECT_EQ(troubleOf({"--config", folder.path().string()}),
+            folder.path().string() + ": cannot read it: Is a directory");
+}
+
+// Each of several folders has to be watched, wherever its name stands.
+TEST(Options, AFileMayNameFoldersInSeveralLinesAndInQuotes) {
+  const QVL::Test::ScratchFolder folder;
+  QVL::Test::writeFile(folder / "conf",
+                       "mount = /a  /b\r\n"
+                       "\tmount=\"/with a space\"\n"
+                       "; a comment\n"
+                       "\n"
+                       "policy = \"/a \\\"b\\\".xml\"\n"
+                       "control = /run/=\n"
+                       "dry-run = false\n"
+                       "confirm-root = true");
+  const Options options = parse({"--config", folder / "conf"});
+  EXPECT_THAT(options.mounts, ElementsAre("/a", "/b", "/with a space"));
+  EXPECT_EQ(options.policy, "/a \"b\".xml");
+  EXPECT_EQ(options.control, "/run/=");
+  EXPECT_FALSE(options.isDryRun);
+  EXPECT_TRUE(options.isRootConfirmed);
+  EXPECT_THAT(parse({"--config", folder / "conf", "--mount", "/c"}).mounts, ElementsAre("/c"))
+      << "the command line goes first";
 }
 
 TEST(Options, WrongValuesAreRefused) {
@@ -84,10 +164,31 @@ TEST(Options, WrongValuesAreRefused) {
       {"--watchdog", "soon"},
       {"--unknown"},
       {"--queue", "1000000000"},
+      {"--queue", "1.5"},
+      {"--queue", "0x10"},
+      {"--queue", ""},
+      {"--queue", "3 "},
+      {"--log-every", "-1"},
+      {"--log-every", "99999999999999999999999"},
+      {"--deadline", "nan"},
+      {"--watchdog", "nan"},
+      {"--watchdog", "-nan"},
+      {"--watchdog", "inf"},
+      {"--watchdog", "1e400"},
+      {"--deadline", "1e-400"},
+      {"--deadline", "5s"},
+      {"--breaker-pause", "nan(1)"},
   };
   for (const auto& arguments : cases) {
     EXPECT_THROW(parse(arguments), CLI::ParseError) << ::testing::PrintToString(arguments);
   }
+}
+
+TEST(Options, NumbersAreDecimal) {
+  EXPECT_EQ(parse({"--queue", "010"}).queue, 10u);
+  EXPECT_EQ(parse({"--deadline", "1e1"}).deadline, 10);
+  EXPECT_EQ(parse({"--remember", "0"}).remembered, 0u);
+  EXPECT_EQ(parse({"--log-every", "1000000000"}).logEvery, 1000000000u);
 }
 
 TEST(Options, WhatIsNeededMustBeThere) {
