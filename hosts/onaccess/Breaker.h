@@ -35,6 +35,8 @@ class Breaker {
 
   void failed(Time now) {
     const std::lock_guard<std::mutex> lock(m_mutex);
+    // Open, and nobody probes: this scan was let through before it opened, and tells nothing new.
+    if (m_failures >= m_limit && !m_isProbing) return;
     m_isProbing = false;
     if (m_failures < m_limit) ++m_failures;
     if (m_failures < m_limit) return;

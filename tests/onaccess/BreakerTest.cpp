@@ -57,6 +57,17 @@ TEST_F(BreakerTest, OpensAnewWhenThatFails) {
   EXPECT_TRUE(breaker.letsThrough(now + 22s));
 }
 
+// They were let through before, and their deadlines pass one by one.
+TEST_F(BreakerTest, OpensOnceForAllScansThatWereUnderWay) {
+  fail(3);
+  now += 5s;
+  fail(4);
+  EXPECT_EQ(breaker.openings(), 1u);
+  EXPECT_TRUE(breaker.letsThrough(now + 5s));
+  breaker.failed(now + 6s);
+  EXPECT_EQ(breaker.openings(), 2u);
+}
+
 TEST_F(BreakerTest, LetsAnotherOneThroughWhenItWasNotTried) {
   fail(3);
   ASSERT_TRUE(breaker.letsThrough(now + 10s));
