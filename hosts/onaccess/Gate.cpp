@@ -45,10 +45,10 @@ void Gate::stop() {
   m_threads.clear();
 }
 
-// Beside the events: what each deciding thread looks at, the connections of the scan threads, and
-// what any process has.
+// Beside the events: the folder and the file that each deciding thread looks at, the connections of
+// the scan threads, and what any process has.
 std::size_t Gate::descriptorsFor(const GateOptions& options) {
-  return options.decidingThreads * (kBatch + 1) + options.queue + 2 * options.scanThreads + 64;
+  return options.decidingThreads * (kBatch + 2) + options.queue + 2 * options.scanThreads + 64;
 }
 
 std::string Gate::scannerVersion() const {
@@ -61,8 +61,10 @@ bool Gate::checkScanner(Time deadline) {
   bool isNew = false;
   {
     const std::lock_guard<std::mutex> lock(m_versionMutex);
-    isNew = reply.isKnown && m_version != reply.text;
     m_version = reply.text;
+    // A scanner that is silent for a while, since it has much to do, is no other one.
+    isNew = reply.isKnown && m_lastKnownVersion != reply.text;
+    if (reply.isKnown) m_lastKnownVersion = reply.text;
   }
   if (m_scannerProcess.sawReplyOf(reply.process) || isNew) forgetDatabase();
   return reply.isKnown;

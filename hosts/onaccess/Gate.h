@@ -67,7 +67,7 @@ class Gate {
   void stop();
 
   // Asks the scanner for its version and learns who it is; a new one of either, and all verdicts
-  // are forgotten. False, and nothing changes, when there is no answer by the deadline.
+  // are forgotten. False when there is no answer by the deadline; nothing is forgotten then.
   bool checkScanner(Time deadline);
 
   // To be told when another policy is in force.
@@ -110,7 +110,9 @@ class Gate {
   Breaker m_breaker;
   std::atomic<std::uint64_t> m_nextDatabase{1};
   mutable std::mutex m_versionMutex;
-  std::string m_version;  // guarded by m_versionMutex
+  // Guarded by m_versionMutex:
+  std::string m_version;  // the last answer, also when it is none
+  std::string m_lastKnownVersion;
   ScanPool m_pool;
   std::vector<std::thread> m_threads;
 };

@@ -218,6 +218,10 @@ TEST_F(GateTest, ForgetsWithTheDatabaseAndOnReload) {
   scanner.setVersion({false, "no connection", 0});
   EXPECT_FALSE(gate->checkScanner(Clock::now() + 10s));
   EXPECT_EQ(gate->remembered(), 1u) << "a scanner that is away says nothing new";
+  EXPECT_EQ(gate->scannerVersion(), "no connection");
+  scanner.setVersion({true, "ClamAV 1.4.6/2/x", 0});
+  EXPECT_TRUE(gate->checkScanner(Clock::now() + 10s));
+  EXPECT_EQ(gate->remembered(), 1u) << "nor does it when it is the same again";
 
   gate->forgetVerdicts();
   EXPECT_EQ(gate->remembered(), 0u);
