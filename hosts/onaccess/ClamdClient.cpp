@@ -190,7 +190,8 @@ bool ClamdClient::send(Conversation& conversation, std::string_view bytes,
 
 bool ClamdClient::receive(Conversation& conversation) {
   char bytes[512];
-  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred)) + CMSG_SPACE(sizeof(int) * 8)];
+  // Room for the sender and nothing else: the kernel then drops descriptors that nobody asked for.
+  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
   for (;;) {
     if (!wait(conversation, POLLIN)) return false;
     iovec part = {bytes, sizeof bytes};
@@ -212,14 +213,6 @@ bool ClamdClient::receive(Conversation& conversation) {
         ucred sender;
         std::memcpy(&sender, CMSG_DATA(header), sizeof sender);
         conversation.process = sender.pid;
-      } else if (header->cmsg_type == SCM_RIGHTS) {
-        // Nobody asked for descriptors; left open, they would pile up.
-        for (std::size_t at = CMSG_LEN(0); at + sizeof(int) <= header->cmsg_len;
-             at += sizeof(int)) {
-          int unasked;
-          std::memcpy(&unasked, reinterpret_cast<char*>(header) + at, sizeof unasked);
-          ::close(unasked);
-        }
       }
     }
     if (count == 0) {
