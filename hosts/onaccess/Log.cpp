@@ -3,7 +3,9 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 
 #include "fmt/format.h"
 
@@ -41,13 +43,13 @@ Log::~Log() {
 }
 
 void Log::say(Level level, const std::string& text) {
-  const std::string prefix = m_withLevels ? fmt::format("<{}>", static_cast<int>(level)) : "";
+  const std::string lines = inLines(level, m_withLevels, text);
   const std::lock_guard<std::mutex> lock(m_mutex);
   if (m_lines.size() >= kQueue) {
     ++m_dropped;
     return;
   }
-  m_lines.push_back(prefix + text + "\n");
+  m_lines.push_back(lines);
   m_changed.notify_all();
 }
 
@@ -80,6 +82,23 @@ void Log::write() {
   }
   m_hasEnded = true;
   m_changed.notify_all();
+}
+
+std::string inLines(Level level, bool withLevel, std::string_view text) {
+  const std::string prefix = withLevel ? fmt::format("<{}>", static_cast<int>(level)) : "";
+  std::string lines;
+  do {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    lines += prefix;
+    lines += text.substr(0, end);
+    lines += '\n';
+    text.remove_prefix(std::min(end + 1, text.size()));
+  } while (!text.empty());
+  return lines;
+}
+
+bool isReadByJournal() {
+  return std::getenv("JOURNAL_STREAM") != nullptr;
 }
 
 std::string quoted(std::string_view text) {

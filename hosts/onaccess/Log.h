@@ -26,12 +26,13 @@ enum class Level { Alert = 1, Error = 3, Warning = 4, Notice = 5, Info = 6 };
 // Thread safety: all operations may be called from any thread at any time.
 class Log {
  public:
-  // With `withLevels` each line starts with its level as "<3>", as the journal reads it.
+  // With `withLevels` each line starts with its level, as the journal reads it.
   Log(int descriptor, bool withLevels);
   ~Log();  // writes what is queued, unless that takes longer than a second
   Log(const Log&) = delete;
   Log& operator=(const Log&) = delete;
 
+  // One line or several.
   void say(Level level, const std::string& text);
 
   // The same, but at most kPerSecond of these in a second; the rest is dropped, and counted.
@@ -58,6 +59,12 @@ class Log {
   unsigned int m_saidInSecond = 0;
   std::thread m_thread;
 };
+
+// A text as whole lines; `withLevel`: each starts with the level, as "<3>".
+std::string inLines(Level level, bool withLevel, std::string_view text);
+
+// Is standard error, as far as systemd tells, read by the journal, which understands levels?
+bool isReadByJournal();
 
 // A text that others chose, in quotes and on one line: other bytes than printable ASCII as \xNN.
 std::string quoted(std::string_view text);

@@ -188,7 +188,7 @@ void Service::start() {
   for (const WatchedMount& mount : m_gateOptions.mounts) m_kernel->watchFileSystemOf(mount.folder);
   m_fileSystems = m_kernel->fileSystems();
   dropCapabilities();  // before the first thread: each has its own
-  m_log = std::make_unique<Log>(STDERR_FILENO, std::getenv("JOURNAL_STREAM") != nullptr);
+  m_log = std::make_unique<Log>(STDERR_FILENO, isReadByJournal());
   m_gate = std::make_unique<Gate>(*m_kernel, *m_scanner, *m_policy, *m_log, m_gateOptions);
   m_watchdog = std::make_unique<Watchdog>(m_gate->inFlight(), inSeconds(m_options.watchdog),
                                           [this] { alarm(); });
@@ -277,10 +277,9 @@ ControlReply Service::reload() {
   if (m_options.isTracing) ::reloadHandler(SIGHUP);
   words = (isTaken ? "the policy is reloaded\n" : "the policy is refused; the one before stays\n") +
           words;
-  words.pop_back();
   m_log->say(isTaken ? Level::Notice : Level::Error, words);
   ::sd_notify(0, "READY=1");
-  return {isTaken, words + "\n"};
+  return {isTaken, words};
 }
 
 ControlReply Service::answer(const std::string& request) {

@@ -6,6 +6,7 @@
 
 #include "CLI/CLI.hpp"
 #include "Control.h"
+#include "Log.h"
 #include "Options.h"
 #include "Service.h"
 #include "fmt/format.h"
@@ -18,13 +19,17 @@ constexpr int kFailure = 1;
 constexpr int kTrouble = 2;
 
 int complain(const std::string& text) {
-  fmt::print(stderr, "qvl-onaccess: {}\n", text);
+  fmt::print(stderr, "{}", inLines(Level::Error, isReadByJournal(), "qvl-onaccess: " + text));
   return kTrouble;
 }
 
 int ask(const std::string& socket, const char* request) {
   const ControlReply reply = askHost(socket, request);
-  fmt::print(reply.isSuccess ? stdout : stderr, "{}", reply.text);
+  if (reply.isSuccess) {
+    fmt::print("{}", reply.text);
+  } else {
+    fmt::print(stderr, "{}", inLines(Level::Error, isReadByJournal(), reply.text));
+  }
   return reply.isSuccess ? 0 : kFailure;
 }
 

@@ -58,6 +58,21 @@ TEST(Log, WritesLinesInTheirOrder) {
   EXPECT_EQ(pipe.readAll(), "<3>one\n<6>two\n");
 }
 
+// The journal takes a line without a level for information.
+TEST(Log, EachLineOfATextHasItsLevel) {
+  EXPECT_EQ(inLines(Level::Error, true, "one"), "<3>one\n");
+  EXPECT_EQ(inLines(Level::Error, true, "one\ntwo\n"), "<3>one\n<3>two\n");
+  EXPECT_EQ(inLines(Level::Error, false, "one\ntwo"), "one\ntwo\n");
+  EXPECT_EQ(inLines(Level::Error, true, "one\n\ntwo"), "<3>one\n<3>\n<3>two\n");
+  EXPECT_EQ(inLines(Level::Alert, true, ""), "<1>\n");
+  Pipe pipe;
+  {
+    Log log(pipe.input(), true);
+    log.say(Level::Warning, "one\ntwo\n");
+  }
+  EXPECT_EQ(pipe.readAll(), "<4>one\n<4>two\n");
+}
+
 TEST(Log, NobodyWaitsForAReaderThatDoesNotRead) {
   Pipe pipe;
   const int input = pipe.input();
