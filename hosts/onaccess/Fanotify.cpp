@@ -160,7 +160,8 @@ Received Fanotify::receive(Event* events, std::size_t capacity) {
       if (event->mask & FAN_Q_OVERFLOW) ++received.overflows;
       if (event->fd >= 0) events[received.events++] = {event->fd, event->pid};
     }
-    return received;
+    // To return without anything would say that the host stops.
+    if (received.events + received.overflows > 0) return received;
   }
   return received;
 }
@@ -230,6 +231,7 @@ std::optional<FileIdentity> Fanotify::programFileOf(pid_t process) {
   return identityAt(AT_FDCWD, linkOfProgram(process).text);
 }
 
+// The folder of a process belongs to its effective user, even if it hides the files there.
 std::optional<uid_t> Fanotify::userOf(pid_t process) {
   LinkName name;
   std::snprintf(name.text, sizeof name.text, "/proc/%d", static_cast<int>(process));
