@@ -44,6 +44,12 @@ if(TARGET qvl-onaccess)
     COMPONENT onaccess-system EXCLUDE_FROM_ALL)
   install(FILES "${PROJECT_BINARY_DIR}/hosts/onaccess/qvl-onaccess.service"
     DESTINATION /lib/systemd/system COMPONENT onaccess-system EXCLUDE_FROM_ALL)
+  # Its documents are those of the library, which it needs anyway.
+  install(CODE "
+    file(MAKE_DIRECTORY \"\$ENV{DESTDIR}/usr/share/doc\")
+    file(CREATE_LINK \"\${CMAKE_INSTALL_PREFIX}/share/doc/${PROJECT_NAME}\"
+      \"\$ENV{DESTDIR}/usr/share/doc/qvl-onaccess\" SYMBOLIC)"
+    COMPONENT onaccess-system EXCLUDE_FROM_ALL)
 endif()
 
 set(CPACK_GENERATOR DEB)
@@ -164,21 +170,28 @@ if(TARGET qvl-onaccess)
   set(CPACK_COMPONENT_ONACCESS_DESCRIPTION "Scans files when they are opened, with exclusions
  An on-access host for Linux over fanotify and clamd. It watches nothing until it is configured
  and its service is enabled.")
-  # The service is neither enabled nor started: there is no policy yet.
+  # The service is neither enabled nor started: there is no policy yet. One that runs goes on as the new
+  # version.
   qvl_debian_file(onaccess/conffiles "/etc/qvl-onaccess.conf")
   qvl_debian_file(onaccess/postinst "#!/bin/sh
 set -e
-[ ! -d /run/systemd/system ] || systemctl daemon-reload")
+[ -d /run/systemd/system ] || exit 0
+systemctl daemon-reload
+[ \"$1\" != configure ] || [ -z \"$2\" ] || systemctl try-restart qvl-onaccess")
   qvl_debian_file(onaccess/prerm "#!/bin/sh
 set -e
 [ \"$1\" != remove ] || [ ! -d /run/systemd/system ] || systemctl disable --now qvl-onaccess")
+  qvl_debian_file(onaccess/postrm "#!/bin/sh
+set -e
+[ ! -d /run/systemd/system ] || systemctl daemon-reload")
   file(CHMOD "${PROJECT_BINARY_DIR}/debian/onaccess/conffiles" PERMISSIONS OWNER_READ OWNER_WRITE
     GROUP_READ WORLD_READ)
   file(CHMOD "${PROJECT_BINARY_DIR}/debian/onaccess/postinst"
-    "${PROJECT_BINARY_DIR}/debian/onaccess/prerm" PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE
+    "${PROJECT_BINARY_DIR}/debian/onaccess/prerm" "${PROJECT_BINARY_DIR}/debian/onaccess/postrm" PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE
     GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
   set(CPACK_DEBIAN_ONACCESS_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/debian/onaccess/conffiles"
-    "${PROJECT_BINARY_DIR}/debian/onaccess/postinst" "${PROJECT_BINARY_DIR}/debian/onaccess/prerm")
+    "${PROJECT_BINARY_DIR}/debian/onaccess/postinst" "${PROJECT_BINARY_DIR}/debian/onaccess/prerm"
+    "${PROJECT_BINARY_DIR}/debian/onaccess/postrm")
   set(CPACK_DEBIAN_ONACCESS_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 endif()
 

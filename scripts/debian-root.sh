@@ -15,6 +15,9 @@ new_debian_root() {
     debootstrap --variant=minbase bookworm "$folder/base" >"$folder/debootstrap.log" ||
       { tail "$folder/debootstrap.log"; fail "debootstrap cannot set up Debian in $folder"; }
     cp /etc/resolv.conf "$folder/base/etc/resolv.conf"
+    # No service starts there because it is installed.
+    printf '#!/bin/sh\nexit 101\n' >"$folder/base/usr/sbin/policy-rc.d"
+    chmod +x "$folder/base/usr/sbin/policy-rc.d"
     debian=$folder/base
     in_root apt-get -q -y install --no-install-recommends "$@" >"$folder/packages.log" ||
       { tail "$folder/packages.log"; fail "the new Debian cannot install $*"; }

@@ -207,6 +207,18 @@ keeps_capabilities() {
   [[ $all == 0000000010080004 ]] || { echo "found $all"; return 1; }
 }
 check "no thread keeps more capabilities than it needs" keeps_capabilities
+check "a second host at the same socket is refused" refuses "another qvl-onaccess runs" --mount "$work/open"
+second_host() {
+  timeout --preserve-status 10 "$host" --policy "$policy" --mount "$work/open" --scanner "unix:$socket" \
+    --control "$run/second" "$@" 2>"$run/second.log" &
+  second=$!
+  eventually quietly "$host" status --control "$run/second" 2>/dev/null
+}
+check "one with a socket of its own starts" second_host --dry-run
+check "a clean file opens by both" opens open/other/clean
+check "what either denies is denied" denied open/other/virus
+kill "$second"
+wait "$second"
 check "a clean file opens" opens open/other/clean
 check "an infected file is denied" denied open/other/virus
 check "the same below an excluded folder opens" opens open/excluded/virus
