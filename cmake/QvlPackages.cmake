@@ -64,6 +64,7 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${PROJECT_BINARY_DIR}/qvl"
   "${PROJECT_BINARY_DIR}/qvlpolicy")
 set(CPACK_DEBIAN_PACKAGE_SECTION libs)
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has one of its own
 set(CPACK_COMPONENTS_ALL runtime runtime-system development development-system)
 if(TARGET qvlpolicy)
   list(APPEND CPACK_COMPONENTS_ALL policy policy-system policy_development policy_development-system
