@@ -1,8 +1,6 @@
 #include "qvlpolicy/Explainer.h"
 
-#include <algorithm>
 #include <exception>
-#include <map>
 #include <utility>
 
 #include "qvlpolicy/Logic.h"
@@ -38,6 +36,12 @@ Decider deciderOf(const DataSet& dataSet, const QVL::LookupData& request) {
   return Decider::Rules;
 }
 
+std::size_t partsOf(const LogicPart& logic) {
+  std::size_t parts = 1;
+  for (const LogicPart& inner : logic.parts) parts += partsOf(inner);
+  return parts;
+}
+
 }  // namespace
 
 const char* deciderName(Decider decider) {
@@ -59,21 +63,16 @@ const char* deciderName(Decider decider) {
 // One question. Every data set is looked up once.
 class Explainer::Evaluation {
  public:
-  Evaluation(const Explainer& explainer, const QVL::LookupData& request) {
+  Evaluation(const Explainer& explainer, QVL::LookupData& request)
+      : m_indices(explainer.m_indices), m_answers(explainer.m_indices.size()) {
     const std::vector<DataSet>& dataSets = explainer.m_description.dataSets;
     for (std::size_t i = 0; i < dataSets.size(); ++i) {
-      QVL::LookupData asked = request;
-      bool matches = false;
       try {
-        matches = explainer.m_engine.dataSets()[i]->isPresentInDataSet(asked);
+        m_answers[i].matches = explainer.m_engine.dataSets()[i]->isPresentInDataSet(request);
       } catch (const std::exception&) {
         // As the manager counts it.
       }
-      m_byIndex.push_back(matches);
-      m_answers[dataSets[i].number] = {matches, false};
     }
-    // A number without a data set does not match.
-    for (const unsigned int number : dataSetsIn(explainer.m_logic)) m_answers[number];
   }
 
   // The value of a part, for which the data sets are asked that the engine asks, in its order. It
@@ -82,7 +81,7 @@ class Explainer::Evaluation {
   // first, and the right one where the left value does not decide.
   bool evaluate(const LogicPart& part) {
     if (part.dataSet) {
-      Asked& asked = m_answers[*part.dataSet];
+      Asked& asked = m_answers[indexOf(part)];
       if (!asked.wasAsked && asked.matches) m_matched.push_back(*part.dataSet);
       asked.wasAsked = true;
       return asked.matches;
@@ -100,9 +99,9 @@ class Explainer::Evaluation {
   // The values of a part and of what it combines; true when anything of it was asked.
   bool tell(const LogicPart& part, std::size_t depth, std::vector<PartAnswer>& answers) const {
     const std::size_t place = answers.size();
-    answers.push_back({&part, depth, part.dataSet && m_answers.at(*part.dataSet).wasAsked, false});
+    answers.push_back({&part, depth, part.dataSet && m_answers[indexOf(part)].wasAsked, false});
     if (part.dataSet) {
-      answers[place].value = m_answers.at(*part.dataSet).matches;
+      answers[place].value = m_answers[indexOf(part)].matches;
       return answers[place].wasAsked;
     }
     bool wasAsked = false;
@@ -118,8 +117,8 @@ class Explainer::Evaluation {
     return wasAsked;
   }
 
-  bool matches(std::size_t dataSet) const { return m_byIndex[dataSet]; }
-  bool wasAsked(unsigned int number) const { return m_answers.at(number).wasAsked; }
+  bool matches(std::size_t dataSet) const { return m_answers[dataSet].matches; }
+  bool wasAsked(std::size_t dataSet) const { return m_answers[dataSet].wasAsked; }
   std::vector<unsigned int>& matched() { return m_matched; }
 
  private:
@@ -130,13 +129,25 @@ class Explainer::Evaluation {
 
   static bool isOr(const LogicPart& part) { return part.postfix[part.postfix.size() - 2] == '|'; }
 
-  std::vector<bool> m_byIndex;
-  std::map<unsigned int, Asked> m_answers;  // of all data sets, and of all numbers in the logic
+  std::size_t indexOf(const LogicPart& part) const { return m_indices.at(*part.dataSet); }
+
+  const std::map<unsigned int, std::size_t>& m_indices;
+  std::vector<Asked> m_answers;
   std::vector<unsigned int> m_matched;
 };
 
 Explainer::Explainer(const Description& description, const Engine& engine, const LogicPart& logic)
-    : m_description(description), m_engine(engine), m_logic(logic) {}
+    : m_description(description), m_engine(engine), m_logic(logic), m_parts(partsOf(logic)) {
+  for (const DataSet& dataSet : description.dataSets) {
+    m_indices.emplace(dataSet.number, m_indices.size());
+  }
+  const std::vector<unsigned int> inLogic = dataSetsIn(logic);
+  m_isInLogic.resize(description.dataSets.size());
+  for (const unsigned int number : inLogic) {
+    const auto [found, isNew] = m_indices.emplace(number, m_indices.size());
+    if (!isNew) m_isInLogic[found->second] = true;
+  }
+}
 
 const std::deque<RuleSearch>& Explainer::searches() const {
   std::call_once(m_searchesAreMade, [this] {
@@ -153,30 +164,32 @@ std::vector<MatchingRule> Explainer::matchingRules(std::size_t dataSet,
                                                    const QVL::LookupData& request,
                                                    std::vector<std::size_t>* gaveUp) const {
   const DataSet& description = m_description.dataSets[dataSet];
+  thread_local std::vector<std::size_t> found;  // keeps its memory
+  searches()[dataSet].find(request, found, gaveUp);
   std::vector<MatchingRule> rules;
-  for (const std::size_t rule : searches()[dataSet].matching(request, gaveUp)) {
+  rules.reserve(found.size());
+  for (const std::size_t rule : found) {
     rules.push_back(
         {dataSet, rule, fitsAccess(description, description.rules[rule], request.m_accessType)});
   }
   return rules;
 }
 
-Explanation Explainer::explain(const QVL::LookupData& request) const {
+Explanation Explainer::explain(QVL::LookupData& request) const {
   Explanation explanation;
   Evaluation evaluation(*this, request);
   explanation.isExcluded = evaluation.evaluate(m_logic);
   explanation.matched = std::move(evaluation.matched());
+  explanation.parts.reserve(m_parts);
   evaluation.tell(m_logic, 0, explanation.parts);
 
-  const std::vector<unsigned int> inLogic = dataSetsIn(m_logic);
+  explanation.dataSets.reserve(m_description.dataSets.size());
   for (std::size_t i = 0; i < m_description.dataSets.size(); ++i) {
-    const DataSet& dataSet = m_description.dataSets[i];
-    const bool isInLogic = std::binary_search(inLogic.begin(), inLogic.end(), dataSet.number);
     std::vector<std::size_t> gaveUp;
     std::vector<MatchingRule> rules = matchingRules(i, request, &gaveUp);
-    explanation.dataSets.push_back({isInLogic, isInLogic && evaluation.wasAsked(dataSet.number),
-                                    evaluation.matches(i), deciderOf(dataSet, request),
-                                    std::move(rules), std::move(gaveUp)});
+    explanation.dataSets.push_back({m_isInLogic[i], evaluation.wasAsked(i), evaluation.matches(i),
+                                    deciderOf(m_description.dataSets[i], request), std::move(rules),
+                                    std::move(gaveUp)});
   }
   return explanation;
 }

@@ -5,7 +5,9 @@
 
 #include <qvl/qvl.h>
 
+#include <cstddef>
 #include <deque>
+#include <map>
 #include <mutex>
 #include <vector>
 
@@ -30,7 +32,8 @@ class Explainer {
 
   void prepareSearches() const { searches(); }
 
-  Explanation explain(const QVL::LookupData& request) const;
+  // Leaves the request as it is.
+  Explanation explain(QVL::LookupData& request) const;
 
   // Rules that give up are added to `gaveUp`, unless it is null.
   std::vector<MatchingRule> matchingRules(std::size_t dataSet, const QVL::LookupData& request,
@@ -44,6 +47,11 @@ class Explainer {
   const Description& m_description;
   const Engine& m_engine;
   const LogicPart& m_logic;
+  const std::size_t m_parts;  // of the logic
+  // Of the data sets in the description and, behind them, of numbers in the logic without one,
+  // which do not match.
+  std::map<unsigned int, std::size_t> m_indices;
+  std::vector<bool> m_isInLogic;  // by index in the description
   mutable std::once_flag m_searchesAreMade;
   mutable std::deque<RuleSearch> m_searches;  // in the order of the description
 };

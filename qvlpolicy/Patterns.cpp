@@ -51,7 +51,7 @@ std::vector<const Keyword*> keywordsIn(const DataSet& dataSet, const Rule& rule)
 std::vector<std::size_t> rulesLeftToTheEngine(const DataSet& dataSet) {
   std::vector<std::size_t> left;
   if (dataSet.kind == Kind::FileAge) return left;
-  const RulePatterns patterns(dataSet);
+  RulePatterns patterns(dataSet);
   for (std::size_t i = 0; i < dataSet.rules.size(); ++i) {
     try {
       if (!patterns.programOf(dataSet.rules[i])) left.push_back(i);

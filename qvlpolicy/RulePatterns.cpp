@@ -28,14 +28,14 @@ RulePatterns::RulePatterns(const DataSet& dataSet) : m_dataSet(dataSet) {
   }
 }
 
-std::unique_ptr<const QVL::Program> RulePatterns::programOf(const Rule& rule) const {
+std::unique_ptr<const QVL::Program> RulePatterns::programOf(const Rule& rule) {
   if (m_dataSet.kind == Kind::FileAge) return nullptr;
   QVL::ExpressionText expression(expressionBeforeKeywords(m_dataSet, rule));
   for (const auto& [name, values] : m_keywords) expression.substitute(name, values);
   expression.append(endOfExpression(m_dataSet, rule));
   const std::optional<QVL::Reading> reading =
       QVL::readExpression(expression, m_dataSet.caseSensitive);
-  return reading ? QVL::Program::of(reading->steps, reading->caseSensitive) : nullptr;
+  return reading ? QVL::Program::of(reading->steps, reading->caseSensitive, &m_sets) : nullptr;
 }
 
 }  // namespace qvlpolicy

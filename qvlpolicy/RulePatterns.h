@@ -19,7 +19,10 @@ std::string expressionBeforeKeywords(const DataSet& dataSet, const Rule& rule);
 // What stands behind the expression of a rule.
 const char* endOfExpression(const DataSet& dataSet, const Rule& rule);
 
-// Reads the rules of a data set. Keywords are read once for all rules, as in the engine.
+// Reads the rules of a data set. Keywords are read once for all rules, as in the engine, and sets
+// of characters are shared by all programs.
+//
+// Thread safety: for one thread; the programs are immutable.
 class RulePatterns {
  public:
   // The data set outlives the object.
@@ -28,11 +31,12 @@ class RulePatterns {
   // The program that matches what a rule matches, with the switches and keywords of the data set;
   // null where the engine matches it with the expression engine, and for a rule by age. The engine
   // has taken the rule, so that its expression is known to be valid.
-  std::unique_ptr<const QVL::Program> programOf(const Rule& rule) const;
+  std::unique_ptr<const QVL::Program> programOf(const Rule& rule);
 
  private:
   const DataSet& m_dataSet;
   std::map<std::string, std::shared_ptr<const QVL::Alternation>> m_keywords;  // in engine's order
+  QVL::Program::SharedSets m_sets;
 };
 
 }  // namespace qvlpolicy

@@ -30,7 +30,7 @@ struct Scratch {
 
 RuleSearch::RuleSearch(const DataSet& dataSet, const std::vector<QVL::IAvoidance*>& rules)
     : m_kind(dataSet.kind), m_rules(rules), m_patterns(new Pattern[rules.size()]) {
-  const RulePatterns patterns(dataSet);
+  RulePatterns patterns(dataSet);
   for (std::size_t i = 0; i < rules.size(); ++i) {
     if (rules[i] == nullptr) continue;
     Pattern& pattern = m_patterns[i];
@@ -43,9 +43,9 @@ RuleSearch::RuleSearch(const DataSet& dataSet, const std::vector<QVL::IAvoidance
   }
 }
 
-std::vector<std::size_t> RuleSearch::matching(const QVL::LookupData& request,
-                                              std::vector<std::size_t>* gaveUp) const {
-  std::vector<std::size_t> found;
+void RuleSearch::find(const QVL::LookupData& request, std::vector<std::size_t>& found,
+                      std::vector<std::size_t>* gaveUp) const {
+  found.clear();
   thread_local Scratch scratch;
   QVL::Text text(inputOf(m_kind, request), scratch.text);
   // What matches has read all of its text.
@@ -74,7 +74,6 @@ std::vector<std::size_t> RuleSearch::matching(const QVL::LookupData& request,
     }
   }
   std::sort(found.begin(), found.end());
-  return found;
 }
 
 }  // namespace qvlpolicy

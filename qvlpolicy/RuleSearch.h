@@ -28,11 +28,11 @@ class RuleSearch {
   // not hold.
   RuleSearch(const DataSet& dataSet, const std::vector<QVL::IAvoidance*>& rules);
 
-  // The indices of the rules whose text, or age, matches, whatever their access types; ascending. A
-  // rule that cannot read the text, or gives up, does not match.
-  // Those that give up are added to `gaveUp`, unless it is null.
-  std::vector<std::size_t> matching(const QVL::LookupData& request,
-                                    std::vector<std::size_t>* gaveUp = nullptr) const;
+  // Puts the indices of the rules whose text, or age, matches, whatever their access types, into
+  // `found`, ascending, in place of what it holds. A rule that cannot read the text, or gives up,
+  // does not match. Those that give up are added to `gaveUp`, unless it is null.
+  void find(const QVL::LookupData& request, std::vector<std::size_t>& found,
+            std::vector<std::size_t>* gaveUp = nullptr) const;
 
  private:
   struct Pattern {

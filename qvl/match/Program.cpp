@@ -67,7 +67,9 @@ bool isLineSeparator(std::uint32_t character) {
 // Turns steps into instructions.
 class ProgramCompiler {
  public:
-  explicit ProgramCompiler(Program& program) : m_program(program) {}
+  // `shared` may be null.
+  ProgramCompiler(Program& program, Program::SharedSets* shared)
+      : m_program(program), m_shared(shared) {}
 
   // False when the program becomes too large.
   bool compile(const Steps& steps) {
@@ -271,10 +273,17 @@ class ProgramCompiler {
     for (std::size_t i = 0; i < m_setExpressions.size(); ++i) {
       if (m_setExpressions[i] == expression) return i;
     }
-    m_rare.sets.push_back(
-        std::make_shared<const CharacterSet>(expression, m_program.m_caseSensitive));
+    m_rare.sets.push_back(setOf(expression));
     m_setExpressions.push_back(expression);
     return m_setExpressions.size() - 1;
+  }
+
+  std::shared_ptr<const CharacterSet> setOf(const std::string& expression) {
+    const bool caseSensitive = m_program.m_caseSensitive;
+    if (m_shared == nullptr) return std::make_shared<const CharacterSet>(expression, caseSensitive);
+    std::shared_ptr<const CharacterSet>& shared = (*m_shared)[{expression, caseSensitive}];
+    if (!shared) shared = std::make_shared<const CharacterSet>(expression, caseSensitive);
+    return shared;
   }
 
   std::size_t emit(Op op, std::size_t from = 0, std::size_t length = 0) {
@@ -291,6 +300,7 @@ class ProgramCompiler {
   }
 
   Program& m_program;
+  Program::SharedSets* const m_shared;
   std::vector<Program::Instruction> m_code;
   std::string m_bytes;
   Program::Rare m_rare;
@@ -300,9 +310,10 @@ class ProgramCompiler {
   bool m_tooLarge = false;
 };
 
-std::unique_ptr<const Program> Program::of(const Steps& steps, bool caseSensitive) {
+std::unique_ptr<const Program> Program::of(const Steps& steps, bool caseSensitive,
+                                           SharedSets* shared) {
   std::unique_ptr<Program> program(new Program(caseSensitive));
-  if (!ProgramCompiler(*program).compile(steps)) return nullptr;
+  if (!ProgramCompiler(*program, shared).compile(steps)) return nullptr;
   return program;
 }
 

@@ -5,10 +5,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "qvl/match/Expression.h"
@@ -36,9 +38,15 @@ class LiteralSet;
 // Thread safety: immutable after construction; the text belongs to one query.
 class Program {
  public:
+  // Sets of characters that several programs have in common, by expression and whether case
+  // matters: each takes some kilobytes.
+  using SharedSets = std::map<std::pair<std::string, bool>, std::shared_ptr<const CharacterSet>>;
+
   // The program of what was read. Null when it would be too large. Throws what the engine throws
-  // for a set of characters that is none.
-  static std::unique_ptr<const Program> of(const Steps& steps, bool caseSensitive);
+  // for a set of characters that is none. Takes its sets from `shared`, unless that is null, and
+  // adds those that are new.
+  static std::unique_ptr<const Program> of(const Steps& steps, bool caseSensitive,
+                                           SharedSets* shared = nullptr);
 
   ~Program();
   Program(const Program&) = delete;

@@ -330,6 +330,24 @@ TEST(Program, AnswersTextsThatWouldTakeAnEngineTooLong) {
   }
 }
 
+TEST(Program, SharesSetsOfCharactersWithOthers) {
+  Step set;
+  set.kind = Step::Set;
+  set.bytes = "[a-c]";
+  Program::SharedSets shared;
+  const auto one = Program::of({set}, true, &shared);
+  const auto two = Program::of({set, set}, true, &shared);
+  EXPECT_EQ(shared.size(), 1u);
+  EXPECT_EQ(shared.begin()->second.use_count(), 3);
+  const auto ignoringCase = Program::of({set}, false, &shared);
+  EXPECT_EQ(shared.size(), 2u);
+  shared.clear();
+  EXPECT_TRUE(matches(*one, "b"));
+  EXPECT_FALSE(matches(*one, "B"));
+  EXPECT_TRUE(matches(*two, "bc"));
+  EXPECT_TRUE(matches(*ignoringCase, "b"));
+}
+
 }  // namespace
 }  // namespace Test
 }  // namespace QVL
