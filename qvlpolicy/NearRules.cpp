@@ -4,11 +4,9 @@
 #include <unicode/casemap.h>
 
 #include <algorithm>
-#include <deque>
 #include <exception>
 #include <initializer_list>
 #include <iterator>
-#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -16,6 +14,7 @@
 
 #include "qvlpolicy/Aliases.h"
 #include "qvlpolicy/Patterns.h"
+#include "qvlpolicy/PieceIndex.h"
 #include "qvlpolicy/Text.h"
 
 namespace qvlpolicy {
@@ -26,16 +25,14 @@ constexpr std::size_t kMaxNearRules = 5;
 // How many rules are made anew and asked for one difference, at most.
 constexpr std::size_t kMaxTried = 200;
 
-// With more rules than this, none is kept without its differences.
-constexpr std::size_t kMaxKept = 10000;
-
 constexpr Difference kAllDifferences[] = {
     Difference::Case,       Difference::Normalisation, Difference::Slash,  Difference::Alias,
     Difference::Subfolders, Difference::Star,          Difference::Inside, Difference::Wildcards,
     Difference::SameFolder, Difference::SameExtension};
 
-bool isOneOf(Kind kind, std::initializer_list<Kind> kinds) {
-  return std::find(kinds.begin(), kinds.end(), kind) != kinds.end();
+template <typename Value>
+bool isOneOf(Value value, std::initializer_list<Value> values) {
+  return std::find(values.begin(), values.end(), value) != values.end();
 }
 
 std::string withDoubledStars(const std::string& text) {
@@ -71,6 +68,24 @@ std::string anythingOfSameExtension(const std::string& text) {
   const bool isPlain =
       extension.size() > 1 && extension.find_first_of("?%+()[]{}|^$\\") == std::string::npos;
   return isPlain ? "**" + extension : std::string();
+}
+
+// What of a rule a difference leaves in a text that it then matches.
+enum class Remainder { Rule, Wildcards, Folder, Extension };
+constexpr Remainder kAllRemainders[] = {Remainder::Rule, Remainder::Wildcards, Remainder::Folder,
+                                        Remainder::Extension};
+
+Remainder remainderOf(Difference difference) {
+  switch (difference) {
+    case Difference::Wildcards:
+      return Remainder::Wildcards;
+    case Difference::SameFolder:
+      return Remainder::Folder;
+    case Difference::SameExtension:
+      return Remainder::Extension;
+    default:
+      return Remainder::Rule;
+  }
 }
 
 // Does a data set know the difference?
@@ -219,86 +234,86 @@ const char* differenceName(Difference difference) {
   return "";
 }
 
-// A rule without a difference.
-class NearRules::Variant {
- public:
-  Variant(const DataSet& switches, const Rule& rule, Difference difference)
-      : m_switches(switches), m_rule(rule) {
-    m_rule.text = ruleTextWithout(difference, switches.kind, rule.text);
-    if (difference == Difference::Subfolders) m_rule.includeSubfolders = true;
-    m_pieces = piecesOf(switches, m_rule.text);
-  }
+struct NearRules::Index {
+  PieceIndex ofRemainder[std::size(kAllRemainders)];
 
-  // May it match one of the texts, which are folded?
-  bool mayMatch(const std::vector<std::string>& texts) const {
-    return std::any_of(texts.begin(), texts.end(), [&](const std::string& text) {
-      return std::all_of(m_pieces.begin(), m_pieces.end(), [&](const std::string& piece) {
-        return text.find(piece) != std::string::npos;
-      });
-    });
+  const PieceIndex& of(Difference difference) const {
+    return ofRemainder[static_cast<std::size_t>(remainderOf(difference))];
   }
+};
 
-  bool matches(QVL::LookupData request, const std::vector<std::string>& texts) {
-    try {
-      std::call_once(m_isMade, [&] {
-        try {
-          m_made = makeRule(m_switches, m_rule);
-        } catch (const QVL::QVLException&) {
-          // No such variant.
-        }
-      });
-      if (!m_made) return false;
-      std::string& text =
-          m_switches.kind == Kind::Process ? request.m_processName : request.m_filePath;
-      for (const std::string& other : texts) {
-        text = other;
-        if (m_made->canAvoid(request)) return true;
-      }
-    } catch (const std::bad_alloc&) {
-      throw;
-    } catch (const std::exception&) {
-      // A text that the expression cannot read.
+namespace {
+
+// The rules of a data set by what is left of them, as far as there is a difference that leaves it.
+PieceIndex indexOf(const DataSet& dataSet, Remainder remainder) {
+  const auto leaves = [&](Difference difference) {
+    return remainderOf(difference) == remainder && applies(difference, dataSet);
+  };
+  const auto* const difference =
+      std::find_if(std::begin(kAllDifferences), std::end(kAllDifferences), leaves);
+  if (difference == std::end(kAllDifferences)) return {};
+  const DataSet switches = switchesWithout(*difference, dataSet);
+  PieceIndex::Runs runs;
+  return PieceIndex(dataSet.rules.size(), [&](std::size_t i) {
+    const std::string& text = dataSet.rules[i].text;
+    runs.clear();
+    if (remainder != Remainder::Rule) {
+      runs = piecesOf(switches, ruleTextWithout(*difference, dataSet.kind, text));
+    } else if (composed(text) == text) {
+      // Without the difference of normalisation the pieces would be others.
+      runs = piecesOf(switches, text);
     }
-    return false;
+    return &runs;
+  });
+}
+
+// May a rule with these pieces match one of the texts, which are folded?
+bool mayMatch(const std::vector<std::string>& pieces, const std::vector<std::string>& texts) {
+  return std::any_of(texts.begin(), texts.end(), [&](const std::string& text) {
+    return std::all_of(pieces.begin(), pieces.end(), [&](const std::string& piece) {
+      return text.find(piece) != std::string::npos;
+    });
+  });
+}
+
+// Does the rule match one of the texts?
+bool matches(const DataSet& switches, const Rule& rule, QVL::LookupData request,
+             const std::vector<std::string>& texts) {
+  try {
+    const std::unique_ptr<QVL::IAvoidance> made = makeRule(switches, rule);
+    std::string& text = switches.kind == Kind::Process ? request.m_processName : request.m_filePath;
+    for (const std::string& other : texts) {
+      text = other;
+      if (made->canAvoid(request)) return true;
+    }
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const QVL::QVLException&) {
+    // No such rule.
+  } catch (const std::exception&) {
+    // A text that the expression cannot read.
   }
+  return false;
+}
 
- private:
-  const DataSet& m_switches;
-  Rule m_rule;
-  std::vector<std::string> m_pieces;
-  std::once_flag m_isMade;
-  std::unique_ptr<QVL::IAvoidance> m_made;
-};
-
-struct NearRules::Variants {
-  DataSet switches;
-  std::deque<Variant> rules;
-};
+}  // namespace
 
 NearRules::NearRules(const Description& description) : m_description(description) {}
 
 NearRules::~NearRules() = default;
 
-const std::vector<std::unique_ptr<NearRules::Variants>>& NearRules::kept() const {
-  std::call_once(m_keptIsMade, [this] {
-    std::size_t count = 0;
-    for (const DataSet& dataSet : m_description.dataSets) count += dataSet.rules.size();
-    if (count > kMaxKept) return;
-    std::vector<std::unique_ptr<Variants>> made;
-    for (const Difference difference : kAllDifferences) {
-      for (const DataSet& dataSet : m_description.dataSets) {
-        made.push_back(std::make_unique<Variants>());
-        if (!applies(difference, dataSet)) continue;
-        Variants& variants = *made.back();
-        variants.switches = switchesWithout(difference, dataSet);
-        for (const Rule& rule : dataSet.rules) {
-          variants.rules.emplace_back(variants.switches, rule, difference);
-        }
+const std::vector<NearRules::Index>& NearRules::indexes() const {
+  std::call_once(m_indexesAreMade, [this] {
+    std::vector<Index> made(m_description.dataSets.size());
+    for (std::size_t i = 0; i < made.size(); ++i) {
+      for (const Remainder remainder : kAllRemainders) {
+        made[i].ofRemainder[static_cast<std::size_t>(remainder)] =
+            indexOf(m_description.dataSets[i], remainder);
       }
     }
-    m_kept = std::move(made);
+    m_indexes = std::move(made);
   });
-  return m_kept;
+  return m_indexes;
 }
 
 std::vector<NearRule> NearRules::find(const QVL::LookupData& request,
@@ -307,36 +322,43 @@ std::vector<NearRule> NearRules::find(const QVL::LookupData& request,
   for (const DataSetAnswer& dataSet : explanation.dataSets) {
     for (const MatchingRule& match : dataSet.rules) known.insert({match.dataSet, match.rule});
   }
-  const auto& allKept = kept();
   std::vector<NearRule> found;
-  for (std::size_t k = 0; k < std::size(kAllDifferences); ++k) {
-    const Difference difference = kAllDifferences[k];
+  for (const Difference difference : kAllDifferences) {
     std::size_t tried = 0;
     for (std::size_t i = 0; i < m_description.dataSets.size(); ++i) {
       const DataSet& dataSet = m_description.dataSets[i];
       if (!applies(difference, dataSet)) continue;
-      const std::vector<std::string> texts = textsWithout(
-          difference, dataSet.kind == Kind::Process ? request.m_processName : request.m_filePath);
+      const std::string& text =
+          dataSet.kind == Kind::Process ? request.m_processName : request.m_filePath;
+      const std::vector<std::string> texts = textsWithout(difference, text);
       if (texts.empty()) continue;
       std::vector<std::string> foldedTexts;
-      for (const std::string& text : texts) foldedTexts.push_back(folded(text));
-      const auto isNear = [&](Variant& variant) {
-        if (!variant.mayMatch(foldedTexts)) return false;
+      for (const std::string& other : texts) foldedTexts.push_back(folded(other));
+      std::vector<std::size_t> candidates;
+      indexes()[i].of(difference).eachCandidate(foldedTexts, [&](std::size_t rule) {
+        candidates.push_back(rule);
+        return true;
+      });
+      std::sort(candidates.begin(), candidates.end());
+      candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
+
+      const DataSet switches = switchesWithout(difference, dataSet);
+      const bool asksTheSame = texts.size() == 1 && texts.front() == text &&
+                               !isOneOf(difference, {Difference::Case, Difference::Wildcards});
+      for (std::size_t at = 0; at < candidates.size() && tried < kMaxTried; ++at) {
+        const std::size_t j = candidates[at];
+        const Rule& rule = dataSet.rules[j];
+        const std::string ruleText = ruleTextWithout(difference, dataSet.kind, rule.text);
+        const bool includesMore = difference == Difference::Subfolders && !rule.includeSubfolders;
+        // A rule that has no such difference does not match without it either.
+        if (asksTheSame && !includesMore && ruleText == rule.text) continue;
+        if (!mayMatch(piecesOf(switches, ruleText), foldedTexts)) continue;
         ++tried;
-        return variant.matches(request, texts);
-      };
-      Variants* const variants =
-          allKept.empty() ? nullptr : allKept[k * m_description.dataSets.size() + i].get();
-      const DataSet switches = variants ? DataSet() : switchesWithout(difference, dataSet);
-      for (std::size_t j = 0; j < dataSet.rules.size() && tried < kMaxTried; ++j) {
-        bool near = false;
-        if (variants) {
-          near = isNear(variants->rules[j]);
-        } else {
-          Variant variant(switches, dataSet.rules[j], difference);
-          near = isNear(variant);
-        }
-        if (near && known.insert({i, j}).second) found.push_back({i, j, difference});
+        Rule variant = rule;
+        variant.text = ruleText;
+        variant.includeSubfolders |= includesMore;
+        if (!matches(switches, variant, request, texts) || !known.insert({i, j}).second) continue;
+        found.push_back({i, j, difference});
         if (found.size() == kMaxNearRules) return found;
       }
     }

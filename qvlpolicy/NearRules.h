@@ -6,7 +6,6 @@
 #include <qvl/qvl.h>
 
 #include <cstddef>
-#include <memory>
 #include <mutex>
 #include <vector>
 
@@ -15,10 +14,10 @@
 
 namespace qvlpolicy {
 
-// Looks among the rules for those that would match without one small difference. The rules without
-// it are made when they are first asked, and kept.
+// Looks among the rules for those that would match without one small difference. Finds them by an
+// index of pieces of their texts, which is made by the first search, and makes those few anew.
 //
-// Thread safety: any number of threads may ask at once.
+// Thread safety: any number of threads may ask at once; while the index is made the others wait.
 class NearRules {
  public:
   // The description is to outlive the object.
@@ -29,15 +28,13 @@ class NearRules {
   std::vector<NearRule> find(const QVL::LookupData& request, const Explanation& explanation) const;
 
  private:
-  class Variant;
-  struct Variants;
+  struct Index;
 
-  const std::vector<std::unique_ptr<Variants>>& kept() const;
+  const std::vector<Index>& indexes() const;
 
   const Description& m_description;
-  mutable std::once_flag m_keptIsMade;
-  // By difference and data set; empty where there are too many rules to be kept.
-  mutable std::vector<std::unique_ptr<Variants>> m_kept;
+  mutable std::once_flag m_indexesAreMade;
+  mutable std::vector<Index> m_indexes;  // in the order of the description
 };
 
 }  // namespace qvlpolicy

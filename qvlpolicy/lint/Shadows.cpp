@@ -4,12 +4,12 @@
 #include <cstdint>
 #include <set>
 #include <string>
-#include <string_view>
 #include <unordered_map>
 #include <utility>
 
 #include "qvlpolicy/Engine.h"
 #include "qvlpolicy/Patterns.h"
+#include "qvlpolicy/PieceIndex.h"
 #include "qvlpolicy/lint/PatternOrder.h"
 
 namespace qvlpolicy {
@@ -24,82 +24,6 @@ bool fitsAllAccessesOf(const DataSet& dataSet, const Rule& wide, const Rule& nar
   return dataSet.accessCheck != DataSet::AccessCheck::ByRule || wide.access == QVL::AnyAccess ||
          wide.access == narrow.access;
 }
-
-// The rarest piece of a pattern decides who may cover whom: what stands in the wide pattern as a
-// run of characters stands in the narrow one, too. Each pattern is listed under one piece of at
-// most kLongest characters, the one that fewest patterns hold, and a pattern is compared with those
-// that are listed under one of its own pieces.
-class PieceIndex {
- public:
-  static constexpr std::size_t kLongest = 8;
-
-  explicit PieceIndex(const std::vector<std::optional<Pattern>>& patterns) {
-    for (const auto& pattern : patterns) {
-      if (!pattern) continue;
-      for (const std::string& run : pattern->runs()) {
-        eachPiece(run, std::min(run.size(), kLongest),
-                  [&](std::string_view piece) { ++m_counts[hash(piece)]; });
-      }
-    }
-    for (std::size_t i = 0; i < patterns.size(); ++i) {
-      if (patterns[i]) list(i, *patterns[i]);
-    }
-  }
-
-  // Calls `take` with the patterns that may cover this one, some more than once, until it answers
-  // false.
-  template <typename Take>
-  void eachCandidate(const Pattern& pattern, Take take) const {
-    bool goesOn = true;
-    const auto takeAll = [&](const std::vector<std::size_t>& candidates) {
-      for (std::size_t i = 0; goesOn && i < candidates.size(); ++i) goesOn = take(candidates[i]);
-    };
-    takeAll(m_everywhere);
-    for (const std::string& run : pattern.runs()) {
-      for (std::size_t length = 1; length <= std::min(run.size(), kLongest) && goesOn; ++length) {
-        if (!m_lengths[length]) continue;
-        eachPiece(run, length, [&](std::string_view piece) {
-          const auto found = goesOn ? m_lists.find(hash(piece)) : m_lists.end();
-          if (found != m_lists.end()) takeAll(found->second);
-        });
-      }
-    }
-  }
-
- private:
-  static std::size_t hash(std::string_view piece) { return std::hash<std::string_view>()(piece); }
-
-  template <typename Take>
-  static void eachPiece(std::string_view run, std::size_t length, Take take) {
-    for (std::size_t i = 0; i + length <= run.size(); ++i) take(run.substr(i, length));
-  }
-
-  void list(std::size_t index, const Pattern& pattern) {
-    std::size_t rarest = 0;
-    std::size_t least = SIZE_MAX;
-    std::size_t ofLength = 0;
-    for (const std::string& run : pattern.runs()) {
-      const std::size_t length = std::min(run.size(), kLongest);
-      eachPiece(run, length, [&](std::string_view piece) {
-        const std::size_t count = m_counts[hash(piece)];
-        // Of short pieces many patterns hold one that they are not listed under.
-        if (length < ofLength || (length == ofLength && count >= least)) return;
-        rarest = hash(piece), least = count, ofLength = length;
-      });
-    }
-    if (ofLength == 0) {
-      m_everywhere.push_back(index);
-      return;
-    }
-    m_lists[rarest].push_back(index);
-    m_lengths[ofLength] = true;
-  }
-
-  std::unordered_map<std::size_t, std::size_t> m_counts;  // by hash: a collision costs a comparison
-  std::unordered_map<std::size_t, std::vector<std::size_t>> m_lists;
-  std::vector<std::size_t> m_everywhere;  // without any character
-  bool m_lengths[kLongest + 1] = {};      // of the pieces in m_lists
-};
 
 // The rules whose key no earlier rule has.
 std::vector<std::size_t> firstOfEachKey(const DataSet& dataSet) {
@@ -156,7 +80,8 @@ std::vector<std::optional<std::size_t>> rulesInShadow(const DataSet& dataSet,
   const std::vector<Rule>& rules = dataSet.rules;
   std::vector<std::optional<Pattern>> patterns(rules.size());
   for (const std::size_t i : firstOfEachKey(dataSet)) patterns[i] = Pattern::of(dataSet, rules[i]);
-  const PieceIndex index(patterns);
+  const PieceIndex index(
+      rules.size(), [&](std::size_t i) { return patterns[i] ? &patterns[i]->runs() : nullptr; });
 
   std::vector<std::optional<std::size_t>> shadows(rules.size());
   std::size_t steps = 0;
@@ -168,7 +93,7 @@ std::vector<std::optional<std::size_t>> rulesInShadow(const DataSet& dataSet,
     if (!patterns[i]) continue;
     std::size_t seen = 0;
     steps = 0;
-    index.eachCandidate(*patterns[i], [&](std::size_t j) {
+    index.eachCandidate(patterns[i]->runs(), [&](std::size_t j) {
       if (++seen > kMostCompared || steps > kMostSteps) return false;
       if (i == j || (shadows[i] && *shadows[i] <= j)) return true;
       if (compared != nullptr) ++*compared;
