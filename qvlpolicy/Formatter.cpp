@@ -237,9 +237,10 @@ Formatted formatPolicy(std::string_view text, const std::string& file) {
   Reading reading = readPolicyPart(text, file);
   if (!reading.errors.empty()) return {{}, std::move(reading.errors)};
   const std::string decoded = decodeXml(text).text;
-  const Document document(xmlReadMemory(
-      decoded.data(), static_cast<int>(decoded.size()), nullptr, "UTF-8",
-      XML_PARSE_NONET | XML_PARSE_IGNORE_ENC | XML_PARSE_NOERROR | XML_PARSE_NOWARNING));
+  const Document document(xmlReadMemory(decoded.data(), static_cast<int>(decoded.size()), nullptr,
+                                        "UTF-8",
+                                        XML_PARSE_NONET | XML_PARSE_IGNORE_ENC | XML_PARSE_HUGE |
+                                            XML_PARSE_NOERROR | XML_PARSE_NOWARNING));
   // The reader has read the same text.
   if (!document) throw std::bad_alloc();
   return {Formatter().format(document.get()), {}};

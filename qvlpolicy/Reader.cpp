@@ -1,8 +1,11 @@
 #include "qvlpolicy/Reader.h"
 
+#include <fcntl.h>
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
 #include <libxml/xmlerror.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -31,6 +34,8 @@ namespace qvlpolicy {
 namespace {
 
 constexpr std::size_t kDeepestInclude = 32;
+constexpr std::size_t kMostFiles = 4096;
+constexpr std::size_t kDeepestElement = 256;
 
 std::string joined(const std::vector<std::string>& names) {
   if (names.empty()) return "none";
@@ -42,14 +47,32 @@ std::string joined(const std::vector<std::string>& names) {
   return text;
 }
 
-// The content of a file, a pipe or a device; nothing, with errno set, when it cannot be read.
-std::optional<std::string> contentOf(const std::string& file) {
+// The content of a file, a pipe or a device; nothing, with the reason, when it cannot be read. With
+// `onlyFiles` pipes and devices cannot: they may have no end, or none that comes soon.
+std::optional<std::string> contentOf(const std::string& file, bool onlyFiles, std::string& reason) {
   struct Closer {
     void operator()(std::FILE* stream) const { std::fclose(stream); }
   };
-  errno = 0;
-  const std::unique_ptr<std::FILE, Closer> stream(std::fopen(file.c_str(), "rbe"));
-  if (!stream) return std::nullopt;
+  const auto failed = [&](int error) {
+    reason = std::generic_category().message(error);
+    return std::nullopt;
+  };
+  // Opening a pipe would wait for somebody who writes to it.
+  const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC | (onlyFiles ? O_NONBLOCK : 0));
+  if (descriptor < 0) return failed(errno);
+  const std::unique_ptr<std::FILE, Closer> stream(::fdopen(descriptor, "rb"));
+  if (!stream) {
+    const int error = errno;
+    ::close(descriptor);
+    return failed(error);
+  }
+  struct stat state {};
+  if (::fstat(descriptor, &state) != 0) return failed(errno);
+  if (S_ISDIR(state.st_mode)) return failed(EISDIR);
+  if (onlyFiles && !S_ISREG(state.st_mode)) {
+    reason = "it is no regular file";
+    return std::nullopt;
+  }
   std::string content;
   char buffer[65536];
   for (;;) {
@@ -57,7 +80,7 @@ std::optional<std::string> contentOf(const std::string& file) {
     content.append(buffer, count);
     if (count < sizeof buffer) break;
   }
-  if (std::ferror(stream.get()) != 0) return std::nullopt;
+  if (std::ferror(stream.get()) != 0) return failed(errno);
   return content;
 }
 
@@ -145,10 +168,11 @@ class FileReader {
     handler.internalSubset = &FileReader::onDocumentType;
     handler.serror = reinterpret_cast<xmlStructuredErrorFunc>(&FileReader::onError);
     m_parser->userData = this;
-    // What was decoded is UTF-8, whatever its declaration says.
+    // What was decoded is UTF-8, whatever its declaration says. The parser's limits are for texts
+    // that grow while they are read, by entities; here a document type declaration is refused.
     xmlCtxtReadMemory(m_parser.get(), m_decoded.text.data(),
                       static_cast<int>(m_decoded.text.size()), nullptr, "UTF-8",
-                      XML_PARSE_NONET | XML_PARSE_IGNORE_ENC);
+                      XML_PARSE_NONET | XML_PARSE_IGNORE_ENC | XML_PARSE_HUGE);
     if (m_parser->myDoc != nullptr) xmlFreeDoc(m_parser->myDoc);
     m_parser->myDoc = nullptr;
     if (m_thrown) std::rethrow_exception(m_thrown);
@@ -237,8 +261,7 @@ class FileReader {
       const Spot spot = TagScanner::declaration(reader.m_decoded.text);
       reader.m_composition.fail({reader.m_file, spot.line, spot.column}, {},
                                 "a policy has no document type declaration", {}, "<!DOCTYPE");
-      reader.m_isStopped = true;
-      xmlStopParser(reader.m_parser.get());
+      reader.stop();
     });
   }
 
@@ -253,6 +276,12 @@ class FileReader {
                             static_cast<std::uint32_t>(std::max(error->int2, 0))},
                            escaped(trimmed(error->message == nullptr ? "" : error->message))};
     });
+  }
+
+  // What follows is not read.
+  void stop() {
+    m_isStopped = true;
+    xmlStopParser(m_parser.get());
   }
 
   // ---- Elements ----
@@ -306,6 +335,12 @@ class FileReader {
 
   void start(std::string name, bool hasNamespace, Attributes attributes) {
     const Spot spot = m_scanner.next();
+    if (m_open.size() >= kDeepestElement) {
+      fail(spot, "", fmt::format("at most {} elements within each other", kDeepestElement),
+           fmt::format("<{}>", escaped(name)));
+      stop();
+      return;
+    }
     const ElementSyntax* const syntax = place(name, hasNamespace, spot);
     m_open.push_back({syntax, placeOf(spot), {}});
     if (syntax == nullptr) return;
@@ -521,9 +556,15 @@ class FileReader {
           .name = "include";
       return;
     }
-    const std::optional<std::string> content = contentOf(file);
+    // Files that include others twice each would be read without end.
+    if (description.files.size() >= kMostFiles) {
+      fail(spot, "", fmt::format("at most {} files in all", grouped(kMostFiles)), inQuotes(name))
+          .name = "include";
+      return;
+    }
+    std::string reason;
+    const std::optional<std::string> content = contentOf(file, true, reason);
     if (!content) {
-      const std::string reason = std::generic_category().message(errno);
       fail(spot, fmt::format("cannot read {}: {}", escaped(file), reason)).name = "include";
       return;
     }
@@ -802,9 +843,9 @@ Problem problemAt(const Description& description, const Place& place, std::strin
 }
 
 Reading readPolicyFile(const std::string& file, const LoadOptions& options) {
-  const std::optional<std::string> content = contentOf(file);
+  std::string reason;
+  const std::optional<std::string> content = contentOf(file, false, reason);
   if (content) return readText(*content, file, options);
-  const std::string reason = std::generic_category().message(errno);
   Reading reading;
   reading.description.file = file;
   reading.description.files.push_back(file);

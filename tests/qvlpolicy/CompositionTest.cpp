@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <qvlpolicy/Policy.h>
+#include <sys/stat.h>
+
+#include <filesystem>
 
 #include <string>
 #include <string_view>
@@ -83,6 +86,38 @@ TEST_F(Composition, TellsWhatCannotBeReadWhereItIsIncluded) {
             path("main.xml") + ":4:10: include: cannot read " + path("no.xml") +
                 ": No such file or directory\n" + path("main.xml") +
                 ":5:10: include: the attribute file is empty; expected a text\n");
+}
+
+// A pipe that nobody writes to would be waited for, and a device may have no end.
+TEST_F(Composition, IncludesRegularFilesOnly) {
+  write("main.xml", policy("<logic>1</logic><include file='pipe'/><include file='/dev/zero'/>"
+                           "<include file='folder'/>"));
+  ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);
+  std::filesystem::create_directory(path("folder"));
+  const std::string errors = errorsOf(load("main.xml"));
+  EXPECT_THAT(errors, HasSubstr(path("pipe") + ": it is no regular file\n"));
+  EXPECT_THAT(errors, HasSubstr("cannot read /dev/zero: it is no regular file\n"));
+  EXPECT_THAT(errors, HasSubstr(path("folder") + ": Is a directory\n"));
+}
+
+TEST_F(Composition, SeesACircleBehindLinks) {
+  std::filesystem::create_directory(path("folder"));
+  std::filesystem::create_directory_symlink(".", path("folder/again"));
+  std::filesystem::create_symlink("../main.xml", path("folder/link.xml"));
+  write("main.xml", policy("<logic>1</logic><include file='folder/again/again/link.xml'/>"));
+  EXPECT_THAT(errorsOf(load("main.xml")), HasSubstr("a policy cannot include itself"));
+}
+
+// Each of which doubles what is to be read.
+TEST_F(Composition, EndsWithFilesThatIncludeOthersTwice) {
+  write("main.xml", policy("<logic>1</logic><include file='0.xml'/>"));
+  for (int i = 0; i < 40; ++i) {
+    const std::string next = "<include file='" + std::to_string(i + 1) + ".xml'/>";
+    write(std::to_string(i) + ".xml", policy(next + next));
+  }
+  const std::string errors = errorsOf(load("main.xml"));
+  EXPECT_THAT(errors, HasSubstr("expected at most 32 files within each other"));
+  EXPECT_THAT(errors, HasSubstr("expected at most 4,096 files in all"));
 }
 
 TEST_F(Composition, KeepsTheLogicToTheIncludingFile) {

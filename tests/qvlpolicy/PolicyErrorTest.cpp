@@ -42,6 +42,15 @@ void check(const std::vector<Case>& cases) {
   }
 }
 
+TEST(PolicyErrors, ElementsTooDeep) {
+  std::string deep;
+  for (int i = 0; i < 100'000; ++i) deep += "<a>";
+  const std::string errors = errorsOf(Policy::parse(withLogic(deep), "p.xml"));
+  EXPECT_NE(errors.find("p.xml:3:766: expected at most 256 elements within each other; found <a>"),
+            std::string::npos)
+      << errors.substr(0, 2000);
+}
+
 TEST(PolicyErrors, NotXml) {
   check({
       {"", "p.xml:1:1: it is not well-formed XML: Document is empty\n"},

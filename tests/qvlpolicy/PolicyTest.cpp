@@ -43,6 +43,19 @@ TEST(Policy, AnswersWithTheDataSetsThatMatched) {
   EXPECT_THAT(policy.ask({"/etc/a.conf", ""}).dataSets, ElementsAre(2));
 }
 
+// The parser by itself stops at a text of ten megabytes, and at a long one behind so many.
+TEST(Policy, MayBeLargerThanTenMegabytes) {
+  const std::string megabytes(12'000'000, 'x');
+  const std::string rule = "/srv/" + std::string(2000, 'a');
+  const Loaded loaded = parse("<logic>1</logic><!--" + megabytes +
+                              "-->"
+                              "<data-set number=\"1\" kind=\"file-path\" comment=\"" +
+                              megabytes + "\"><rule>" + rule + "</rule></data-set>");
+  ASSERT_TRUE(loaded.policy) << errorsOf(loaded).substr(0, 1000);
+  EXPECT_TRUE(loaded.policy->isExcluded({rule, ""}));
+  EXPECT_EQ(loaded.policy->description().dataSets[0].metadata->comment, megabytes);
+}
+
 TEST(Policy, TellsAllErrorsOfAFileWithLineAndColumn) {
   const Loaded loaded = parse(
       "<logic>1|</logic>\n"
