@@ -11,11 +11,10 @@
 #include <vector>
 
 #include "fmt/format.h"
+#include "qvlpolicy/Patterns.h"
 #include "qvlpolicy/lint/Allowances.h"
 #include "qvlpolicy/lint/LogicChecks.h"
 #include "qvlpolicy/lint/RuleChecks.h"
-
-#include "qvlpolicy/Patterns.h"
 
 namespace qvlpolicy {
 namespace {
