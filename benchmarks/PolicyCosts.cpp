@@ -1,161 +1,298 @@
-// What policies cost: loading beside creating the same by the engine's interface, and an
-// explanation beside a lookup. Prints the tables of docs/policy-library.md.
+// What policies cost: loading beside creating the same by the engine's interface, explanations
+// beside lookups, and lint. Prints the tables of docs/policy-library.md and docs/lint.md.
 //
-//   qvl_policy_costs [RULES...]
+//   qvl_policy_costs load|explain|lint [--drawn COUNT] [--from SEED] [--only NAME] RULES...
+//
+// --drawn: so many shapes that are drawn, after those that have names; --only: this one.
 
-#include <malloc.h>
 #include <qvl/qvl.h>
+#include <qvlpolicy/Lint.h>
 #include <qvlpolicy/Policy.h>
+#include <qvlpolicy/Writer.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
+#include <fstream>
 #include <functional>
 #include <memory>
-#include <random>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "benchmarks/PolicyShapes.h"
 #include "benchmarks/ProcessorTime.h"
 
 namespace {
 
+using QVL::Bench::PolicyShape;
 using QVL::Bench::processorTime;
 
-// A third each: folders, paths with wildcards, and plain paths. No two are alike.
-std::vector<std::string> rulesOf(std::size_t count) {
-  std::mt19937_64 random(20261122);
-  const auto word = [&](std::size_t syllables) {
-    static const char* const kSyllables[] = {"ka", "ro", "mi", "tes", "lu", "ban", "dor", "sil"};
-    std::string made;
-    for (std::size_t i = 0; i < syllables; ++i) made += kSyllables[random() % 8];
-    return made;
-  };
-  std::vector<std::string> rules;
-  for (std::size_t i = 0; i < count; ++i) {
-    const std::string number = std::to_string(i);
-    const std::string folder = "/srv/" + word(2) + '/' + word(3);
-    if (i % 3 == 0) {
-      rules.push_back(folder + '/' + number + "/**/" + word(2) + "*." + word(1));
-    } else if (i % 3 == 1) {
-      rules.push_back(folder + number + "/**");
-    } else {
-      rules.push_back(folder + '/' + word(2) + number + ".db");
-    }
-  }
-  return rules;
-}
+// Nearest rules are looked for in so many questions only: they are for people.
+constexpr std::size_t kNearQuestions = 100;
 
-std::string policyOf(const std::vector<std::string>& rules) {
-  std::string text =
-      "<exclusion-policy version=\"1\"><logic>1</logic>\n<data-set number=\"1\" "
-      "kind=\"file-path\">\n";
-  for (const std::string& rule : rules) text += "<rule>" + rule + "</rule>\n";
-  return text + "</data-set></exclusion-policy>\n";
-}
-
-// Half of them are matched by a rule.
-std::vector<std::string> pathsFor(const std::vector<std::string>& rules) {
-  std::vector<std::string> paths;
-  for (std::size_t i = 0; i < 2000; ++i) {
-    std::string path = rules[i * 7919 % rules.size()];
-    for (std::size_t at = 0; (at = path.find('*')) != std::string::npos;) {
-      path.replace(at,
-                   path.find_first_not_of('*', at) == std::string::npos
-                       ? path.size() - at
-                       : path.find_first_not_of('*', at) - at,
-                   "x");
-    }
-    paths.push_back(i % 2 == 0 ? path : path + "/no");
-  }
-  return paths;
-}
+struct Options {
+  std::string what;
+  std::size_t drawn = 0;
+  std::size_t from = 1;
+  std::string only;
+  std::vector<std::size_t> sizes;
+};
 
 double median(std::vector<double> values) {
   std::sort(values.begin(), values.end());
   return values[values.size() / 2];
 }
 
-double heap() {
-  malloc_trim(0);
-  const struct mallinfo2 info = mallinfo2();
-  return static_cast<double>(info.uordblks + info.hblkhd);
-}
-
-std::shared_ptr<const qvlpolicy::Policy> load(const std::string& text) {
+qvlpolicy::Loaded load(const std::string& text) {
   qvlpolicy::Loaded loaded = qvlpolicy::Policy::parse(text, "policy.xml");
   for (const auto& error : loaded.errors) std::fprintf(stderr, "%s\n", inWords(error).c_str());
-  if (!loaded.policy) std::exit(2);
-  return std::move(loaded.policy);
+  if (!loaded.policy) throw std::runtime_error("The policy is refused.");
+  return loaded;
 }
 
+// ---- loading ----
+
 // As a host does that uses the engine alone.
-std::unique_ptr<QVL::LookupManager> create(const std::vector<std::string>& rules) {
+std::unique_ptr<QVL::LookupManager> create(const qvlpolicy::DataSet& rules) {
   auto manager = std::make_unique<QVL::LookupManager>();
   auto dataSet = std::make_shared<QVL::FilePathDataSet>();
-  for (const std::string& rule : rules) {
-    dataSet->addToDataSet(std::make_unique<QVL::FilePathAvoidance>(rule, QVL::AnyAccess));
+  for (const qvlpolicy::Rule& rule : rules.rules) {
+    dataSet->addToDataSet(std::make_unique<QVL::FilePathAvoidance>(rule.text, QVL::AnyAccess));
   }
   manager->assignDataSet(dataSet, 1, 0);
   manager->defineBusinessLogic("1");
   return manager;
 }
 
-void measure(std::size_t count) {
-  const std::vector<std::string> rules = rulesOf(count);
-  const std::string text = policyOf(rules);
+void measureLoading(const PolicyShape& shape) {
+  const std::string text = policyText(shape.policy);
   std::vector<double> creating;
   std::vector<double> loading;
   for (int i = 0; i < 5; ++i) {
-    creating.push_back(processorTime([&] { create(rules); }));
+    creating.push_back(processorTime([&] { create(shape.policy.dataSets.front()); }));
     loading.push_back(processorTime([&] { load(text); }));
   }
-  std::printf("| %zu rules: loading / creating | %.1f ms | %.1f ms | %.2f |\n", count,
+  std::printf("| %s | %zu | %.0f ms | %.0f ms | %.2f |\n", shape.name.c_str(), shape.rules(),
               median(loading) * 1e3, median(creating) * 1e3, median(loading) / median(creating));
+}
 
-  const std::vector<std::string> paths = pathsFor(rules);
-  const double before = heap();
-  const std::shared_ptr<const qvlpolicy::Policy> policy = load(text);
-  qvlpolicy::Answer answer;
+// ---- explaining ----
+
+qvlpolicy::Question questionOf(const PolicyShape::Asked& asked) {
+  return {asked.path, asked.process};
+}
+
+std::size_t askAll(const qvlpolicy::Policy& policy, const PolicyShape& shape) {
   std::size_t excluded = 0;
-  const auto lookups = [&] {
-    for (const std::string& path : paths) {
-      policy->ask({path, ""}, answer);
-      excluded += answer.isExcluded ? 1 : 0;
-    }
-  };
-  lookups();
-  const double afterLookups = heap() - before;
-  const double preparing = processorTime([&] { policy->prepareSearches(); });
+  qvlpolicy::Answer answer;
+  for (const PolicyShape::Asked& asked : shape.questions) {
+    policy.ask(questionOf(asked), answer);
+    excluded += answer.isExcluded ? 1 : 0;
+  }
+  return excluded;
+}
+
+std::size_t explainAll(const qvlpolicy::Policy& policy, const PolicyShape& shape) {
   std::size_t found = 0;
-  const auto explanations = [&] {
-    for (const std::string& path : paths) {
-      found += policy->explain({path, ""}).dataSets[0].rules.size();
+  for (const PolicyShape::Asked& asked : shape.questions) {
+    for (const auto& dataSet : policy.explain(questionOf(asked)).dataSets) {
+      found += dataSet.rules.size();
     }
-  };
-  explanations();
-  const double afterExplanations = heap() - before;
+  }
+  return found;
+}
+
+// How many questions were asked, and how many rules are near.
+std::pair<std::size_t, std::size_t> findAllNear(const qvlpolicy::Policy& policy,
+                                                const PolicyShape& shape) {
+  std::size_t tried = 0;
+  std::size_t found = 0;
+  for (const PolicyShape::Asked& asked : shape.questions) {
+    if (tried == kNearQuestions) break;
+    const qvlpolicy::Explanation explanation = policy.explain(questionOf(asked));
+    if (!explanation.matched.empty()) continue;
+    ++tried;
+    found += policy.nearRules(questionOf(asked), explanation).size();
+  }
+  return {tried, found};
+}
+
+// The most memory that this process had at once, in MB.
+double peak() {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.compare(0, 6, "VmHWM:") == 0) return std::strtod(line.c_str() + 6, nullptr) / 1024;
+  }
+  throw std::runtime_error("The system does not tell the peak of a process.");
+}
+
+// Of a process that loads the policy from a file, asks, and with `explains` also finds out why.
+double peakOf(const PolicyShape& shape, const std::string& file, bool explains) {
+  int ends[2];
+  if (pipe(ends) != 0) throw std::runtime_error("There is no pipe.");
+  const pid_t child = fork();
+  if (child == 0) {
+    // What the parent has is not to count.
+    const std::string out = std::to_string(ends[1]);
+    execl("/proc/self/exe", "qvl_policy_costs", explains ? "peak-explain" : "peak-ask",
+          file.c_str(), out.c_str(), static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  close(ends[1]);
+  char text[64] = {};
+  const ssize_t length = read(ends[0], text, sizeof text - 1);
+  close(ends[0]);
+  int status = 0;
+  waitpid(child, &status, 0);
+  if (length <= 0 || status != 0) throw std::runtime_error("No peak for " + shape.name);
+  return std::strtod(text, nullptr);
+}
+
+int tellPeak(bool explains, const std::string& file, int out) {
+  PolicyShape shape;
+  std::ifstream questions(file + ".questions");
+  for (std::string path, process; std::getline(questions, path, '\0');) {
+    std::getline(questions, process, '\0');
+    shape.questions.push_back({path, process});
+  }
+  const qvlpolicy::Loaded loaded = qvlpolicy::Policy::load(file);
+  if (!loaded.policy) return 2;
+  askAll(*loaded.policy, shape);
+  if (explains) {
+    explainAll(*loaded.policy, shape);
+    findAllNear(*loaded.policy, shape);
+  }
+  const std::string text = std::to_string(peak());
+  return write(out, text.data(), text.size()) == static_cast<ssize_t>(text.size()) ? 0 : 2;
+}
+
+void measureExplaining(const PolicyShape& shape) {
+  const std::string text = policyText(shape.policy);
+  const std::string file = "/tmp/qvl_policy_costs." + std::to_string(getpid());
+  std::ofstream(file) << text;
+  std::ofstream questions(file + ".questions");
+  for (const PolicyShape::Asked& asked : shape.questions) {
+    questions << asked.path << '\0' << asked.process << '\0';
+  }
+  questions.close();
+  const double askingPeak = peakOf(shape, file, false);
+  const double explainingPeak = peakOf(shape, file, true);
+  std::remove(file.c_str());
+  std::remove((file + ".questions").c_str());
+
+  const auto policy = load(text).policy;
+  std::size_t excluded = askAll(*policy, shape);
+  std::size_t found = 0;
+  const double preparing = processorTime([&] { found = explainAll(*policy, shape); });
   std::vector<double> asking;
   std::vector<double> explaining;
-  for (int i = 0; i < 15; ++i) {
-    asking.push_back(processorTime(lookups));
-    explaining.push_back(processorTime(explanations));
+  // Some shapes are slow to ask.
+  const double once = processorTime([&] { askAll(*policy, shape); });
+  const auto passes = static_cast<int>(std::max(1.0, 0.005 / once));
+  const auto timeOf = [&](const auto& pass) {
+    return processorTime([&] {
+             for (int i = 0; i < passes; ++i) pass();
+           }) /
+           passes;
+  };
+  const std::clock_t start = std::clock();
+  while (asking.size() < 3 || (asking.size() < 15 && std::clock() - start < 3 * CLOCKS_PER_SEC)) {
+    asking.push_back(timeOf([&] { askAll(*policy, shape); }));
+    explaining.push_back(timeOf([&] { explainAll(*policy, shape); }));
   }
-  const double questions = static_cast<double>(paths.size());
-  std::printf("| %zu rules: explain / lookup | %.2f us | %.2f us | %.2f |\n", count,
-              median(explaining) / questions * 1e6, median(asking) / questions * 1e6,
-              median(explaining) / median(asking));
-  std::printf("| %zu rules: heap with searches / without | %.1f MB | %.1f MB | %.2f |\n", count,
-              afterExplanations * 1e-6, afterLookups * 1e-6, afterExplanations / afterLookups);
-  std::printf("  (searches made in %.0f ms; %zu of %zu excluded, %zu rules found)\n",
-              preparing * 1e3, excluded / 16, paths.size(), found / 16);
+  std::pair<std::size_t, std::size_t> near;
+  const double first = processorTime([&] { near = findAllNear(*policy, shape); });
+  const double finding = processorTime([&] { near = findAllNear(*policy, shape); });
+  const double each = 1e6 / static_cast<double>(shape.questions.size());
+  const double eachNear = 1e6 / static_cast<double>(std::max<std::size_t>(near.first, 1));
+  std::printf(
+      "| %s | %zu | %.2f us | %.2f us | %.2f | %.0f MB | %.0f MB | %.2f | %.0f us, first %.0f us "
+      "|\n",
+      shape.name.c_str(), shape.rules(), median(asking) * each, median(explaining) * each,
+      median(explaining) / median(asking), askingPeak, explainingPeak, explainingPeak / askingPeak,
+      finding * eachNear, first * eachNear);
+  std::printf(
+      "  (first explanations %.0f ms; %zu of %zu excluded, %zu rules found, %zu near to %zu)\n",
+      preparing * 1e3, excluded, shape.questions.size(), found, near.second, near.first);
+  std::fflush(stdout);
+}
+
+// ---- lint ----
+
+void measureLint(const PolicyShape& shape) {
+  const std::string text = policyText(shape.policy);
+  qvlpolicy::Loaded loaded;
+  const double loading = processorTime([&] { loaded = load(text); });
+  std::size_t findings = 0;
+  const double linting = processorTime([&] { findings = lint(loaded).findings.size(); });
+  std::printf("| %s | %zu | %.2f s | %.2f s | %zu |\n", shape.name.c_str(), shape.rules(), loading,
+              linting, findings);
+  std::fflush(stdout);
+}
+
+Options optionsFrom(int count, char* arguments[]) {
+  Options options;
+  options.what = count > 1 ? arguments[1] : "";
+  for (int i = 2; i < count; ++i) {
+    const std::string_view name = arguments[i];
+    const char* const value = i + 1 < count ? arguments[i + 1] : "";
+    if (name == "--drawn") {
+      options.drawn = std::strtoul(value, nullptr, 10), ++i;
+    } else if (name == "--from") {
+      options.from = std::strtoul(value, nullptr, 10), ++i;
+    } else if (name == "--only") {
+      options.only = value, ++i;
+    } else {
+      options.sizes.push_back(std::strtoul(arguments[i], nullptr, 10));
+    }
+  }
+  if (options.sizes.empty()) options.sizes = {10000, 100000};
+  return options;
+}
+
+int run(const Options& options) {
+  const auto each = [&](const std::function<void(const PolicyShape&)>& measure) {
+    for (const std::size_t size : options.sizes) {
+      for (const std::string& name : QVL::Bench::policyShapeNames()) {
+        if (options.only.empty() || options.only == name) {
+          measure(QVL::Bench::policyShape(name, size));
+        }
+      }
+      for (std::size_t seed = options.from; seed < options.from + options.drawn; ++seed) {
+        measure(QVL::Bench::drawnPolicyShape(seed, size));
+      }
+    }
+    return 0;
+  };
+  if (options.what == "load") {
+    for (const std::size_t size : options.sizes) {
+      measureLoading(QVL::Bench::policyShape(QVL::Bench::policyShapeNames().front(), size));
+    }
+    return 0;
+  }
+  if (options.what == "explain") return each(measureExplaining);
+  if (options.what == "lint") return each(measureLint);
+  std::fprintf(stderr, "expected load, explain or lint\n");
+  return 2;
 }
 
 }  // namespace
 
 int main(int count, char* arguments[]) {
-  std::vector<std::size_t> sizes = {10000, 100000};
-  if (count > 1) sizes.clear();
-  for (int i = 1; i < count; ++i) sizes.push_back(std::strtoul(arguments[i], nullptr, 10));
-  for (const std::size_t size : sizes) measure(size);
+  try {
+    const std::string_view what = count > 1 ? arguments[1] : "";
+    if (what == "peak-ask" || what == "peak-explain") {
+      return count > 3 ? tellPeak(what == "peak-explain", arguments[2], std::atoi(arguments[3]))
+                       : 2;
+    }
+    return run(optionsFrom(count, arguments));
+  } catch (const std::exception& exception) {
+    std::fprintf(stderr, "%s\n", exception.what());
+    return 2;
+  }
 }

@@ -6,7 +6,6 @@
 #include <sys/stat.h>
 
 #include <filesystem>
-
 #include <string>
 #include <string_view>
 #include <utility>
