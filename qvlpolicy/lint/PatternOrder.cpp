@@ -106,14 +106,16 @@ bool Pattern::covers(const Pattern& narrow, std::size_t& steps) const {
   }
   if (same < m_tokens.size() && m_tokens[same].type == Type::Character) return false;
 
-  // The places in this pattern that can be reached with what has been taken of the other one; and
-  // the folders that have begun and are left behind a slash, or at once, for the next place.
-  const std::size_t size = m_tokens.size();
+  // The places in this pattern, behind what both begin with, that can be reached with what has been
+  // taken of the other one; and the folders that have begun and are left behind a slash, or at
+  // once, for the next place.
+  const std::size_t size = m_tokens.size() - same;
+  const Token* const tokens = m_tokens.data() + same;
   std::vector<bool> places(size + 1);
   std::vector<bool> begun(size + 1);
   const auto goOnWithout = [&] {
     for (std::size_t i = 0; i < size; ++i) {
-      const Type type = m_tokens[i].type;
+      const Type type = tokens[i].type;
       if (!places[i]) continue;
       if (type == Type::Folders) begun[i] = true;
       if (type == Type::Folders || type == Type::Component || type == Type::Anything) {
@@ -123,17 +125,18 @@ bool Pattern::covers(const Pattern& narrow, std::size_t& steps) const {
   };
   places[0] = true;
   goOnWithout();
-  for (const Token& token : narrow.m_tokens) {
+  for (std::size_t at = same; at < narrow.m_tokens.size(); ++at) {
+    const Token& token = narrow.m_tokens[at];
     // Folders of the other pattern stand behind a slash, so they end in one even if they are none.
     const bool endsInSlash =
         token.type == Type::Folders || (token.type == Type::Character && token.character == '/');
-    steps += size;
+    steps += size + 1;
     std::vector<bool> next(size + 1);
     for (std::size_t i = 0; i < size; ++i) {
-      const Type type = m_tokens[i].type;
+      const Type type = tokens[i].type;
       if (type == Type::Folders) {
         if (begun[i] && endsInSlash) next[i + 1] = true;
-      } else if (places[i] && mayTake(m_tokens[i], token)) {
+      } else if (places[i] && mayTake(tokens[i], token)) {
         next[type == Type::Component || type == Type::Anything ? i : i + 1] = true;
       }
     }

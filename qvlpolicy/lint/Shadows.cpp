@@ -73,9 +73,7 @@ std::vector<std::optional<std::size_t>> agesInShadow(const DataSet& dataSet) {
 
 }  // namespace
 
-std::vector<std::optional<std::size_t>> rulesInShadow(const DataSet& dataSet,
-                                                      std::size_t* compared) {
-  if (compared != nullptr) *compared = 0;
+std::vector<std::optional<std::size_t>> rulesInShadow(const DataSet& dataSet, ShadowWork* work) {
   if (dataSet.kind == Kind::FileAge) return agesInShadow(dataSet);
   const std::vector<Rule>& rules = dataSet.rules;
   std::vector<std::optional<Pattern>> patterns(rules.size());
@@ -92,15 +90,19 @@ std::vector<std::optional<std::size_t>> rulesInShadow(const DataSet& dataSet,
   for (std::size_t i = 0; i < rules.size(); ++i) {
     if (!patterns[i]) continue;
     std::size_t seen = 0;
+    std::size_t pairs = 0;
     steps = 0;
     index.eachCandidate(patterns[i]->runs(), [&](std::size_t j) {
       if (++seen > kMostCompared || steps > kMostSteps) return false;
       if (i == j || (shadows[i] && *shadows[i] <= j)) return true;
-      if (compared != nullptr) ++*compared;
+      ++pairs;
       if (!covers(j, i) || (i < j && covers(i, j))) return true;
       shadows[i] = j;
       return true;
     });
+    if (work == nullptr) continue;
+    work->pairs += pairs;
+    work->steps += steps;
   }
   return shadows;
 }

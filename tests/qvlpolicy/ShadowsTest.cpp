@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <vector>
@@ -32,43 +33,85 @@ std::string digits(std::size_t number, const std::string& zero, const std::strin
 struct Shape {
   const char* name;
   DataSet dataSet;
-  std::size_t mostForARule;
 };
 
-// Shapes that make many rules look alike.
+// What rules usually look like, and what makes many of them alike.
 std::vector<Shape> shapes(std::size_t count) {
-  std::vector<Shape> result = {
-      {"one folder", rulesOf(Kind::Folder, count, [](std::size_t) { return "/srv/a/"; }), 1},
-      {"one name in many folders",
-       rulesOf(Kind::FilePath, count,
-               [](std::size_t i) { return "/srv/" + std::to_string(i) + "/cache/*.db"; }),
-       4},
-      {"nested folders",
-       rulesOf(Kind::Folder, 1000,
-               [](std::size_t i) {
-                 std::string path = "/srv/";
-                 for (std::size_t depth = 0; depth <= i; ++depth) path += "a/";
-                 return path;
-               }),
-       200},
-      {"two characters apart by stars",
-       rulesOf(Kind::FilePath, count, [](std::size_t i) { return "/" + digits(i, "a*", "b*"); }),
-       200},
-      {"one name in many spellings",
-       rulesOf(Kind::FilePath, count, [](std::size_t i) { return "/" + digits(i, "a", "A"); }),
-       200},
+  using std::to_string;
+  const auto filePaths = [&](const std::function<std::string(std::size_t)>& text) {
+    return rulesOf(Kind::FilePath, count, text);
   };
+  const auto nested = [](std::size_t folders) {
+    std::string path = "/srv/";
+    for (std::size_t depth = 0; depth < folders; ++depth) path += "a/";
+    return path;
+  };
+  std::vector<Shape> result = {
+      {"one folder", rulesOf(Kind::Folder, count, [](std::size_t) { return "/srv/a/"; })},
+      {"one name in many folders",
+       filePaths([](std::size_t i) { return "/srv/" + to_string(i) + "/cache/*.db"; })},
+      {"names anywhere", filePaths([](std::size_t i) { return "**/name" + to_string(i) + "/**"; })},
+      {"extensions anywhere", filePaths([](std::size_t i) { return "**/*.x" + to_string(i); })},
+      {"nested folders",
+       rulesOf(Kind::Folder, count,
+               [&](std::size_t i) { return nested(i % 50) + to_string(i / 50) + "/"; })},
+      {"folders in each other",
+       rulesOf(Kind::Folder, count, [&](std::size_t i) { return nested(i % 1000 + i / 1000); })},
+      {"folders with stars",
+       rulesOf(Kind::Folder, count,
+               [](std::size_t i) { return "/U/*/x/*/" + to_string(i) + "/"; })},
+      {"stars around two letters",
+       filePaths([](std::size_t i) { return "/" + digits(i, "a*", "b*"); })},
+      {"double stars around two letters",
+       filePaths([](std::size_t i) { return "/" + digits(i, "**a", "**b"); })},
+      {"stars for folders",
+       filePaths([](std::size_t i) { return digits(i, "/*", "/a") + "/" + to_string(i / 8192); })},
+      {"question marks", filePaths([](std::size_t i) { return "/srv/" + digits(i, "?", "a"); })},
+      {"no letter apart", filePaths([](std::size_t i) {
+         return "/" + std::string(1 + i % 500, 'a') + "*" + std::string(i / 500, 'b');
+       })},
+      {"processes",
+       rulesOf(Kind::Process, count, [](std::size_t i) { return "/opt/*/bin/p" + to_string(i); })},
+      {"file types",
+       rulesOf(Kind::FileType, count, [](std::size_t i) { return "x" + to_string(i); })},
+      {"file types of one letter",
+       rulesOf(Kind::FileType, count,
+               [](std::size_t i) { return digits(i % 4096, "a", "?").substr(0, 12); })},
+      {"expressions", filePaths([](std::size_t i) { return "/a[0-9]+" + to_string(i); })},
+      {"keywords", filePaths([](std::size_t i) { return "/%A%/" + to_string(i) + "/%A%/**"; })},
+      {"keywords between stars",
+       filePaths([](std::size_t i) { return "/" + digits(i, "%A%*", "a*"); })},
+      {"one name in many spellings",
+       filePaths([](std::size_t i) { return "/" + digits(i, "a", "A"); })},
+  };
+  for (Shape& shape : result) {
+    shape.dataSet.keywords.push_back({"%A%", {"git", "hg"}, {}});
+  }
   result.back().dataSet.caseSensitive = false;
   return result;
 }
 
-// The bound of the header, on what would make every pair worth a look.
-TEST(Shadows, ComparesFewPairs) {
+// The bounds of the header, on what would make every pair worth a look; and four times the rules
+// take little more than four times the work.
+TEST(Shadows, TakeNoMoreForEachRuleWhenThereAreMore) {
+  std::vector<ShadowWork> few;
   for (const std::size_t count : {1000u, 4000u}) {
+    std::size_t at = 0;
     for (const Shape& shape : shapes(count)) {
-      std::size_t compared = 0;
-      rulesInShadow(shape.dataSet, &compared);
-      EXPECT_LE(compared, shape.mostForARule * shape.dataSet.rules.size()) << shape.name;
+      ShadowWork work;
+      rulesInShadow(shape.dataSet, &work);
+      std::size_t longest = 0;
+      for (const Rule& rule : shape.dataSet.rules) longest = std::max(longest, rule.text.size());
+      EXPECT_LE(work.pairs, 200 * count) << shape.name;
+      // A pair is compared in both directions.
+      EXPECT_LE(work.steps, (8000 + 2 * longest * longest) * count) << shape.name;
+      if (count == 1000) {
+        few.push_back(work);
+        continue;
+      }
+      EXPECT_LE(work.pairs, 8 * few[at].pairs + 1000) << shape.name;
+      EXPECT_LE(work.steps, 8 * few[at].steps + 100'000) << shape.name;
+      ++at;
     }
   }
 }
