@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <ctime>
@@ -142,8 +143,7 @@ int askOne(Asked& asked, const qvlpolicy_question* question, std::uint32_t* data
 
 bool isUsable(const qvlpolicy_batch* batch) {
   return batch != nullptr && batch->offsets != nullptr && batch->excluded != nullptr &&
-         batch->offsets[0] >= 0 && (batch->bytes != nullptr || batch->offsets[batch->count] == 0) &&
-         isText(batch->process.data, batch->process.length) &&
+         batch->offsets[0] >= 0 && isText(batch->process.data, batch->process.length) &&
          (batch->data_sets == nullptr) == (batch->data_set_offsets == nullptr) &&
          (batch->hits == nullptr) == (batch->hit_offsets == nullptr);
 }
@@ -201,7 +201,7 @@ std::int64_t askMany(Asked& asked, const Policy* policy, const qvlpolicy_batch* 
     for (std::size_t i = 0; i < batch->count; ++i) {
       const std::int64_t begin = batch->offsets[i];
       const std::int64_t end = batch->offsets[i + 1];
-      if (end < begin) return QVLPOLICY_BAD_ARGUMENT;
+      if (end < begin || (batch->bytes == nullptr && end > 0)) return QVLPOLICY_BAD_ARGUMENT;
       question.path = viewOf(batch->bytes + begin, static_cast<std::size_t>(end - begin));
       if (areTimesGiven) times = timesOf(*batch, i);
       asked.ask(question, answer);
@@ -217,6 +217,13 @@ std::int64_t askMany(Asked& asked, const Policy* policy, const qvlpolicy_batch* 
     }
     return static_cast<std::int64_t>(batch->count);
   });
+}
+
+bool isUsable(const qvlpolicy_query_limits* limits) {
+  if (limits == nullptr || limits->processes == nullptr) return true;
+  return std::all_of(
+      limits->processes, limits->processes + limits->process_count,
+      [](const qvlpolicy_bytes& process) { return isText(process.data, process.length); });
 }
 
 qvlpolicy::QueryLimits limitsOf(const qvlpolicy_query_limits* limits) {
@@ -455,7 +462,7 @@ int qvlpolicy_near_rules(const qvlpolicy_policy* policy, const qvlpolicy_questio
 
 qvlpolicy_queries* qvlpolicy_queries_new(const qvlpolicy_policy* const* policies, size_t count,
                                          const qvlpolicy_query_limits* limits) {
-  if (policies == nullptr && count > 0) return nullptr;
+  if ((policies == nullptr && count > 0) || !isUsable(limits)) return nullptr;
   return made([&]() -> qvlpolicy_queries* {
     std::vector<const Policy*> asked;
     for (std::size_t i = 0; i < count; ++i) {

@@ -57,6 +57,8 @@ std::optional<std::string> contentOf(const std::string& file, bool onlyFiles, st
     reason = std::generic_category().message(error);
     return std::nullopt;
   };
+  // The system would read such a name up to there.
+  if (file.find('\0') != std::string::npos) return failed(ENOENT);
   // Opening a pipe would wait for somebody who writes to it.
   const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC | (onlyFiles ? O_NONBLOCK : 0));
   if (descriptor < 0) return failed(errno);

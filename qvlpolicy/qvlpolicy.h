@@ -8,7 +8,8 @@
  *
  * Texts go in as bytes with their length and need no zero byte at their end; a text of length 0 may
  * be NULL. Texts that come out belong to the handle that they were asked of, have a zero byte
- * behind them, and stay valid until that handle is freed. They are UTF-8.
+ * behind them, and stay valid until that handle is freed. They are UTF-8, but for names of files
+ * and processes that were given in other bytes.
  *
  * A function that can fail returns a negative qvlpolicy_status. Nothing is thrown across this
  * interface, and nothing is written to standard output or standard error. A NULL handle, where a
@@ -115,7 +116,7 @@ typedef struct qvlpolicy_problem {
   uint64_t line;            /* 1 is the first; 0: not known, or the whole file */
   uint64_t column;          /* in characters, 1 is the first; 0: not known */
   qvlpolicy_bytes file;     /* as it was named */
-  qvlpolicy_bytes element;  /* in words, such as "data set 2 (number 7), rule 5" */
+  qvlpolicy_bytes element;  /* in words, such as "data set 7, rule 5" */
   qvlpolicy_bytes what;     /* what is wrong; may be empty when the next two say all */
   qvlpolicy_bytes expected; /* what would be right */
   qvlpolicy_bytes came;     /* what stands there instead */

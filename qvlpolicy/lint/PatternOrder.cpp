@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <string_view>
-#include <utility>
 
 namespace qvlpolicy {
 namespace {
@@ -112,6 +111,7 @@ bool Pattern::covers(const Pattern& narrow, std::size_t& steps) const {
   const std::size_t size = m_tokens.size() - same;
   const Token* const tokens = m_tokens.data() + same;
   std::vector<bool> places(size + 1);
+  std::vector<bool> next(size + 1);
   std::vector<bool> begun(size + 1);
   const auto goOnWithout = [&] {
     for (std::size_t i = 0; i < size; ++i) {
@@ -131,7 +131,7 @@ bool Pattern::covers(const Pattern& narrow, std::size_t& steps) const {
     const bool endsInSlash =
         token.type == Type::Folders || (token.type == Type::Character && token.character == '/');
     steps += size + 1;
-    std::vector<bool> next(size + 1);
+    next.assign(size + 1, false);
     for (std::size_t i = 0; i < size; ++i) {
       const Type type = tokens[i].type;
       if (type == Type::Folders) {
@@ -140,7 +140,7 @@ bool Pattern::covers(const Pattern& narrow, std::size_t& steps) const {
         next[type == Type::Component || type == Type::Anything ? i : i + 1] = true;
       }
     }
-    places = std::move(next);
+    places.swap(next);
     goOnWithout();
   }
   return places[size];

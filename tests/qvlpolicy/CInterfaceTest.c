@@ -314,6 +314,51 @@ static void takes_wrong_arguments(void) {
   EXPECT(qvlpolicy_is_excluded(policy, &bad) == QVLPOLICY_BAD_ARGUMENT);
   EXPECT(qvlpolicy_ask(policy, &asked, NULL, 1, NULL) == QVLPOLICY_BAD_ARGUMENT);
   EXPECT(qvlpolicy_load(NULL, 3, NULL) == NULL);
+  EXPECT(qvlpolicy_load(NULL, 0, NULL) == NULL);
+  EXPECT(qvlpolicy_parse(NULL, 0, NULL, 0, NULL) == NULL);
+  EXPECT(qvlpolicy_parse(NULL, 1, NULL, 0, NULL) == NULL);
+  EXPECT(qvlpolicy_parse_with("", 0, "", 0, NULL, NULL) == NULL);
+  {
+    /* The empty texts of each are NULL. */
+    const int64_t none[] = {0, 0, 0};
+    const int64_t up_and_down[] = {0, 5, 0};
+    const int64_t down[] = {3, 2};
+    uint8_t excluded[2] = {7, 7};
+    qvlpolicy_batch batch;
+    memset(&batch, 0, sizeof batch);
+    batch.offsets = none;
+    batch.count = 2;
+    batch.excluded = excluded;
+    EXPECT(qvlpolicy_ask_many(policy, &batch) == 2 && excluded[0] == 0 && excluded[1] == 0);
+    batch.offsets = up_and_down;
+    EXPECT(qvlpolicy_ask_many(policy, &batch) == QVLPOLICY_BAD_ARGUMENT);
+    batch.bytes = "/srv/";
+    EXPECT(qvlpolicy_ask_many(policy, &batch) == QVLPOLICY_BAD_ARGUMENT);
+    batch.offsets = down;
+    batch.count = 1;
+    EXPECT(qvlpolicy_ask_many(policy, &batch) == QVLPOLICY_BAD_ARGUMENT);
+    batch.excluded = NULL;
+    EXPECT(qvlpolicy_ask_many(policy, &batch) == QVLPOLICY_BAD_ARGUMENT);
+    EXPECT(qvlpolicy_ask_many(policy, NULL) == QVLPOLICY_BAD_ARGUMENT);
+  }
+  {
+    const qvlpolicy_bytes processes[] = {{NULL, 0}, {NULL, 4}};
+    qvlpolicy_query_limits limits = {NULL, 0, NULL, 0};
+    const qvlpolicy_policy *const policies[] = {policy};
+    qvlpolicy_queries *queries = NULL;
+    limits.processes = processes;
+    limits.process_count = 1;
+    queries = qvlpolicy_queries_new(policies, 1, &limits);
+    EXPECT(qvlpolicy_queries_count(queries) > 0);
+    qvlpolicy_queries_free(queries);
+    limits.process_count = 2;
+    EXPECT(qvlpolicy_queries_new(policies, 1, &limits) == NULL);
+    EXPECT(qvlpolicy_queries_new(NULL, 1, NULL) == NULL);
+  }
+  EXPECT(qvlpolicy_matching_rules(policy, &bad, NULL, 0, NULL) == QVLPOLICY_BAD_ARGUMENT);
+  EXPECT(qvlpolicy_near_rules(policy, &asked, NULL, 1, NULL) == QVLPOLICY_BAD_ARGUMENT);
+  EXPECT(qvlpolicy_logic(policy, NULL) == QVLPOLICY_BAD_ARGUMENT);
+  EXPECT(qvlpolicy_report_get(NULL, 0, NULL) == QVLPOLICY_BAD_ARGUMENT);
   EXPECT(qvlpolicy_live_new(NULL, QVLPOLICY_COUNT_NOTHING) == NULL);
   EXPECT(qvlpolicy_live_ask(NULL, &asked, NULL, 0, NULL) == QVLPOLICY_BAD_ARGUMENT);
   EXPECT(qvlpolicy_live_reload(NULL, NULL) == QVLPOLICY_BAD_ARGUMENT);

@@ -99,6 +99,12 @@ TEST_F(Composition, IncludesRegularFilesOnly) {
   EXPECT_THAT(errors, HasSubstr(path("folder") + ": Is a directory\n"));
 }
 
+TEST_F(Composition, ReadsNoFileByTheBeginningOfAName) {
+  write("main.xml", policy("<logic>1</logic>" + folderSet(1, "/a/")));
+  EXPECT_TRUE(load("main.xml").policy);
+  EXPECT_THAT(errorsOf(load(std::string("main.xml\0.xml", 13))), HasSubstr("cannot read it"));
+}
+
 TEST_F(Composition, SeesACircleBehindLinks) {
   std::filesystem::create_directory(path("folder"));
   std::filesystem::create_directory_symlink(".", path("folder/again"));
