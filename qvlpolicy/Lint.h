@@ -28,7 +28,7 @@ enum class Severity {
 // "error", "warning" or "note".
 QVLPOLICY_EXPORT const char* severityName(Severity severity);
 
-// One thing that lint has to say. The texts are UTF-8 and printable.
+// One thing that lint has to say. Reason and advice are UTF-8 and printable.
 struct Finding {
   const char* name = "";  // of its sort, for programs: docs/lint.md lists them; stable, static
   Severity severity = Severity::Note;  // how bad it is
@@ -63,7 +63,9 @@ struct LintReport {
 
 // Looks at what was loaded, refused or not: each error of it is a finding, and rules that the
 // engine refuses leave the others to be looked at. What the policy allows is among the findings,
-// with `allowedFor`. Takes at most about n log n for n rules. Throws nothing but std::bad_alloc.
+// with `allowedFor`. Takes a time that grows with the size of the policy, not with its square: each
+// rule is compared with a bounded number of others (test
+// Shadows.TakeNoMoreForEachRuleWhenThereAreMore). Throws nothing but std::bad_alloc.
 QVLPOLICY_EXPORT LintReport lint(const Loaded& loaded, const LintOptions& options = {});
 
 }  // namespace qvlpolicy

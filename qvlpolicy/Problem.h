@@ -10,14 +10,14 @@
 
 namespace qvlpolicy {
 
-// An error, for which a policy is refused, or a warning. All texts are UTF-8 and one printable
-// line: what is not printable in a file is written as \n, \t, \r or \xNN.
+// An error, for which a policy is refused, or a warning. All texts but `file` are UTF-8 and one
+// printable line: what is not printable in a file is written as \n, \t, \r or \xNN.
 struct Problem {
   const char* name = "";   // of its sort, for programs, such as "refused-rule"; stable, static
   std::string file;        // as it was named
   std::size_t line = 0;    // 1 is the first; 0: not known, or the whole file
   std::size_t column = 0;  // in characters, 1 is the first; 0: not known
-  std::string element;     // in words: "data set 2 (number 7), rule 5"; empty: the whole policy
+  std::string element;     // in words: "data set 7, rule 5"; empty: the whole policy
   std::string what;        // what is wrong, in words; may be empty when the next two say all
   std::string expected;    // what would be right; may be empty
   std::string came;        // what stands there instead, quoted where it is a text; may be empty
