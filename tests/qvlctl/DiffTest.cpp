@@ -550,7 +550,8 @@ TEST_F(DiffOfAudits, RefusesWhatIsNoAudit) {
       {"[]", "JSON that is something else"},
       {"{\"report\":\"lint\"}", "JSON that is something else"},
       {"{\"report\":\"audit\",\"version\":1}", "version 1 where this qvlctl reads 2"},
-      {"{\"report\":\"audit\",\"version\":2}", "one in which a member is not as it should be"},
+      {"{\"report\":\"audit\",\"version\":2}",
+       "one in which a member is not as it should be: key 'created' not found"},
   };
   for (const auto& row : rows) {
     write("old.json", row.content);

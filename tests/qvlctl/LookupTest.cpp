@@ -103,6 +103,15 @@ TEST_F(Lookup, PathsThatAreNotUtf8AreScanned) {
   EXPECT_EQ(lookup({"/skip/\xff"}), (Result{1, "scan      -        /skip/\\xFF\n", ""}));
 }
 
+// Lines where paths that end in a zero byte are expected are one path that nobody meant.
+TEST_F(Lookup, TellsThatLinesAreNoPathsThatEndInAZeroByte) {
+  EXPECT_EQ(lookup({"-0"}, "/a\n/b\n").err,
+            "qvlctl: note: 1 path ends in a line break; with -0, only a zero byte ends a path\n");
+  EXPECT_EQ(lookup({"-0"}, std::string("/a\0/b\nc\0", 9)).err, "");
+  EXPECT_EQ(lookup({"-0"}, std::string("/a\n\0/b\n\0", 8)).err,
+            "qvlctl: note: 2 paths end in a line break; with -0, only a zero byte ends a path\n");
+}
+
 TEST_F(Lookup, TellsThatRelativePathsAreNotWhatAScannerAsksFor) {
   const std::string rest =
       " not absolute; a scanner asks for full paths, and only rules that begin with a wildcard, "

@@ -120,6 +120,7 @@ void addPathOptions(CLI::App& command, PathOptions& options) {
 void forEachPath(const PathOptions& options, const std::function<void()>& beforeWaiting,
                  const std::function<void(std::string_view)>& ask) {
   std::uint64_t relativePaths = 0;
+  std::uint64_t brokenPaths = 0;
   const auto askAbout = [&](std::string_view path) {
     if (!path.empty() && path.front() != '/') ++relativePaths;
     ask(path);
@@ -130,13 +131,20 @@ void forEachPath(const PathOptions& options, const std::function<void()>& before
     }
     PathReader reader(STDIN_FILENO, options.zeroSeparated ? '\0' : '\n', beforeWaiting,
                       "standard input", "; did you mean -0?");
-    for (std::string_view path; reader.next(path);) askAbout(path);
+    for (std::string_view path; reader.next(path);) {
+      if (options.zeroSeparated && !path.empty() && path.back() == '\n') ++brokenPaths;
+      askAbout(path);
+    }
   };
   if (options.paths.empty()) askStandardInput();
   for (const std::string& path : options.paths) path == "-" ? askStandardInput() : askAbout(path);
 
+  if (relativePaths + brokenPaths > 0) beforeWaiting();
+  if (brokenPaths > 0) {
+    remark(fmt::format("note: {} in a line break; with -0, only a zero byte ends a path",
+                       brokenPaths == 1 ? "1 path ends" : grouped(brokenPaths) + " paths end"));
+  }
   if (relativePaths == 0) return;
-  beforeWaiting();
   remark(fmt::format(
       "note: {} not absolute; a scanner asks for full paths, and only rules that begin with a "
       "wildcard, and file types, can match anything else",

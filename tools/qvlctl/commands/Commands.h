@@ -99,7 +99,7 @@ void addZeroOption(CLI::App& command, PathOptions& options);
 
 // Calls `ask` with each path, from the command line or from standard input. `beforeWaiting` is
 // called where reading on may take a while: the time to hand over answers. Tells on standard error
-// when paths were relative. Throws Trouble.
+// when paths were relative, or are lines where -0 expects zero bytes. Throws Trouble.
 void forEachPath(const PathOptions& options, const std::function<void()>& beforeWaiting,
                  const std::function<void(std::string_view)>& ask);
 

@@ -215,8 +215,11 @@ SavedAudit readAudit(const std::string& file) {
         1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(end), '\n');
     return fail(fmt::format("a mistake in the JSON at line {}", line));
   } catch (const Json::exception& error) {
-    return fail(
-        fmt::format("one in which a member is not as it should be: {}", escaped(error.what())));
+    // Behind the name that the reader of JSON has for the error.
+    const std::string_view what = error.what();
+    const std::size_t end = what.find("] ");
+    return fail(fmt::format("one in which a member is not as it should be: {}",
+                            escaped(what.substr(end == std::string_view::npos ? 0 : end + 2))));
   } catch (const std::logic_error&) {
     return fail("one whose parts do not fit together");
   }
