@@ -15,7 +15,7 @@ namespace {
 using qvlpolicy::DataSet;
 using qvlpolicy::Kind;
 
-constexpr std::size_t kQuestions = 500;
+constexpr std::size_t kQuestions = 2000;
 
 class Draw {
  public:
