@@ -2,6 +2,7 @@
 
 #include <libxml/encoding.h>
 #include <libxml/tree.h>
+#include <libxml/xmlerror.h>
 
 #include <algorithm>
 #include <climits>
@@ -23,6 +24,34 @@ struct BufferFree {
   void operator()(xmlBuffer* buffer) const { xmlBufferFree(buffer); }
 };
 using Buffer = std::unique_ptr<xmlBuffer, BufferFree>;
+
+// While it stands, what libxml2 says of errors in this thread goes nowhere: by default it writes to
+// standard error, and a host may have handlers of its own for what it asks libxml2.
+class Silence {
+ public:
+  Silence()
+      : m_structured(xmlStructuredError),
+        m_structuredContext(xmlStructuredErrorContext),
+        m_generic(xmlGenericError),
+        m_genericContext(xmlGenericErrorContext) {
+    xmlSetStructuredErrorFunc(nullptr, nullptr);
+    xmlSetGenericErrorFunc(nullptr, ignore);
+  }
+  ~Silence() {
+    xmlSetGenericErrorFunc(m_genericContext, m_generic);
+    xmlSetStructuredErrorFunc(m_structuredContext, m_structured);
+  }
+  Silence(const Silence&) = delete;
+  Silence& operator=(const Silence&) = delete;
+
+ private:
+  static void ignore(void*, const char*, ...) {}
+
+  const xmlStructuredErrorFunc m_structured;
+  void* const m_structuredContext;
+  const xmlGenericErrorFunc m_generic;
+  void* const m_genericContext;
+};
 
 bool startsWith(std::string_view text, std::string_view beginning) {
   return text.substr(0, beginning.size()) == beginning;
@@ -57,6 +86,7 @@ XmlText decodeUtf8(std::string_view bytes) {
 }
 
 XmlText decodeAs(const std::string& encoding, std::string_view bytes) {
+  const Silence silence;
   const Handler handler(xmlFindCharEncodingHandler(encoding.c_str()));
   if (!handler) return {{}, fmt::format("the encoding {} is not known", inQuotes(encoding))};
   const Buffer in(xmlBufferCreate());

@@ -48,6 +48,17 @@ std::string utf8(const std::u32string& characters) {
   return bytes;
 }
 
+TEST(Encoding, IsRefusedInTheResultAlone) {
+  const std::string begin = "<?xml version='1.0' encoding='";
+  testing::internal::CaptureStderr();
+  testing::internal::CaptureStdout();
+  for (const std::string encoding : {"US-ASCII", "EUC-JP", "x", "UTF-16", "UTF-8"}) {
+    EXPECT_NE(errorsOf(Policy::parse(begin + encoding + "'?>\n<a b='\xFF\xFE'/>", "p.xml")), "");
+  }
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+}
+
 TEST(Encoding, IsThatOfTheFile) {
   const auto declared = [](const std::string& encoding) {
     return "<?xml version='1.0' encoding='" + encoding + "'?>\n";
