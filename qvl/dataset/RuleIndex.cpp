@@ -28,7 +28,7 @@ class ShrinkOnExit {
       : m_request(request), m_scratch(scratch) {}
   ~ShrinkOnExit() {
     if (std::max(m_request.m_filePath.size(), m_request.m_processName.size()) <= kLongText) return;
-    for (TextScratch& text : m_scratch.texts) text.shrink();
+    for (TextScratch& text : m_scratch.ofTexts) text.shrink();
     m_scratch.patterns.shrink();
   }
   ShrinkOnExit(const ShrinkOnExit&) = delete;
@@ -213,11 +213,12 @@ std::optional<bool> RuleIndex::anyMatches(LookupData& request, bool checkAccessT
 
 std::optional<RuleIndex::First> RuleIndex::firstOf(const LookupData& request, bool checkAccessType,
                                                    Scratch& scratch) const {
-  std::array<std::optional<Text>, kRuleInputs> texts;
+  std::array<std::optional<Text>, kRuleInputs>& texts = scratch.texts;
   bool orderCounts = !m_asked.empty();
   for (std::size_t i = 0; i < kRuleInputs; ++i) {
+    texts[i].reset();
     if (!m_patterns[i] || m_patterns[i]->size() == 0) continue;
-    texts[i].emplace(inputOf(request, static_cast<RuleInput>(i)), scratch.texts[i]);
+    texts[i].emplace(inputOf(request, static_cast<RuleInput>(i)), scratch.ofTexts[i]);
     orderCounts = orderCounts || texts[i]->isUtf8();
   }
 

@@ -47,7 +47,8 @@ class RuleIndex {
  public:
   // What a query writes to, and nothing else does. Keeps its storage from query to query.
   struct Scratch {
-    std::array<TextScratch, kRuleInputs> texts;
+    std::array<TextScratch, kRuleInputs> ofTexts;
+    std::array<std::optional<Text>, kRuleInputs> texts;  // of the query that is answered
     PatternIndex::Scratch patterns;
     LookupData before;  // the request as it was before a rule of the host's was asked
     // Where the walk has to go on when it is left to it: behind this key; null: from the start.

@@ -61,6 +61,36 @@ class KeyTable {
 
   static constexpr std::size_t kMovedPerChange = 16;
 
+ private:
+  // A row of bits of which each key of a table has set a few.
+  class Bits {
+   public:
+    Bits() = default;  // of no key
+    Bits(const std::uint64_t* words, std::size_t count) : m_words(words), m_mask(count - 1) {}
+
+    // Without a branch: it cannot be foreseen.
+    bool mayHold(Key key) const {
+      const std::uint64_t word = m_words[wordOf(key)];
+      return (word >> firstBit(key) & word >> secondBit(key) & 1) != 0;
+    }
+
+    // Which word of the row, and which bits of it, are those of a key.
+    std::size_t wordOf(Key key) const { return (key >> 20) & m_mask; }
+    static std::uint64_t of(Key key) {
+      return std::uint64_t{1} << firstBit(key) | std::uint64_t{1} << secondBit(key);
+    }
+
+   private:
+    static unsigned firstBit(Key key) { return (key >> 4) & 63; }
+    static unsigned secondBit(Key key) { return (key >> 10) & 63; }
+
+    static constexpr std::uint64_t kNone = 0;
+
+    const std::uint64_t* m_words = &kNone;
+    std::size_t m_mask = 0;
+  };
+
+ public:
   // Adds an entry and answers at which place among those of its key. Strong guarantee:
   // std::bad_alloc changes nothing.
   std::uint32_t insert(Key key, const Entry& entry) {
@@ -103,8 +133,30 @@ class KeyTable {
     return entries ? entries->size() : 0;
   }
 
-  // False when nothing stands under the key; true nearly always means that something does.
-  bool mayHold(Key key) const { return m_table.mayHold(key) || m_old.mayHold(key); }
+  // Says of most keys that nothing stands under them, without touching the table: it is to be had
+  // once for all keys of a text, and no longer of use when the table has changed.
+  class Filter {
+   public:
+    // False when nothing stands under the key; true nearly always means that something does.
+    bool mayHold(Key key) const {
+      bool may = m_table.mayHold(key);
+      if (m_isMoving) may |= m_old.mayHold(key);
+      return may;
+    }
+
+   private:
+    friend class KeyTable;
+    explicit Filter(const KeyTable& table)
+        : m_table(table.m_table.bits()),
+          m_old(table.m_old.bits()),
+          m_isMoving(!table.m_old.empty()) {}
+
+    const Bits m_table;
+    const Bits m_old;
+    const bool m_isMoving;
+  };
+
+  Filter filter() const { return Filter(*this); }
 
   // Asks for what stands under a key: a large table is far from the processor.
   void prefetch(Key key) const { m_table.prefetch(key); }
@@ -168,10 +220,8 @@ class KeyTable {
     std::size_t slots() const { return m_size; }
     Slot& at(std::size_t i) const { return m_slots[i]; }
 
-    bool mayHold(Key key) const {
-      if (m_size == 0) return false;
-      const std::uint64_t bits = filterBits(key);
-      return (m_filter[filterWord(key)] & bits) == bits;
+    Bits bits() const {
+      return m_size == 0 ? Bits() : Bits(m_filter.get(), m_size / kSlotsPerFilterWord);
     }
     void prefetch(Key key) const {
       if (m_size != 0) __builtin_prefetch(&m_slots[firstSlot(key)]);
@@ -189,7 +239,7 @@ class KeyTable {
       used += slot.key == 0;
       slot.key = key;
       slot.entries = entries;
-      m_filter[filterWord(key)] |= filterBits(key);
+      m_filter[bits().wordOf(key)] |= Bits::of(key);
     }
 
     // Becomes empty, when no entries are left: not by going through all slots again.
@@ -223,13 +273,6 @@ class KeyTable {
         index = (index + 1) & (m_size - 1);
       return index;
     }
-    std::size_t filterWord(Key key) const {
-      return (key >> 20) & (m_size / kSlotsPerFilterWord - 1);
-    }
-    static std::uint64_t filterBits(Key key) {
-      return std::uint64_t{1} << ((key >> 4) & 63) | std::uint64_t{1} << ((key >> 10) & 63);
-    }
-
     std::unique_ptr<Slot[], Free> m_slots;
     std::unique_ptr<std::uint64_t[], Free> m_filter;
     std::size_t m_size = 0;
@@ -248,7 +291,7 @@ class KeyTable {
   // entries and for those that come until the last of them has moved.
   void grow() {
     std::size_t size = std::max(kSmallest, m_table.slots() / 4);
-    while (size < 4 * (m_keys + 1)) size *= 2;
+    while (size < 3 * (m_keys + 1)) size *= 2;
     Table next(size);
     m_old = std::move(m_table);
     m_table = std::move(next);

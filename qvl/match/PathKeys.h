@@ -3,6 +3,7 @@
 #ifndef QVL_MATCH_PATH_KEYS_H
 #define QVL_MATCH_PATH_KEYS_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -126,7 +127,7 @@ class HashedText {
   // take no branch that depends on them.
   std::uint64_t hash(std::size_t start, std::size_t length) const {
     const char* const first = m_buffer.data() + kMargin + start;
-    const std::size_t shift = length < 8 ? 8 * (8 - length) : 0;
+    const std::size_t shift = 8 * (8 - std::min<std::size_t>(length, 8));
     if (length == 0) return kNoComponents;
     const std::uint64_t head = (load8(first) << shift) >> shift;
     const std::uint64_t tail = load8(first + length - 8) >> shift;

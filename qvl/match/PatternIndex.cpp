@@ -16,37 +16,25 @@ void PatternIndex::Scratch::shrink() {
   reserved = 0;
 }
 
-void PatternIndex::Scratch::Met::clear() {
-  m_row.clear();
-}
-
-bool PatternIndex::Scratch::Met::add(std::uint64_t number) {
+bool PatternIndex::Scratch::Numbers::has(std::uint64_t number) {
   constexpr std::size_t kFew = 16;
-  if (m_row.size() < kFew) {
-    if (std::find(m_row.begin(), m_row.end(), number) != m_row.end()) return false;
-    m_row.push_back(number);
-    return true;
-  }
-  if (m_row.size() == kFew || 2 * m_row.size() >= m_table.size()) {
+  if (m_row.size() <= kFew) return std::find(m_row.begin(), m_row.end(), number) != m_row.end();
+  if (m_inTable == 0 || 2 * m_row.size() > m_table.size()) {
     std::size_t size = 64;
     while (size < 4 * m_row.size()) size *= 2;
     m_table.assign(size, 0);
-    for (const std::uint64_t known : m_row) insert(known);
+    m_inTable = 0;
   }
-  const std::size_t mask = m_table.size() - 1;
-  for (std::size_t at = PathKeys::mix(number, 1) & mask; m_table[at] != 0; at = (at + 1) & mask) {
-    if (m_table[at] == number) return false;
-  }
-  m_row.push_back(number);
-  insert(number);
-  return true;
+  for (; m_inTable < m_row.size(); ++m_inTable) place(m_row[m_inTable]) = m_row[m_inTable];
+  return place(number) == number;
 }
 
-void PatternIndex::Scratch::Met::insert(std::uint64_t number) {
+// Where in the table a number stands, or where there is room for it.
+std::uint64_t& PatternIndex::Scratch::Numbers::place(std::uint64_t number) {
   const std::size_t mask = m_table.size() - 1;
   std::size_t at = PathKeys::mix(number, 1) & mask;
-  while (m_table[at] != 0) at = (at + 1) & mask;
-  m_table[at] = number;
+  while (m_table[at] != 0 && m_table[at] != number) at = (at + 1) & mask;
+  return m_table[at];
 }
 
 namespace {
@@ -89,7 +77,8 @@ PatternIndex::Ends::Ends(std::string_view head, std::string_view tail) {
   m_tailMask = ~maskOf(kEnd - tails);
 }
 
-// The key that the fewest patterns stand under; among equals, the longest. What a kind of key costs
+// The key that the fewest patterns have; among equals, the longest. One that nothing stands under
+// yet is no good when others have it: texts will have it, too. What a kind of key costs
 // every text that has to be looked up by it is weighed against patterns that are run in vain.
 const PatternKey& PatternIndex::leastPopular(const std::vector<PatternKey>& keys) const {
   const auto cost = [&](const PatternKey& key) -> std::size_t {
@@ -115,6 +104,65 @@ void PatternIndex::use(const Place::Key& key, int change) {
   const auto kind = static_cast<unsigned>(PathKeys::kindOf(key.key));
   adjust(m_kindUse[kind], m_kinds, kind);
   if (PathKeys::kindOf(key.key) == Kind::Prefix) adjust(m_depthUse[key.depth], m_depths, key.depth);
+}
+
+// Puts keys of the text that something may stand under into the scratch, each once, until some have
+// come together or the text ends.
+void PatternIndex::gatherKeys(std::string_view text, Scratch& scratch, Gathering& gathering) const {
+  const PathKeys::HashedText& hashed = scratch.text;
+  const auto filter = m_table.filter();
+  const std::uint64_t kinds = m_kinds;
+  const std::uint64_t depths = m_depths;
+  const auto uses = [kinds](Kind kind) { return (kinds >> static_cast<unsigned>(kind) & 1) != 0; };
+  // Whether something may stand under a key cannot be foreseen, so no branch depends on it.
+  std::array<PathKeys::Key, kMostGathered> gathered;
+  std::size_t count = 0;
+  const auto look = [&](Kind kind, std::uint64_t hash) {
+    const PathKeys::Key key = PathKeys::keyOf(kind, hash);
+    gathered[count] = key;
+    count += filter.mayHold(key);
+  };
+
+  std::uint64_t components = gathering.components;
+  std::size_t i = gathering.next;
+  const std::size_t dot = i == 0 ? text.rfind('.') : std::string_view::npos;
+  if (dot != std::string_view::npos) {
+    const std::uint64_t hash = hashed.hash(dot + 1, text.size() - dot - 1);
+    components |= PathKeys::bitOf(hash);
+    if (uses(Kind::Extension)) look(Kind::Extension, hash);
+  }
+
+  const bool wholes = uses(Kind::Component);
+  const bool pairs = uses(Kind::Pair);
+  const bool pieces = kinds >> static_cast<unsigned>(Kind::Head8) != 0;
+  std::uint64_t prefix = gathering.prefix;
+  std::uint64_t previous = gathering.previous;
+  for (const std::size_t all = hashed.components(); i < all && count < kGathered; ++i) {
+    const std::size_t start = hashed.start(i);
+    const std::size_t length = hashed.length(i);
+    const std::uint64_t hash = hashed.hash(start, length);
+    components |= PathKeys::bitOf(hash);
+    if (wholes) look(Kind::Component, hash);
+    if (pairs && i > 0) look(Kind::Pair, PathKeys::pairOf(previous, hash));
+    previous = hash;
+    // As deep as any prefix reaches.
+    if (i < 63 && depths >> (i + 1) != 0) {
+      prefix = PathKeys::withComponent(prefix, hash);
+      if (depths >> (i + 1) & 1) look(Kind::Prefix, prefix);
+    }
+    if (!pieces) continue;
+    unsigned head = static_cast<unsigned>(Kind::Head8);
+    unsigned tail = static_cast<unsigned>(Kind::Tail8);
+    for (std::size_t size = 8; size >= 2; size /= 2, ++head, ++tail) {
+      if (length < size) continue;
+      if (uses(static_cast<Kind>(head))) look(static_cast<Kind>(head), hashed.hash(start, size));
+      if (uses(static_cast<Kind>(tail))) {
+        look(static_cast<Kind>(tail), hashed.hash(start + length - size, size));
+      }
+    }
+  }
+  gathering = {i, previous, prefix, components};
+  for (std::size_t at = 0; at < count; ++at) scratch.keys.add(gathered[at]);
 }
 
 // Those of a text, which `hashed` is for.

@@ -77,10 +77,7 @@ class PatternIndex {
   // What a look-up writes to, and nothing else does. Keeps its storage from text to text.
   class Scratch {
    public:
-    Scratch() {
-      keys.reserve(kOrdinary);
-      open.reserve(kOrdinary);
-    }
+    Scratch() { open.reserve(kOrdinary); }
 
     // Makes room for texts of that length.
     void reserve(std::size_t length) {
@@ -99,26 +96,43 @@ class PatternIndex {
     // As many as an ordinary text has, so that a change brings no allocation to the next query.
     static constexpr std::size_t kOrdinary = 64;
 
-    // Those of some numbers that were met before.
-    class Met {
+    // Numbers other than 0, each once, in the order in which they were first added.
+    class Numbers {
      public:
-      Met() { m_row.reserve(kOrdinary); }
-      void clear();
+      Numbers() { m_row.reserve(kOrdinary); }
+      void clear() {
+        m_row.clear();
+        m_marks = 0;
+        m_inTable = 0;
+      }
+
       // Adds a number, and answers whether it is new.
-      bool add(std::uint64_t number);
+      bool add(std::uint64_t number) {
+        const std::uint64_t mark = std::uint64_t{1} << (number * 0x9E3779B97F4A7C15u >> 58);
+        if ((m_marks & mark) != 0 && has(number)) return false;
+        m_marks |= mark;
+        m_row.push_back(number);
+        return true;
+      }
+
+      std::size_t size() const { return m_row.size(); }
+      std::uint64_t operator[](std::size_t at) const { return m_row[at]; }
 
      private:
-      void insert(std::uint64_t number);
+      bool has(std::uint64_t number);
+      std::uint64_t& place(std::uint64_t number);
 
-      std::vector<std::uint64_t> m_row;    // all of them, while they are few
-      std::vector<std::uint64_t> m_table;  // all of them, open addressing; 0 is free
+      std::uint64_t m_marks =
+          0;  // one bit of 64 for each number: most that are new bring a new one
+      std::vector<std::uint64_t> m_row;
+      std::vector<std::uint64_t> m_table;  // the first of the row, open addressing; 0 is free
+      std::size_t m_inTable = 0;
     };
 
     PathKeys::HashedText text;
     PathKeys::Grams grams;
-    std::vector<PathKeys::Key> keys;  // of the text, that something may stand under
-    Met metKeys;
-    Met metPlaces;
+    Numbers keys;       // of the text, that something may stand under
+    Numbers metPlaces;  // of patterns with alternatives
     std::vector<const Place*>
         open;                  // patterns that are not run yet, or only a simulation can tell about
     std::size_t reserved = 0;  // for texts of this length
@@ -210,6 +224,17 @@ class PatternIndex {
   // So many keys of a text are gathered before what stands under them is visited. Ordinary texts
   // have fewer, and then it is known of the whole text which components it has.
   static constexpr std::size_t kGathered = 32;
+  // A component has at most so many keys: as a prefix, a pair and itself, its heads and its tails.
+  static constexpr std::size_t kMostOfComponent = 9;
+  static constexpr std::size_t kMostGathered = kGathered + kMostOfComponent;
+  // How far the keys of a text are gathered.
+  struct Gathering {
+    std::size_t next = 0;                            // component that is looked at next
+    std::uint64_t previous = 0;                      // hash of the one before it
+    std::uint64_t prefix = PathKeys::kNoComponents;  // of all before it, while prefixes go so far
+    std::uint64_t components = 0;  // bits of those before it, and of the extension
+  };
+
   // Patterns of more alternatives than this are looked for by what all of those share.
   static constexpr std::size_t kMostAlternatives = 16;
 
@@ -220,20 +245,18 @@ class PatternIndex {
                 Visit visit) const;
   template <typename Visit>
   bool visitCandidates(std::string_view text, Scratch& scratch, Work* work, Visit visit) const;
-  template <typename VisitGathered>
-  bool gatherKeys(std::string_view text, Scratch& scratch, VisitGathered visitGathered) const;
+  void gatherKeys(std::string_view text, Scratch& scratch, Gathering& gathering) const;
   static Ends endsOf(const Steps& steps);
   static std::uint64_t componentsOf(std::string_view text, PathKeys::HashedText& hashed);
   void insertBeginnings(Place& place);
   void eraseBeginnings(Place& place) noexcept;
   void use(const Place::Key& key, int change);
   const PathKeys::PatternKey& leastPopular(const std::vector<PathKeys::PatternKey>& keys) const;
-  bool uses(PathKeys::Kind kind) const { return m_kinds >> static_cast<unsigned>(kind) & 1; }
 
   std::vector<InRow> m_row;  // some patterns; all of them unless there were once too many
   KeyTable<Entry> m_table;
-  std::vector<Entry> m_compared;  // without keys: compared with every text
-  Beginnings m_beginnings[2];     // of those for which case matters, and of the rest
+  std::vector<Entry> m_compared;        // without keys: compared with every text
+  Beginnings m_beginnings[2];           // of those for which case matters, and of the rest
 
   std::size_t m_size = 0;
   std::size_t m_folded = 0;  // patterns for which case does not matter
@@ -252,67 +275,6 @@ bool PatternIndex::visitAll(Work* work, Visit visit) const {
   return m_table.all(counted) || std::any_of(m_compared.begin(), m_compared.end(), counted);
 }
 
-// Puts the keys of a text that something may stand under into the scratch, each once, and calls
-// `visitGathered(components, last)` until it answers true: whenever some have come together, with
-// the components of the text not known yet, and at the end.
-template <typename VisitGathered>
-bool PatternIndex::gatherKeys(std::string_view text, Scratch& scratch,
-                              VisitGathered visitGathered) const {
-  using PathKeys::Kind;
-  const PathKeys::HashedText& hashed = scratch.text;
-  std::uint64_t components = 0;
-  scratch.keys.clear();
-  scratch.metKeys.clear();
-  const auto look = [&](Kind kind, std::uint64_t hash) {
-    const PathKeys::Key key = PathKeys::keyOf(kind, hash);
-    if (m_table.mayHold(key) && scratch.metKeys.add(key)) scratch.keys.push_back(key);
-  };
-
-  const std::size_t dot = text.rfind('.');
-  if (dot != std::string_view::npos) {
-    const std::uint64_t hash = hashed.hash(dot + 1, text.size() - dot - 1);
-    components |= PathKeys::bitOf(hash);
-    if (uses(Kind::Extension)) look(Kind::Extension, hash);
-  }
-
-  const bool wholes = uses(Kind::Component);
-  const bool pairs = uses(Kind::Pair);
-  const bool pieces = m_kinds >> static_cast<unsigned>(Kind::Head8) != 0;
-  std::uint64_t prefix = PathKeys::kNoComponents;
-  std::uint64_t previous = 0;
-  const std::size_t count = hashed.components();
-  std::size_t nextVisit = kGathered;
-  for (std::size_t i = 0; i < count; ++i) {
-    if (scratch.keys.size() >= nextVisit) {
-      if (visitGathered(~std::uint64_t{0}, false)) return true;
-      nextVisit = scratch.keys.size() + kGathered;
-    }
-    const std::size_t start = hashed.start(i);
-    const std::size_t length = hashed.length(i);
-    const std::uint64_t hash = hashed.hash(start, length);
-    components |= PathKeys::bitOf(hash);
-    if (wholes) look(Kind::Component, hash);
-    if (pairs && i > 0) look(Kind::Pair, PathKeys::pairOf(previous, hash));
-    previous = hash;
-    // As deep as any prefix reaches.
-    if (i < 63 && m_depths >> (i + 1) != 0) {
-      prefix = PathKeys::withComponent(prefix, hash);
-      if (m_depths >> (i + 1) & 1) look(Kind::Prefix, prefix);
-    }
-    if (!pieces) continue;
-    unsigned head = static_cast<unsigned>(Kind::Head8);
-    unsigned tail = static_cast<unsigned>(Kind::Tail8);
-    for (std::size_t size = 8; size >= 2; size /= 2, ++head, ++tail) {
-      if (length < size) continue;
-      if (uses(static_cast<Kind>(head))) look(static_cast<Kind>(head), hashed.hash(start, size));
-      if (uses(static_cast<Kind>(tail))) {
-        look(static_cast<Kind>(tail), hashed.hash(start + length - size, size));
-      }
-    }
-  }
-  return visitGathered(components, true);
-}
-
 template <typename Visit>
 bool PatternIndex::visitCandidates(std::string_view text, Scratch& scratch, Work* work,
                                    Visit visit) const {
@@ -326,30 +288,48 @@ bool PatternIndex::visitCandidates(std::string_view text, Scratch& scratch, Work
     });
   }
 
-  std::size_t visited = 0;     // of the keys
-  std::size_t candidates = 0;  // whose components the text has, as far as they are counted
-  // The entries of the keys that were gathered since, and those without keys when `last`.
-  const auto visitGathered = [&](std::uint64_t components, bool last) {
-    for (std::size_t i = visited; i < scratch.keys.size(); ++i) m_table.prefetch(scratch.keys[i]);
-    const auto pass = [&](const Entry& entry) {
-      if (work) ++work->entries;
-      if ((entry.components & ~components) != 0) return false;
-      if (candidates == kManyCandidates) {
-        scratch.grams.assign(scratch.text);
-        ++candidates;
-      }
-      if (candidates > kManyCandidates) return scratch.grams.mayHave(entry.grams) && visit(entry);
+  std::size_t candidates = 0;  // entries whose components the text has, as far as they are counted
+  const auto isCandidate = [&](const Entry& entry) {
+    if (candidates < kManyCandidates) {
       ++candidates;
       return visit(entry);
-    };
-    for (; visited < scratch.keys.size(); ++visited) {
-      if (work) ++work->keys;
-      const auto* const entries = m_table.find(scratch.keys[visited]);
-      if (entries && std::any_of(entries->begin(), entries->end(), pass)) return true;
     }
-    return last && std::any_of(m_compared.begin(), m_compared.end(), pass);
+    if (candidates == kManyCandidates) {
+      scratch.grams.assign(scratch.text);
+      ++candidates;
+    }
+    return scratch.grams.mayHave(entry.grams) && visit(entry);
   };
-  return gatherKeys(text, scratch, visitGathered);
+  const auto visitEntries = [&](const Entry* begin, const Entry* end, std::uint64_t lacking) {
+    for (const Entry* entry = begin; entry != end; ++entry) {
+      if (work) ++work->entries;
+      if ((entry->components & lacking) == 0 && isCandidate(*entry)) return true;
+    }
+    return false;
+  };
+
+  scratch.keys.clear();
+  Gathering gathering;
+  for (std::size_t visited = 0;;) {
+    gatherKeys(text, scratch, gathering);
+    const bool isLast = gathering.next == scratch.text.components();
+    const std::uint64_t lacking = isLast ? ~gathering.components : 0;
+    // A large table is far from the processor: what is wanted of it is asked for beforehand.
+    std::array<const KeyTable<Entry>::Entries*, kMostGathered> found;
+    const std::size_t count = scratch.keys.size() - visited;
+    for (std::size_t i = 0; i < count; ++i) m_table.prefetch(scratch.keys[visited + i]);
+    for (std::size_t i = 0; i < count; ++i) {
+      found[i] = m_table.find(scratch.keys[visited + i]);
+      __builtin_prefetch(found[i]);
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+      if (work) ++work->keys;
+      if (found[i] && visitEntries(found[i]->begin(), found[i]->end(), lacking)) return true;
+    }
+    visited += count;
+    if (!isLast) continue;
+    return visitEntries(m_compared.data(), m_compared.data() + m_compared.size(), lacking);
+  }
 }
 
 // `oneText`: no pattern is compared with another text than this.
