@@ -83,7 +83,7 @@ PatternIndex::Ends::Ends(std::string_view head, std::string_view tail) {
 const PatternKey& PatternIndex::leastPopular(const std::vector<PatternKey>& keys) const {
   const auto cost = [&](const PatternKey& key) -> std::size_t {
     const std::size_t price = key.kind >= Kind::Head8 ? 1000 : key.kind == Kind::Pair ? 16 : 0;
-    return m_table.count(key.key) + price;
+    return std::max(m_table.count(key.key), m_counts ? m_counts->of(key.key) : 0) + price;
   };
   const PatternKey* chosen = &keys.front();
   std::size_t leastCost = cost(*chosen);
@@ -94,6 +94,14 @@ const PatternKey& PatternIndex::leastPopular(const std::vector<PatternKey>& keys
     leastCost = costOfKey;
   }
   return *chosen;
+}
+
+void PatternIndex::countKeys(const std::vector<PatternKey>& keys) {
+  if (!m_counts) {
+    if (m_size <= kFewPatterns) return;
+    m_counts = std::make_unique<KeyCounts>();
+  }
+  for (const PatternKey& key : keys) m_counts->add(key.key);
 }
 
 void PatternIndex::use(const Place::Key& key, int change) {
@@ -239,6 +247,7 @@ void PatternIndex::insert(const Program& program, Owner owner, std::uint32_t tag
     }
     for (const PatternKeys& one : keys) {
       const PatternKey& key = leastPopular(one.keys);
+      countKeys(one.keys);
       entry.components = one.components;
       entry.grams = one.grams;
       Place::Key& inPlace = place.key(entry.alternative);

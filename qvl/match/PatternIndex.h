@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "qvl/match/Beginnings.h"
+#include "qvl/match/KeyCounts.h"
 #include "qvl/match/KeyTable.h"
 #include "qvl/match/PathKeys.h"
 #include "qvl/match/Program.h"
@@ -252,9 +253,11 @@ class PatternIndex {
   void eraseBeginnings(Place& place) noexcept;
   void use(const Place::Key& key, int change);
   const PathKeys::PatternKey& leastPopular(const std::vector<PathKeys::PatternKey>& keys) const;
+  void countKeys(const std::vector<PathKeys::PatternKey>& keys);
 
   std::vector<InRow> m_row;  // some patterns; all of them unless there were once too many
   KeyTable<Entry> m_table;
+  std::unique_ptr<KeyCounts> m_counts;  // once the row was too short
   std::vector<Entry> m_compared;        // without keys: compared with every text
   Beginnings m_beginnings[2];           // of those for which case matters, and of the rest
 

@@ -143,6 +143,26 @@ TEST(PatternIndex, FindsOneOfManyByOneKey) {
 
 // Of many patterns whose pieces are all there, the one that matches and comes first is not looked
 // for behind all others.
+// Each pattern has names that many have, and one of its own, the shortest. A name that many have is
+// a poor key even while nothing stands under it: many texts have it, too.
+TEST(PatternIndex, LetsFewPatternsStandUnderWhatManyHave) {
+  constexpr std::size_t kPatterns = 1000;
+  constexpr std::size_t kNames = 400;
+  Dice dice;
+  SCOPED_TRACE(dice.origin());
+  const auto common = [](std::size_t i) { return "/common" + std::to_string(i); };
+  Patterns patterns;
+  for (std::size_t i = 0; i < kPatterns; ++i) {
+    std::string glob = "/**";
+    for (int names = 0; names < 8; ++names) glob += common(dice.below(kNames)) + "/*";
+    patterns.addGlob(glob + "/u" + std::to_string(i) + "/*");
+  }
+  std::size_t entries = 0;
+  for (std::size_t i = 0; i < kNames; ++i)
+    entries += patterns.look("/x" + common(i) + "/y").entries;
+  EXPECT_LE(entries, 3 * kNames / 4) << "one for each name, were it not for the others that have it";
+}
+
 TEST(PatternIndex, RunsManyCandidatesInTheOrderOfTheCaller) {
   for (const std::size_t first : {0u, 7u, 500u}) {
     std::vector<std::unique_ptr<const CompiledPattern>> patterns;
