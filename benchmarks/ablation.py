@@ -29,17 +29,19 @@ KEYS = "qvl/match/PathKeys.cpp"
 # Mechanism, file, what stands there, what stands there without the mechanism.
 VARIANTS = [
     ("few in a row", INDEX, "kFewPatterns = 16;", "kFewPatterns = 0;"),
-    ("masks of components", INDEX, "if ((entry.components & ~components) != 0) return false;", ""),
+    ("masks of components", INDEX, "(entry->components & lacking) == 0 && ", ""),
     ("filter of grams", INDEX, "kManyCandidates = 12;", "kManyCandidates = std::size_t{1} << 62;"),
     ("filter of keys", "qvl/match/KeyTable.h",
-     "return m_table.mayHold(key) || m_old.mayHold(key);", "return true;"),
+     "bool may = m_table.mayHold(key);", "bool may = true;"),
     ("keys: prefixes", KEYS, "if (m_depth > 1) add(Kind::Prefix", "if (false) add(Kind::Prefix"),
     ("keys: pairs", KEYS, "if (m_pairing && !part.empty()", "if (false && !part.empty()"),
     ("keys: extensions", KEYS, "add(Kind::Extension, hash, extension.size());", ""),
     ("keys: heads and tails", KEYS,
      "add(static_cast<Kind>(kind), hashOf(cut(length)), length);", ""),
-    ("least popular key", INDEX_CODE, "return m_table.count(key.key) + price;",
-     "return std::size_t{0};"),
+    ("least popular key", INDEX_CODE, "const std::size_t costOfKey = cost(key);",
+     "const std::size_t costOfKey = 0;"),
+    ("counts of keys", INDEX_CODE, "m_counts ? m_counts->of(key.key) : 0", "std::size_t{0}"),
+    ("prefetch", INDEX, "__builtin_prefetch(found[i]);", ""),
     ("caller's order", INDEX, "kRunsAtOnce = 32;", "kRunsAtOnce = std::size_t{1} << 62;"),
 ]
 
