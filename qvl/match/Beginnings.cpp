@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <iterator>
+#include <limits>
 
 #include "qvl/match/LiteralSet.h"
 #include "qvl/match/Utf8.h"
@@ -20,7 +21,9 @@ struct Parting {
   Sign b;
 };
 
-Parting partingOf(const Beginnings::Member& a, const Beginnings::Member& b) {
+// That is at `most` if they agree so far.
+Parting partingOf(const Beginnings::Member& a, const Beginnings::Member& b,
+                  std::size_t most = std::numeric_limits<std::size_t>::max()) {
   Signs ofA(*a.program, a.choice);
   Signs ofB(*b.program, b.choice);
   for (std::size_t depth = 0;;) {
@@ -30,10 +33,9 @@ Parting partingOf(const Beginnings::Member& a, const Beginnings::Member& b) {
     const std::size_t common = static_cast<std::size_t>(
         std::mismatch(bytesOfA.begin(), bytesOfA.begin() + least, bytesOfB.begin()).first -
         bytesOfA.begin());
-    if (common == 0 && (ofA.sign() != ofB.sign() || Signs::isLast(ofA.sign()))) {
-      return {depth, ofA.sign(), ofB.sign()};
-    }
-    const std::size_t both = std::max<std::size_t>(common, 1);
+    const bool part = common == 0 && (ofA.sign() != ofB.sign() || Signs::isLast(ofA.sign()));
+    if (part || depth == most) return {depth, ofA.sign(), ofB.sign()};
+    const std::size_t both = std::min(std::max<std::size_t>(common, 1), most - depth);
     ofA.advance(both);
     ofB.advance(both);
     depth += both;
@@ -54,9 +56,8 @@ bool Beginnings::InOrder::operator()(const Member* a, const Member* b) const {
 }
 
 bool Beginnings::InOrder::operator()(const Member* a, const Seek& b) const {
-  const Parting parting = partingOf(*a, b.member);
-  if (parting.depth < b.depth) return parting.a < parting.b;
-  return signsFrom(*a, b.depth).sign() < b.sign;
+  const Parting parting = partingOf(*a, b.member, b.depth);
+  return parting.a < (parting.depth < b.depth ? parting.b : b.sign);
 }
 
 Beginnings::Sign Beginnings::Branch::possible(Sign sign) const {
@@ -106,8 +107,8 @@ bool Beginnings::Walk::next() {
       const bool isByte = sign < 256 && at < m_text.size();
       if (!isByte || sign == static_cast<unsigned char>(m_text[at])) m_places.push_back(at);
     }
-    isCertain = step(signs, places) || follow(from, to, depth + 1, places);
-    if (isCertain) {
+    isCertain = step(signs, places);
+    if (isCertain || follow(places, depth + 1)) {
       m_places.resize(places);
       return true;
     }
@@ -115,17 +116,29 @@ bool Beginnings::Walk::next() {
   return false;
 }
 
-// Follows patterns as far as they agree, and from there on by branches. True when all of them read
-// on.
-bool Beginnings::Walk::follow(Iterator from, Iterator to, std::size_t depth, std::size_t places) {
-  const Member& first = **from;
-  const std::size_t until = partingOf(first, **std::prev(to)).depth;
-  Signs signs = signsFrom(first, depth);
-  for (; depth < until && m_places.size() > places; ++depth, signs.advance(1)) {
-    if (step(signs, places)) return true;
+// Follows the patterns from `begin` to `end` as far as they agree, and from there on by branches.
+// True when all of them read on, and when each is to be asked.
+bool Beginnings::Walk::follow(std::size_t places, std::size_t depth) {
+  Signs ofFirst = signsFrom(**begin, depth);
+  Signs ofLast = signsFrom(**std::prev(end), depth);
+  for (; m_places.size() > places; ++depth) {
+    if (m_places.size() - places > kManyPlaces && areFew()) return true;
+    if (ofFirst.sign() != ofLast.sign() || Signs::isLast(ofFirst.sign())) {
+      branch(begin, end, depth, places);
+      return false;
+    }
+    isCertain = step(ofFirst, places);
+    if (isCertain) return true;
+    ofFirst.advance(1);
+    ofLast.advance(1);
   }
-  if (m_places.size() > places) branch(from, to, depth, places);
   return false;
+}
+
+bool Beginnings::Walk::areFew() const {
+  Iterator at = begin;
+  for (std::size_t count = 0; count < kFewMembers && at != end; ++count) ++at;
+  return at == end;
 }
 
 void Beginnings::Walk::branch(Iterator from, Iterator to, std::size_t depth, std::size_t places) {

@@ -67,6 +67,11 @@ class Beginnings {
   // To follow patterns together takes room for each place that they lead to.
   static constexpr std::size_t kLongestFollowed = std::size_t{64} * 1024;
 
+  // Behind stars there are many places, and then a pattern is asked more quickly by itself: it
+  // looks at 64 of them at once. More than a few patterns are still followed together.
+  static constexpr std::size_t kManyPlaces = 128;
+  static constexpr std::size_t kFewMembers = 8;
+
   // Patterns that agree in their first `depth` signs, and where these end in the text.
   struct Branch {
     // The first sign from `sign` on that may go on in the text.
@@ -98,7 +103,8 @@ class Beginnings {
    private:
     using Places = std::vector<std::size_t>;
 
-    bool follow(Iterator from, Iterator to, std::size_t depth, std::size_t places);
+    bool follow(std::size_t places, std::size_t depth);
+    bool areFew() const;
     void branch(Iterator from, Iterator to, std::size_t depth, std::size_t places);
     bool step(const Signs& signs, std::size_t places);
     bool step(const LiteralSet& literals, std::size_t places);
