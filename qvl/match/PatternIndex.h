@@ -219,9 +219,10 @@ class PatternIndex {
   static constexpr std::size_t kManyCandidates = 12;
   // Up to so many patterns are compared in a row.
   static constexpr std::size_t kFewPatterns = 16;
-  // After so many runs of patterns the others are run in the caller's order: where many patterns
-  // match, one that comes early in it may spare all others.
+  // After so many runs of patterns, or runs over so many bytes, the others are run in the caller's
+  // order: where many patterns match, one that comes early in it may spare all others.
   static constexpr std::size_t kRunsAtOnce = 32;
+  static constexpr std::size_t kBytesAtOnce = 4096;
   // So many keys of a text are gathered before what stands under them is visited. Ordinary texts
   // have fewer, and then it is known of the whole text which components it has.
   static constexpr std::size_t kGathered = 32;
@@ -317,6 +318,9 @@ bool PatternIndex::visitCandidates(std::string_view text, Scratch& scratch, Work
     gatherKeys(text, scratch, gathering);
     const bool isLast = gathering.next == scratch.text.components();
     const std::uint64_t lacking = isLast ? ~gathering.components : 0;
+    if (isLast && visitEntries(m_compared.data(), m_compared.data() + m_compared.size(), lacking)) {
+      return true;
+    }
     // A large table is far from the processor: what is wanted of it is asked for beforehand.
     std::array<const KeyTable<Entry>::Entries*, kMostGathered> found;
     const std::size_t count = scratch.keys.size() - visited;
@@ -330,8 +334,7 @@ bool PatternIndex::visitCandidates(std::string_view text, Scratch& scratch, Work
       if (found[i] && visitEntries(found[i]->begin(), found[i]->end(), lacking)) return true;
     }
     visited += count;
-    if (!isLast) continue;
-    return visitEntries(m_compared.data(), m_compared.data() + m_compared.size(), lacking);
+    if (isLast) return false;
   }
 }
 
@@ -359,9 +362,10 @@ bool PatternIndex::find(Text& text, Scratch& scratch, Admits admits, IsBefore is
   std::vector<const Place*>& open = scratch.open;
   open.clear();
   std::size_t runs = 0;
+  const std::size_t runsAtOnce = std::min(kRunsAtOnce, kBytesAtOnce / (text.plain().size() + 1));
   const auto run = [&](const Place& place) {
     if (work) ++work->programs;
-    if (++runs > kRunsAtOnce) {
+    if (++runs > runsAtOnce) {
       open.push_back(&place);
       return false;
     }
