@@ -22,21 +22,25 @@ class KeyCounts {
   // One more pattern has the key.
   void add(PathKeys::Key key) {
     if (++m_added == kAddedUntilHalved) halve();
-    // Only the lesser count: the greater tells of other keys, too.
-    std::uint8_t& least = m_counts[leastOf(key)];
-    if (least < std::numeric_limits<std::uint8_t>::max()) ++least;
+    const std::size_t count = of(key);
+    if (count == std::numeric_limits<std::uint8_t>::max()) return;
+    // A greater count tells of other keys, too, and stays.
+    for (const std::size_t place : placesOf(key)) {
+      if (m_counts[place] == count) m_counts[place] = static_cast<std::uint8_t>(count + 1);
+    }
   }
 
-  std::size_t of(PathKeys::Key key) const { return m_counts[leastOf(key)]; }
+  std::size_t of(PathKeys::Key key) const {
+    const std::array<std::size_t, 2> places = placesOf(key);
+    return std::min(m_counts[places[0]], m_counts[places[1]]);
+  }
 
  private:
   static constexpr std::size_t kCounts = std::size_t{1} << 15;
   static constexpr std::size_t kAddedUntilHalved = 4 * kCounts;
 
-  std::size_t leastOf(PathKeys::Key key) const {
-    const std::size_t one = (key >> 40) % kCounts;
-    const std::size_t other = (key >> 14) % kCounts;
-    return m_counts[one] <= m_counts[other] ? one : other;
+  static std::array<std::size_t, 2> placesOf(PathKeys::Key key) {
+    return {(key >> 40) % kCounts, (key >> 14) % kCounts};
   }
 
   void halve() {
