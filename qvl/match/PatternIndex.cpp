@@ -78,8 +78,8 @@ PatternIndex::Ends::Ends(std::string_view head, std::string_view tail) {
 }
 
 // The key that the fewest patterns have; among equals, the longest. One that nothing stands under
-// yet is no good when others have it: texts will have it, too. What a kind of key costs
-// every text that has to be looked up by it is weighed against patterns that are run in vain.
+// yet is no good when others have it: texts will have it, too. What a kind of key costs every text
+// that has to be looked up by it is weighed against patterns that are run in vain.
 const PatternKey& PatternIndex::leastPopular(const std::vector<PatternKey>& keys) const {
   const auto cost = [&](const PatternKey& key) -> std::size_t {
     const std::size_t price = key.kind >= Kind::Head8 ? 1000 : key.kind == Kind::Pair ? 16 : 0;

@@ -123,8 +123,8 @@ class PatternIndex {
       bool has(std::uint64_t number);
       std::uint64_t& place(std::uint64_t number);
 
-      std::uint64_t m_marks =
-          0;  // one bit of 64 for each number: most that are new bring a new one
+      // One bit of 64 for each number: most that are new bring a new one.
+      std::uint64_t m_marks = 0;
       std::vector<std::uint64_t> m_row;
       std::vector<std::uint64_t> m_table;  // the first of the row, open addressing; 0 is free
       std::size_t m_inTable = 0;
