@@ -223,7 +223,7 @@ TEST_F(Documentation, TheReportsOfLintAndAuditHaveTheMembersDescribed) {
   const std::string lint = between(source("docs/lint.md"), "`--format json` writes", "Names stay");
   const std::string audit = source("docs/audit.md");
   const std::string described[] = {lint, audit.substr(audit.find("## The data"))};
-  for (int i = 0; i < 2; ++i) {
+  for (std::size_t i = 0; i < 2; ++i) {
     const std::vector<std::string> members = findAll(outputs[i], "\"([a-zA-Z]+)\":");
     std::set<std::string> written;
     for (const std::string& member : members) {
