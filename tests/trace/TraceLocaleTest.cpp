@@ -8,7 +8,6 @@
 #include <atomic>
 #include <functional>
 #include <thread>
-#include <utility>
 
 #include "tests/trace/TraceFixture.h"
 
@@ -22,7 +21,7 @@ std::atomic<int> localesMade{0};
 std::atomic<int> localesFreed{0};
 
 // Called once, by the thread that makes a locale next and before it does.
-std::function<void()>* whenMaking = nullptr;
+std::atomic<std::function<void()>*> whenMaking{nullptr};
 
 template <class Function>
 Function next(const char* name) {
@@ -32,7 +31,7 @@ Function next(const char* name) {
 }  // namespace
 
 extern "C" locale_t newlocale(int mask, const char* name, locale_t base) __THROW {
-  if (auto* const action = std::exchange(whenMaking, nullptr)) (*action)();
+  if (auto* const action = whenMaking.exchange(nullptr)) (*action)();
   const locale_t made =
       next<locale_t (*)(int, const char*, locale_t)>("newlocale")(mask, name, base);
   localesMade += made != nullptr;
