@@ -63,9 +63,9 @@ struct LintReport {
 
 // Looks at what was loaded, refused or not: each error of it is a finding, and rules that the
 // engine refuses leave the others to be looked at. What the policy allows is among the findings,
-// with `allowedFor`. Takes a time that grows with the size of the policy, not with its square: each
-// rule is compared with a bounded number of others (test
-// Shadows.TakeNoMoreForEachRuleWhenThereAreMore). Throws nothing but std::bad_alloc.
+// with `allowedFor`. Each rule is compared with a bounded number of others, whatever their number
+// (test Shadows.TakeNoMoreForEachRuleWhenThereAreMore), and looked through for each keyword of its
+// data set: rules times keywords are not bounded. Throws nothing but std::bad_alloc.
 QVLPOLICY_EXPORT LintReport lint(const Loaded& loaded, const LintOptions& options = {});
 
 }  // namespace qvlpolicy

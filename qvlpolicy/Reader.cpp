@@ -35,6 +35,8 @@ namespace {
 
 constexpr std::size_t kDeepestInclude = 32;
 constexpr std::size_t kMostFiles = 4096;
+// Of a file. In UTF-8 it may take three times as many bytes, and the parser counts them by an int.
+constexpr std::size_t kMostBytes = std::size_t{512} << 20;
 constexpr std::size_t kDeepestElement = 256;
 
 std::string joined(const std::vector<std::string>& names) {
@@ -48,7 +50,8 @@ std::string joined(const std::vector<std::string>& names) {
 }
 
 // The content of a file, a pipe or a device; nothing, with the reason, when it cannot be read. With
-// `onlyFiles` pipes and devices cannot: they may have no end, or none that comes soon.
+// `onlyFiles` pipes and devices cannot: they may have no end, or none that comes soon. Of what is
+// too large no more is read than shows that it is.
 std::optional<std::string> contentOf(const std::string& file, bool onlyFiles, std::string& reason) {
   struct Closer {
     void operator()(std::FILE* stream) const { std::fclose(stream); }
@@ -80,7 +83,7 @@ std::optional<std::string> contentOf(const std::string& file, bool onlyFiles, st
   for (;;) {
     const std::size_t count = std::fread(buffer, 1, sizeof buffer, stream.get());
     content.append(buffer, count);
-    if (count < sizeof buffer) break;
+    if (count < sizeof buffer || content.size() > kMostBytes) break;
   }
   if (std::ferror(stream.get()) != 0) return failed(errno);
   return content;
@@ -153,10 +156,18 @@ class FileReader {
   FileReader(Composition& composition, std::uint32_t file, std::string_view text)
       : m_composition(composition),
         m_file(file),
-        m_decoded(decodeXml(text)),
+        m_isTooLarge(text.size() > kMostBytes),
+        m_decoded(decodeXml(m_isTooLarge ? std::string_view() : text)),
         m_scanner(m_decoded.text) {}
 
   void read() {
+    if (m_isTooLarge) {
+      m_composition
+          .fail({m_file, 0, 0}, {}, "", fmt::format("at most {} bytes", grouped(kMostBytes)),
+                "more")
+          .name = "unreadable";
+      return;
+    }
     m_parser.reset(xmlNewParserCtxt());
     if (!m_parser) throw std::bad_alloc();
     xmlSAXHandler& handler = *m_parser->sax;
@@ -742,6 +753,7 @@ class FileReader {
 
   Composition& m_composition;
   const std::uint32_t m_file;
+  const bool m_isTooLarge;
   const XmlText m_decoded;
   TagScanner m_scanner;
   std::unique_ptr<xmlParserCtxt, ParserFree> m_parser;

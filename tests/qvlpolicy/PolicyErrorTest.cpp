@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 #include <qvlpolicy/Policy.h>
+#include <sys/mman.h>
 
+#include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tests/qvlpolicy/Policies.h"
@@ -40,6 +43,28 @@ void check(const std::vector<Case>& cases) {
     EXPECT_EQ(errorsOf(loaded), row.errors) << row.policy.substr(0, 400);
     EXPECT_FALSE(loaded.policy) << row.policy.substr(0, 400);
   }
+}
+
+// Of 4 GiB and a policy the parser would see the policy and nothing else.
+TEST(PolicyErrors, TextsTooLarge) {
+  constexpr std::size_t kMost = std::size_t{512} << 20;
+  const std::size_t room = 8 * kMost + 4096;
+  void* const memory = ::mmap(nullptr, room, PROT_READ | PROT_WRITE,
+                              MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  ASSERT_NE(memory, MAP_FAILED);
+  const std::string policy = withLogic("");
+  policy.copy(static_cast<char*>(memory), policy.size());
+  for (const std::size_t size : {kMost + 1, 8 * kMost + policy.size()}) {
+    const std::string_view text(static_cast<const char*>(memory), size);
+    EXPECT_EQ(errorsOf(Policy::parse(text, "p.xml")),
+              "p.xml: expected at most 536,870,912 bytes; found more\n");
+  }
+  ::munmap(memory, room);
+}
+
+TEST(PolicyErrors, EndsReadingADeviceWithoutEnd) {
+  EXPECT_EQ(errorsOf(Policy::load("/dev/zero")),
+            "/dev/zero: expected at most 536,870,912 bytes; found more\n");
 }
 
 TEST(PolicyErrors, ElementsTooDeep) {
