@@ -93,7 +93,7 @@ class ProgramCompiler {
 
   // Each of these answers with the least number of bytes that the steps read.
   std::size_t sequence(const Steps& steps) {
-    // No instruction of what comes before grows.
+    // No instruction of what comes before grows, and none of these by what comes behind them.
     m_sequenceBegin = m_code.size();
     std::size_t least = 0;
     const Steps all = merged(steps);
@@ -103,6 +103,7 @@ class ProgramCompiler {
       m_mixing = false;
       if (i < all.size()) least += one(all[i]);
     }
+    m_sequenceBegin = m_code.size();
     return least;
   }
 

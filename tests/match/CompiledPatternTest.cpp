@@ -139,6 +139,33 @@ TEST(CompiledPattern, AnswersAsTheEngineDoes) {
   EXPECT_GT(thrown, compared / 100);
 }
 
+// What comes behind a group is no part of its last alternative.
+TEST(CompiledPattern, EndsGroupsWhereTheyEnd) {
+  struct Row {
+    const char* expression;
+    const char* matching;
+    const char* other;
+  };
+  const std::vector<Row> rows = {
+      {"(ab|[^/])[^/]", "abc", "a/"},
+      {"(ab|x[^/])[^/]", "abc", "ab"},
+      {"(ab|[^/])[^/][^/]", "xyz", "xy"},
+      {"(a.*|[^/])[^/]", "xy", "a/"},
+      {"(a.*|.).", "xy", "x"},
+      {"(x[^/])*[^/]", "x", "x/"},
+      {"(a|(b|[^/])[^/])[^/]", "ab", "a/"},
+  };
+  for (const Row& row : rows) {
+    for (const std::string before : {"", ".*/", "[^/]*/"}) {
+      const CompiledPattern pattern(before + row.expression, true);
+      ASSERT_NE(pattern.program(), nullptr);
+      const std::string start = before.empty() ? "" : "/";
+      EXPECT_EQ(outcomeOf(pattern, start + row.matching), "match") << before << row.expression;
+      EXPECT_EQ(outcomeOf(pattern, start + row.other), "no match") << before << row.expression;
+    }
+  }
+}
+
 TEST(CompiledPattern, UnderstandsNothingThatTheEngineRefuses) {
   Dice dice;
   SCOPED_TRACE(dice.origin());
