@@ -5,6 +5,8 @@
     tests/mutants.py lookup avoidance           these rooms, every change there is
     tests/mutants.py --number 50 trace          fifty changes of this room, drawn by --seed
     tests/mutants.py --each 60 match dataset    sixty of each of these rooms
+    tests/mutants.py --files 'Utf8|Keywords' match
+                                                only changes of files whose names match
     tests/mutants.py --quick lookup             without the slow test programs
     tests/mutants.py --again lookup             what survived is tried anew, with today's tests
 
@@ -55,8 +57,16 @@ class Program:
 
 # The tests of each room, the quickest first.
 ROOMS = {
-    "core": [Program("core/core_test"), Program("dataset/dataset_test")],
-    "xml": [Program("xml/xml_test")],
+    "core": [
+        Program("core/core_test"),
+        Program("core/slot_lock_test"),
+        Program("dataset/dataset_test"),
+        Program("lookup/lookup_together_test", slow=True),
+    ],
+    "xml": [
+        Program("xml/xml_test"),
+        Program("xml/xml_starvation_test", alone=True, slow=True),
+    ],
     "trace": [
         Program("trace/trace_test", alone=True),
         Program("trace/trace_mutex_test", alone=True),
@@ -89,9 +99,9 @@ ROOMS = {
         Program("avoidance/avoidance_engine_test", slow=True),
     ],
     "dataset": [
+        Program("dataset/dataset_settings_test"),
         Program("dataset/dataset_test"),
         Program("dataset/dataset_test_walked"),
-        Program("dataset/dataset_settings_test"),
         Program("dataset/dataset_index_test", slow=True),
         Program("lookup/lookup_together_test", slow=True),
         Program("whole/no_allocation_test", alone=True, slow=True),
@@ -543,6 +553,8 @@ def main():
     parser.add_argument("rooms", nargs="*", metavar="ROOM", help=", ".join(ROOMS))
     parser.add_argument("--number", type=int, help="so many changes, drawn over the rooms")
     parser.add_argument("--each", type=int, help="so many changes of each room")
+    parser.add_argument("--files", default="", metavar="EXPRESSION",
+                        help="only changes of files whose names match")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--again", action="store_true", help="try anew what survived, and nothing else")
     parser.add_argument("--list", action="store_true", help="only tell what is known")
@@ -558,13 +570,14 @@ def main():
         if room not in ROOMS:
             parser.error("there is no room '{}'; there are: {}".format(room, ", ".join(ROOMS)))
     rooms = options.rooms or list(ROOMS)
-    draw = random.Random(options.seed)
     mutants = []
     for room in rooms:
-        of_room = mutations_of_room(room)
-        draw.shuffle(of_room)
+        of_room = [one for one in mutations_of_room(room)
+                   if re.search(options.files, os.path.basename(one["file"]))]
+        # The same ones, whichever rooms stand beside.
+        random.Random("{} {}".format(options.seed, room)).shuffle(of_room)
         mutants += of_room[:options.each]
-    draw.shuffle(mutants)
+    random.Random(options.seed).shuffle(mutants)
     number = options.number or (None if options.rooms or options.each else TOTAL)
     mutants = mutants[:number]
 
