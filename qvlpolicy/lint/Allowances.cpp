@@ -62,7 +62,7 @@ Finding unusedFinding(const Description& policy, const Allowance& allowance,
       fmt::format(
           "there is no finding {} here{}", inQuotes(allowance.finding),
           allowance.rule.empty() ? "" : fmt::format(" of a rule {}", inQuotes(allowance.rule))),
-      "remove it, or correct its name; docs/lint.md tells all names"};
+      "remove it, or write the name that lint shows in brackets behind the finding"};
   finding.position.file = policy.files[allowance.place.file];
   finding.position.line = allowance.place.line;
   finding.position.column = allowance.place.column;

@@ -35,8 +35,8 @@ const char* adviceForXml(std::string_view reason) {
 const char* adviceFor(std::string_view name) {
   if (name == "encoding") return "write the file in UTF-8";
   if (name == "conflicting-rule") return "put it into a data set of its own";
-  if (name == "refused-rule") return "docs/writing-exclusions.md tells what patterns match";
-  return "docs/policy-format.md tells what may stand where";
+  if (name == "refused-rule") return "qvl-policy(5) tells what patterns match";
+  return "qvl-policy(5) tells what may stand where";
 }
 
 Finding findingFrom(const Problem& error) {

@@ -56,6 +56,17 @@ std::string expressionCharactersIn(std::string_view pattern) {
   return found;
 }
 
+// The place of the bracket that ends the set begun at `i`. First in it, a bracket is one of its
+// characters, and behind a backslash anywhere.
+std::size_t endOfSet(std::string_view expression, std::size_t i) {
+  i += expression.substr(i + 1, 1) == "^" ? 2 : 1;
+  for (bool isFirst = true; i < expression.size(); ++i, isFirst = false) {
+    if (expression[i] == ']' && !isFirst) return i;
+    if (expression[i] == '\\') ++i;
+  }
+  return expression.size();
+}
+
 // A dot outside brackets that stands for one character of any kind, though perhaps not on purpose:
 // one that is repeated is.
 bool hasPlainDot(std::string_view expression) {
@@ -63,7 +74,7 @@ bool hasPlainDot(std::string_view expression) {
     if (expression[i] == '\\') {
       ++i;
     } else if (expression[i] == '[') {
-      i = std::min(expression.find(']', i + 2), expression.size());
+      i = endOfSet(expression, i);
     } else if (expression[i] == '.') {
       const bool isRepeated =
           i + 1 < expression.size() && contains("*+?{", expression.substr(i + 1, 1));

@@ -142,6 +142,46 @@ TEST_F(Import, DoesWhatTheTablesOfTheDocumentationSay) {
   EXPECT_GT(rows, 20);
 }
 
+// What lint may find is about what is excluded, or about the names of files themselves: nothing
+// says that a rule means something else than it seems to.
+TEST_F(Import, WritesNothingThatLooksLikeAMistake) {
+  const std::set<std::string> kAboutTheList = {
+      "covers-everything", "covers-tree",  "covers-home", "carries-programs", "writable-by-all",
+      "shadowed",          "blank-at-end", "alias-path",  "unused-data-set"};
+  const auto expectNoMistakes = [&](const std::string& from, const std::string& list) {
+    const Result imported = import(from, list, {"--base", "/srv"});
+    if (imported.status == 2) return false;
+    write("imported.xml", imported.out);
+    const Result linted = run({"lint", "-p", "imported.xml", "--format", "json"});
+    const nlohmann::json report = nlohmann::json::parse(linted.out);
+    for (const nlohmann::json& finding : report["findings"]) {
+      EXPECT_EQ(kAboutTheList.count(finding["name"]), 1u)
+          << from << ' ' << list << finding << imported.out;
+    }
+    return true;
+  };
+  EXPECT_TRUE(expectNoMistakes("globs", "/srv/[!a]\n/srv/[\\]a].[ch]\n[[:digit:]].c\n"));
+  const std::vector<std::string> kPieces = {
+      "a", "b.c", ".",      "*",   "?",   "**",  "/",  "/", "[a]", "[!a]", "[].]", "[\\].]",
+      "%", "%A%", "DOUBLE", "\\*", "(1)", "c++", "$x", "^", "|",   "\\\\", "ä",    "\\[a\\]"};
+  std::mt19937 random(1);
+  int compared = 0;
+  for (int round = 0; round < 30; ++round) {
+    for (const char* const from : {"paths", "globs", "gitignore"}) {
+      std::string list;
+      for (std::size_t lines = 0; lines < 10; ++lines) {
+        if (from != std::string("gitignore")) list += "/srv/x/";
+        for (std::size_t pieces = 1 + random() % 5; pieces > 0; --pieces) {
+          list += kPieces[random() % kPieces.size()];
+        }
+        list += '\n';
+      }
+      compared += expectNoMistakes(from, list);
+    }
+  }
+  EXPECT_GT(compared, 60);
+}
+
 TEST_F(Import, TakesFoldersWithEverythingInThem) {
   const Result result = import("paths", "/srv/a*/\n/\n");
   EXPECT_EQ(result.status, 0) << result.err;

@@ -222,6 +222,7 @@ Rows misleadingTexts() {
       {"1", paths("/srv/a.txt", "wildcards='no'"), {"warning unescaped-dot 3"}},
       {"1", paths("/srv/a\\.txt", "wildcards='no'"), {}},
       {"1", paths("/srv/.*[.]x", "wildcards='no'"), {}},
+      {"1", paths("/srv/[].][^].][a\\].]x", "wildcards='no'"), {}},
       {"1", paths("/srv/*\\.txt", "wildcards='no'"), {"warning wildcard-in-expression 3"}},
       {"1", withKeyword("%A%", "a.b", "/srv/%A%"), {"warning unescaped-dot 4"}},
       {"1", withKeyword("%A%", "/x/*", "/srv/%A%"), {"warning wildcard-in-expression 4"}},

@@ -34,11 +34,25 @@ if [ "$6" = 1 ]; then
   expect -f share/man/man1/qvlctl.1
   expect -f share/bash-completion/completions/qvlctl
   expect -f share/zsh/site-functions/_qvlctl
-  # What the program's messages point to.
-  documents=$(grep -rhoE 'docs/[-a-z]+\.md' "$7/tools/qvlctl" --include='*.cpp' --include='*.h' | sort -u)
+  # What the program's messages point to: manual pages, and documents whose folder one of them names.
+  texts() { grep -rhoE '"[^"]*"' "$7/tools/qvlctl" "$7/qvlpolicy" --include='*.cpp'; }
+  pages=$(texts "$@" | grep -oE '\bqvl[-a-z]*\([1-8]\)' | sort -u)
+  [ -n "$pages" ] || { echo "expected messages that point to manual pages"; failed=1; }
+  for page in $pages; do
+    section=${page#*\(} name=${page%\(*}
+    expect -f "share/man/man${section%)}/$name.${section%)}"
+  done
+  ! texts "$@" | grep -E 'docs/' || { echo "expected messages to name what is found everywhere"; failed=1; }
+  documents=$(texts "$@" | grep -oE '\b[-a-z]+\.md\b' | sort -u)
   [ -n "$documents" ] || { echo "expected messages that point to documents"; failed=1; }
-  for document in $documents; do
-    expect -f "share/doc/qvlscanavoidance/$document"
+  named=$(sed -n 's/^\.It Pa \(share\/.*\)\/$/\1/p' share/man/man1/qvlctl.1)
+  for folder in $named; do
+    expect -d "$folder"
+  done
+  for document in $documents $(sed -n 's/^\.Pa \([-a-z]*\.md\).*/\1/p' share/man/man1/qvlctl.1); do
+    found=0
+    for folder in $named; do [ ! -f "$folder/$document" ] || found=1; done
+    [ $found = 1 ] || { echo "expected $document in a folder that qvlctl(1) names"; failed=1; }
   done
 fi
 exit $failed

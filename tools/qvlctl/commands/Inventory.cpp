@@ -92,7 +92,7 @@ void addInventoryCommand(CLI::App& app, Action& action) {
   command.footer(
       "Writes a line of JSON for every regular file under each DIR by its real path: host, path,\n"
       "size, mtime and, where the file system knows it, btime, in seconds since 1970. Walks as\n"
-      "`qvlctl audit` does. docs/fleet.md tells what to do with it.\n"
+      "`qvlctl audit` does. qvl-fleet(1) tells what to do with it.\n"
       "\n"
       "Exit status: 0 done, 2 trouble.\n"
       "\n"

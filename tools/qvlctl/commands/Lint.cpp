@@ -142,7 +142,8 @@ class Lint {
       if (!m_options.baseline.empty()) {
         result.baselineState = finding.isInBaseline ? "unchanged" : "new";
       }
-      log.addSort(result.name, "docs/lint.md describes " + result.name);
+      log.addSort(result.name,
+                  "lint.md, which qvlctl(1) tells the place of, describes " + result.name);
       log.add(result);
     }
     m_output.print("{}\n", jsonPage(log.json()));
@@ -198,10 +199,10 @@ void addLintCommand(CLI::App& app, Action& action) {
                   "An earlier report in JSON: what it holds does not count")
       ->type_name("FILE");
   command.footer(
-      "Prints each finding with its place, the reason and what to do about it; docs/lint.md tells\n"
-      "them all. An error is a policy that no command can use. What an <allow> of the policy\n"
-      "names is counted and left out, as is what --baseline holds. `sarif` is the format of code\n"
-      "reviews (2.1.0), `github` that of GitHub's workflows.\n"
+      "Prints each finding with its place, the reason and what to do about it; qvlctl(1) tells\n"
+      "where lint.md is, which describes them all. An error is a policy that no command can use.\n"
+      "What an <allow> of the policy names is counted and left out, as is what --baseline holds.\n"
+      "`sarif` is the format of code reviews (2.1.0), `github` that of GitHub's workflows.\n"
       "\n"
       "Exit status: 0 no warnings, 1 warnings, 2 errors or other trouble.\n"
       "\n"

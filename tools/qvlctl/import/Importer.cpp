@@ -25,6 +25,16 @@ constexpr std::size_t kLongestLine = 65536;
 constexpr std::size_t kLongestRule = 4096;
 constexpr std::size_t kLongestLogic = 2048;
 
+// Would people, and lint, take the rule with wildcards for a mistake? It would hold the brackets of
+// an expression, or what looks like a keyword.
+bool looksUnmeant(const Names& names, std::string_view rule) {
+  const auto isSet = [](const Glob::Token& token) { return token.kind == Glob::Token::Kind::Set; };
+  return std::count(rule.begin(), rule.end(), '%') > 1 ||
+         std::any_of(names.begin(), names.end(), [&](const Glob::Name& name) {
+           return std::any_of(name.tokens.begin(), name.tokens.end(), isSet);
+         });
+}
+
 // Does the name stand for what it says, and for nothing else?
 bool isText(const Glob::Name& name, std::string_view text) {
   return name.tokens.size() == 1 && name.tokens.front().kind == Glob::Token::Kind::Text &&
@@ -171,7 +181,8 @@ void Importer::addRule(Kind kind, const Names& names, bool isException) {
   Rule rule;
   rule.text = texts.withWildcards + end;
   const std::string inside = kind == Kind::Folder ? ".*" : "";
-  if (qvlpolicy::expressionOf(dataSet, rule) != texts.expression + end + inside) {
+  if (looksUnmeant(names, rule.text) ||
+      qvlpolicy::expressionOf(dataSet, rule) != texts.expression + end + inside) {
     dataSet.wildcards = false;
     rule.text = texts.expression + end;
   }
