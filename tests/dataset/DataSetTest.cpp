@@ -110,6 +110,11 @@ TYPED_TEST(AnyDataSet, RefusesADuplicateKeyAfterConfiguringTheRule) {
   EXPECT_TRUE(this->dataSet.isPresentInDataSet(request));
 }
 
+TYPED_TEST(AnyDataSet, RefusesThePointerToNoRule) {
+  EXPECT_FALSE(this->dataSet.addToDataSet(nullptr));
+  this->add("a");
+}
+
 TYPED_TEST(AnyDataSet, TakesTheCallersPointer) {
   std::unique_ptr<IAvoidance> rule = std::make_unique<ScriptedRule>("a", this->journal);
   EXPECT_TRUE(this->dataSet.addToDataSet(std::move(rule)));
