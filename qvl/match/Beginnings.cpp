@@ -42,6 +42,12 @@ Parting partingOf(const Beginnings::Member& a, const Beginnings::Member& b,
   }
 }
 
+constexpr std::size_t kBits = ByteRows::kBits;
+
+unsigned char byteOf(Sign sign) {
+  return static_cast<unsigned char>(sign);
+}
+
 Signs signsFrom(const Beginnings::Member& member, std::size_t depth) {
   Signs signs(*member.program, member.choice);
   signs.advance(depth);
@@ -66,17 +72,29 @@ Beginnings::Sign Beginnings::Branch::possible(Sign sign) const {
   return sign;
 }
 
-Beginnings::Walk::Walk(const Members& members, std::string_view text)
-    : m_members(members), m_text(text) {
-  m_places.push_back(0);
-  branch(members.begin(), members.end(), 0, 0);
+Beginnings::Walk::Walk(const Members& members, Text& text, bool folded)
+    : m_members(members),
+      m_ofText(text),
+      m_rows(text.rows(folded)),
+      m_text(m_rows.text()),
+      m_wordsOfPlaces(ByteRows::wordsFor(m_text.size())) {
+  if (!Utf8::isAscii(m_text)) {
+    m_inside.resize(m_wordsOfPlaces);
+    for (std::size_t at = 0; at < m_text.size(); ++at) {
+      m_inside[at / kBits] |= Word{Utf8::isContinuation(m_text[at])} << at % kBits;
+    }
+  }
+  Places start = add();
+  m_words[start.begin] = 1;
+  start.end = 1;
+  branch(members.begin(), members.end(), 0, start);
 }
 
 bool Beginnings::Walk::next() {
   while (!m_branches.empty()) {
     Branch& branch = m_branches.back();
     if (branch.next == branch.end) {
-      m_places.resize(branch.places);
+      m_words.resize(branch.places.begin);
       m_branches.pop_back();
       continue;
     }
@@ -99,30 +117,24 @@ bool Beginnings::Walk::next() {
     end = to;
     isCertain = sign == Signs::kAnything;
     if (isCertain || sign == Signs::kOther) return true;
-    // The places stay the branch's; who follows the sign goes on from those where it stands.
+    // The places stay the branch's; who follows the sign goes on from where they stand.
     const std::size_t depth = branch.depth;
-    const std::size_t places = m_places.size();
-    for (std::size_t i = branch.places; i < places; ++i) {
-      const std::size_t at = m_places[i];
-      const bool isByte = sign < 256 && at < m_text.size();
-      if (!isByte || sign == static_cast<unsigned char>(m_text[at])) m_places.push_back(at);
-    }
+    Places places = copyOf(branch.places);
     isCertain = step(signs, places);
     if (isCertain || follow(places, depth + 1)) {
-      m_places.resize(places);
+      m_words.resize(places.begin);
       return true;
     }
   }
   return false;
 }
 
-// Follows the patterns from `begin` to `end` as far as they agree, and from there on by branches.
-// True when all of them read on, and when each is to be asked.
-bool Beginnings::Walk::follow(std::size_t places, std::size_t depth) {
+// Follows the patterns from `begin` to `end` as far as they agree, and from there on by a branch,
+// which keeps the places. True when all of them read on.
+bool Beginnings::Walk::follow(Places places, std::size_t depth) {
   Signs ofFirst = signsFrom(**begin, depth);
   Signs ofLast = signsFrom(**std::prev(end), depth);
-  for (; m_places.size() > places; ++depth) {
-    if (m_places.size() - places > kManyPlaces && areFew()) return true;
+  for (; places.first < places.end; ++depth) {
     if (ofFirst.sign() != ofLast.sign() || Signs::isLast(ofFirst.sign())) {
       branch(begin, end, depth, places);
       return false;
@@ -132,79 +144,123 @@ bool Beginnings::Walk::follow(std::size_t places, std::size_t depth) {
     ofFirst.advance(1);
     ofLast.advance(1);
   }
+  m_words.resize(places.begin);
   return false;
 }
 
-bool Beginnings::Walk::areFew() const {
-  Iterator at = begin;
-  for (std::size_t count = 0; count < kFewMembers && at != end; ++count) ++at;
-  return at == end;
-}
-
-void Beginnings::Walk::branch(Iterator from, Iterator to, std::size_t depth, std::size_t places) {
-  Branch branch{from, to, depth, places, {}, m_places.back() == m_text.size()};
-  for (std::size_t i = places; i < m_places.size(); ++i) {
-    if (m_places[i] < m_text.size()) {
-      branch.bytes.set(static_cast<unsigned char>(m_text[m_places[i]]));
-    }
-  }
+void Beginnings::Walk::branch(Iterator from, Iterator to, std::size_t depth, const Places& places) {
+  Branch branch{from, to, depth, places, {}, hasEnd(places)};
+  each(places, [&](std::size_t at) {
+    if (at < m_text.size()) branch.bytes.set(static_cast<unsigned char>(m_text[at]));
+  });
   m_branches.push_back(branch);
 }
 
-// Moves the places from `places` on behind a sign. True when that reads on behind the text.
-bool Beginnings::Walk::step(const Signs& signs, std::size_t places) {
-  steps += m_places.size() - places;
+// Moves the places on behind a sign. True when that reads on behind the text.
+bool Beginnings::Walk::step(const Signs& signs, Places& places) {
+  steps += places.end - places.first;
   if (const LiteralSet* const literals = signs.literals()) return step(*literals, places);
+  if (const Program* const group = signs.group()) return step(*group, places);
   const Sign sign = signs.sign();
-  if (sign == Signs::kRunNotSlash) addRuns(places);
+  if (sign == Signs::kRunNotSlash) run(places);
   // Whoever reads there reads on.
-  if (m_places.back() == m_text.size()) return true;
-  if (sign == Signs::kRunNotSlash || sign == Signs::kLook) return false;
-
-  std::size_t kept = places;
-  for (std::size_t i = places; i < m_places.size(); ++i) {
-    const std::size_t at = m_places[i];
-    const auto byte = static_cast<unsigned char>(m_text[at]);
-    if (sign == byte) {
-      m_places[kept++] = at + 1;
-    } else if (sign == Signs::kOne || (sign == Signs::kOneNotSlash && byte != '/')) {
-      m_places[kept++] = Utf8::next(m_text, at);
-    }
-  }
-  m_places.resize(kept);
+  if (hasEnd(places)) return true;
+  if (sign != Signs::kRunNotSlash && sign != Signs::kLook) read(sign, places);
   return false;
 }
 
-bool Beginnings::Walk::step(const LiteralSet& literals, std::size_t places) {
-  const Places from(m_places.begin() + static_cast<std::ptrdiff_t>(places), m_places.end());
-  m_places.resize(places);
+bool Beginnings::Walk::step(const LiteralSet& literals, Places& places) {
+  const Places ends = add();
   bool readsOn = false;
-  for (const std::size_t at : from) {
+  each(places, [&](std::size_t at) {
     readsOn |= literals.match(m_text.substr(at), [&](std::size_t length) {
       ++steps;
-      m_places.push_back(at + length);
+      m_words[ends.begin + (at + length) / kBits] |= Word{1} << (at + length) % kBits;
     });
-  }
-  const auto first = m_places.begin() + static_cast<std::ptrdiff_t>(places);
-  std::sort(first, m_places.end());
-  m_places.erase(std::unique(first, m_places.end()), m_places.end());
+  });
+  moveTo(ends, places);
   return readsOn;
 }
 
-// Adds all places that runs without slashes lead to.
-void Beginnings::Walk::addRuns(std::size_t places) {
-  const Places from(m_places.begin() + static_cast<std::ptrdiff_t>(places), m_places.end());
-  m_places.resize(places);
-  std::size_t behind = 0;  // the places before it are there
-  for (std::size_t at : from) {
-    if (at < behind) continue;
-    for (; at < m_text.size() && m_text[at] != '/'; at = Utf8::next(m_text, at)) {
-      m_places.push_back(at);
-    }
-    m_places.push_back(at);
-    behind = at + 1;
+bool Beginnings::Walk::step(const Program& group, Places& places) {
+  const Places ends = add();
+  std::fill_n(wordsOf(places), places.first, Word{0});
+  std::fill(wordsOf(places) + places.end, wordsOf(places) + m_wordsOfPlaces, Word{0});
+  const bool readsOn = group.leads(m_ofText, wordsOf(places), wordsOf(ends));
+  moveTo(ends, places);
+  return readsOn;
+}
+
+// Reads one byte or character.
+void Beginnings::Walk::read(Sign sign, Places& places) {
+  Word* const words = wordsOf(places);
+  Word carry = 0;
+  std::size_t block = places.first;
+  for (; block < places.end || carry != 0; ++block) {
+    const Word mask = sign == Signs::kOne           ? inText(block)
+                      : sign == Signs::kOneNotSlash ? notSlash(block)
+                                                    : m_rows.word(byteOf(sign), block);
+    const Word now = block < places.end ? words[block] & mask : 0;
+    words[block] = now << 1 | carry;
+    carry = now >> (kBits - 1);
+    if (sign < 256 || m_inside.empty()) continue;
+    bool beyond = false;
+    words[block] = filled(words[block], m_inside[block], beyond) & ~m_inside[block];
+    carry |= Word{beyond};
   }
-  steps += m_places.size() - places;
+  places.end = block;
+  narrow(places);
+}
+
+// Adds all places that a run without slashes leads to.
+void Beginnings::Walk::run(Places& places) {
+  Word* const words = wordsOf(places);
+  bool beyond = false;
+  std::size_t block = places.first;
+  for (; block < places.end || beyond; ++block) {
+    const Word now = (block < places.end ? words[block] : 0) | Word{beyond};
+    words[block] = filled(now, notSlash(block), beyond);
+    if (!m_inside.empty()) words[block] &= ~m_inside[block];
+  }
+  steps += block - places.first;
+  places.end = block;
+}
+
+Beginnings::Walk::Places Beginnings::Walk::add() {
+  m_words.resize(m_words.size() + m_wordsOfPlaces);
+  return {m_words.size() - m_wordsOfPlaces, 0, m_wordsOfPlaces};
+}
+
+Beginnings::Walk::Places Beginnings::Walk::copyOf(const Places& places) {
+  const Places copy{add().begin, places.first, places.end};
+  std::copy(wordsOf(places) + places.first, wordsOf(places) + places.end,
+            wordsOf(copy) + places.first);
+  return copy;
+}
+
+// The last that were added take the place of others.
+void Beginnings::Walk::moveTo(const Places& last, Places& places) {
+  std::copy_n(wordsOf(last), m_wordsOfPlaces, wordsOf(places));
+  m_words.resize(last.begin);
+  places = {places.begin, 0, m_wordsOfPlaces};
+  narrow(places);
+}
+
+void Beginnings::Walk::narrow(Places& places) const {
+  const Word* const words = wordsOf(places);
+  while (places.first < places.end && words[places.end - 1] == 0) --places.end;
+  while (places.first < places.end && words[places.first] == 0) ++places.first;
+}
+
+bool Beginnings::Walk::hasEnd(const Places& places) const {
+  const std::size_t block = m_text.size() / kBits;
+  return block >= places.first && block < places.end &&
+         (wordsOf(places)[block] >> m_text.size() % kBits & 1) != 0;
+}
+
+Beginnings::Walk::Word Beginnings::Walk::inText(std::size_t block) const {
+  const std::size_t rest = m_text.size() - block * kBits;
+  return rest >= kBits ? ~Word{0} : (Word{1} << rest) - 1;
 }
 
 }  // namespace QVL

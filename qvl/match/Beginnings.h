@@ -20,9 +20,10 @@ class LiteralSet;
 // Patterns in the order of what they read, sign by sign. Those that begin alike stand together and
 // are followed through a text together, as in a trie: which of very many patterns would read on
 // behind the end of a text is found out in a time that depends on the text and on how many
-// different beginnings fit it, not on the number of patterns (ManyBeginnings). From where a pattern
-// is no sequence of signs it is asked by itself, and so is every pattern about a text that is far
-// longer than a path.
+// different beginnings fit it, not on the number of patterns (ManyBeginnings). All places that a
+// beginning leads to are followed at once, 64 to a machine word, as a Program does it. From where a
+// pattern is no sequence of signs it is asked by itself, and so is every pattern about a text that
+// is far longer than a path.
 //
 // Thread safety: any number of threads may ask at once, as long as none changes it.
 class Beginnings {
@@ -64,13 +65,15 @@ class Beginnings {
   using Members = std::set<const Member*, InOrder>;
   using Iterator = Members::const_iterator;
 
-  // To follow patterns together takes room for each place that they lead to.
+  // To follow patterns together takes room for the places of each branch.
   static constexpr std::size_t kLongestFollowed = std::size_t{64} * 1024;
 
-  // Behind stars there are many places, and then a pattern is asked more quickly by itself: it
-  // looks at 64 of them at once. More than a few patterns are still followed together.
-  static constexpr std::size_t kManyPlaces = 128;
-  static constexpr std::size_t kFewMembers = 8;
+  // Places of a text, a bit for each: words of Walk::m_words from `begin` on.
+  struct Places {
+    std::size_t begin;
+    std::size_t first;  // words from here on
+    std::size_t end;    // to here may not be 0
+  };
 
   // Patterns that agree in their first `depth` signs, and where these end in the text.
   struct Branch {
@@ -80,7 +83,7 @@ class Beginnings {
     Iterator next;  // from here on they are still to be followed
     Iterator end;
     std::size_t depth;
-    std::size_t places;      // where those begin in m_places
+    Places places;           // those
     std::bitset<256> bytes;  // that stand at them
     bool atEnd;              // one of them is the end of the text
   };
@@ -88,7 +91,8 @@ class Beginnings {
   // A walk through the trie.
   class Walk {
    public:
-    Walk(const Members& members, std::string_view text);
+    // `folded`: it is the text case folded that is walked through.
+    Walk(const Members& members, Text& text, bool folded);
 
     // Goes on to patterns that begin alike and may read on. False when there are no more.
     bool next();
@@ -101,23 +105,49 @@ class Beginnings {
     std::uint64_t steps = 0;
 
    private:
-    using Places = std::vector<std::size_t>;
+    using Word = ByteRows::Word;
+    using Places = Beginnings::Places;
 
-    bool follow(std::size_t places, std::size_t depth);
-    bool areFew() const;
-    void branch(Iterator from, Iterator to, std::size_t depth, std::size_t places);
-    bool step(const Signs& signs, std::size_t places);
-    bool step(const LiteralSet& literals, std::size_t places);
-    void addRuns(std::size_t places);
+    bool follow(Places places, std::size_t depth);
+    void branch(Iterator from, Iterator to, std::size_t depth, const Places& places);
+    bool step(const Signs& signs, Places& places);
+    bool step(const LiteralSet& literals, Places& places);
+    bool step(const Program& group, Places& places);
+    void read(Sign sign, Places& places);
+    void run(Places& places);
+    Places add();
+    Places copyOf(const Places& places);
+    void moveTo(const Places& last, Places& places);
+    void narrow(Places& places) const;
+    bool hasEnd(const Places& places) const;
+    Word inText(std::size_t block) const;
+    Word notSlash(std::size_t block) const { return inText(block) & ~m_rows.word('/', block); }
+    Word* wordsOf(const Places& places) { return m_words.data() + places.begin; }
+    const Word* wordsOf(const Places& places) const { return m_words.data() + places.begin; }
+    template <typename Each>
+    void each(const Places& places, Each each) const;
 
     const Members& m_members;
+    Text& m_ofText;
+    ByteRows& m_rows;
     const std::string_view m_text;
+    const std::size_t m_wordsOfPlaces;
     std::vector<Branch> m_branches;
-    Places m_places;  // of all branches, one after the other; ascending within each
+    std::vector<Word> m_words;   // the places of all branches, one after the other
+    std::vector<Word> m_inside;  // places inside a character, if there are some
   };
 
   Members m_members;
 };
+
+template <typename Each>
+void Beginnings::Walk::each(const Places& places, Each each) const {
+  for (std::size_t block = places.first; block < places.end; ++block) {
+    for (Word rest = wordsOf(places)[block]; rest != 0; rest &= rest - 1) {
+      each(block * ByteRows::kBits + static_cast<std::size_t>(__builtin_ctzll(rest)));
+    }
+  }
+}
 
 template <typename Found>
 bool Beginnings::eachThatReadsOn(Text& text, bool folded, Found found, std::uint64_t* steps) const {
@@ -130,7 +160,7 @@ bool Beginnings::eachThatReadsOn(Text& text, bool folded, Found found, std::uint
     }
     return stopped;
   }
-  Walk walk(m_members, read);
+  Walk walk(m_members, text, folded);
   while (!stopped && walk.next()) {
     for (Iterator at = walk.begin; !stopped && at != walk.end; ++at) {
       stopped = (walk.isCertain || (*at)->program->readsOn(text)) && found((*at)->owner);

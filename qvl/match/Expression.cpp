@@ -8,6 +8,7 @@
 #include "qvl/match/Engine.h"
 #include "qvl/match/Keywords.h"
 #include "qvl/match/LiteralSet.h"
+#include "qvl/match/Program.h"
 #include "qvl/match/Utf8.h"
 
 namespace QVL {
@@ -401,6 +402,14 @@ std::shared_ptr<const LiteralSet> manyLiteralsOf(const std::vector<Steps>& seque
                                        : std::make_shared<const LiteralSet>(std::move(pieces));
 }
 
+std::vector<const Steps*> withoutLiterals(const std::vector<Steps>& sequences, bool areLiterals) {
+  std::vector<const Steps*> others;
+  for (const Steps& steps : sequences) {
+    if (!areLiterals || !LiteralSet::pieceOf(steps)) others.push_back(&steps);
+  }
+  return others;
+}
+
 // Into how many sequences would it be multiplied out? No more than `most` + 1 are counted.
 std::size_t countOf(const Steps& steps, std::size_t most) {
   std::size_t count = 1;
@@ -420,7 +429,16 @@ std::size_t countOf(const Steps& steps, std::size_t most) {
 }  // namespace
 
 Alternatives::Alternatives(std::vector<Steps> all)
-    : sequences(std::move(all)), literals(manyLiteralsOf(sequences)) {}
+    : sequences(std::move(all)),
+      literals(manyLiteralsOf(sequences)),
+      others(withoutLiterals(sequences, literals != nullptr)) {}
+
+std::shared_ptr<const Program> Alternatives::program(bool caseSensitive) const {
+  const std::lock_guard<std::mutex> lock(m_compiling);
+  if (!m_isCompiled) m_program = Program::of(*this, caseSensitive);
+  m_isCompiled = true;
+  return m_program;
+}
 
 std::optional<Reading> readExpression(const ExpressionText& expression, bool caseSensitive) {
   try {

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,6 +16,7 @@ namespace QVL {
 
 class ExpressionText;
 class LiteralSet;
+class Program;
 struct Alternatives;
 struct Step;
 
@@ -59,9 +61,20 @@ struct Step {
 struct Alternatives {
   explicit Alternatives(std::vector<Steps> all);
 
+  // All of them, compiled; null when they are too many. Compiled when it is first asked for, by
+  // whichever thread. Throws as Program::of. `caseSensitive` is what they were read for.
+  std::shared_ptr<const Program> program(bool caseSensitive) const;
+
   const std::vector<Steps> sequences;
   // Those of them that are short pieces, where there are many.
   const std::shared_ptr<const LiteralSet> literals;
+  // Those that are not among the literals.
+  const std::vector<const Steps*> others;
+
+ private:
+  mutable std::mutex m_compiling;
+  mutable bool m_isCompiled = false;  // guarded by m_compiling, as the program is
+  mutable std::shared_ptr<const Program> m_program;
 };
 
 // What a part of an expression was understood to mean. Literals are case folded when case does not

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <map>
 #include <optional>
 #include <utility>
 
@@ -41,13 +42,63 @@ Steps merged(const Steps& steps) {
   return result;
 }
 
-// Where a text has each run of `mask` that a place of `from` stands in filled up from there, and
-// the place behind it. `beyond` tells whether that is the first place of the next block.
-Word filled(Word from, Word mask, bool& beyond) {
-  const Word inside = from & mask;
-  Word sum;
-  beyond = __builtin_add_overflow(inside, mask, &sum);
-  return inside == 0 ? from : from | (sum ^ mask);
+// Does each step read a character, or as many as there are?
+bool isPlain(const Steps& steps) {
+  return std::all_of(steps.begin(), steps.end(),
+                     [](const Step& step) { return step.kind <= Step::Folders; });
+}
+
+// How much of its first literal the second sequence begins with, or whether with the same step.
+std::size_t agreement(const Step& a, const Step& b) {
+  if (a.kind != b.kind) return 0;
+  if (a.kind != Step::Literal) return a.bytes == b.bytes;
+  const std::size_t least = std::min(a.bytes.size(), b.bytes.size());
+  return static_cast<std::size_t>(
+      std::mismatch(a.bytes.begin(), a.bytes.begin() + static_cast<std::ptrdiff_t>(least),
+                    b.bytes.begin())
+          .first -
+      a.bytes.begin());
+}
+
+// What both begin with.
+Steps commonBeginning(const Steps& a, const Steps& b) {
+  Steps common;
+  for (std::size_t i = 0; i < std::min(a.size(), b.size()); ++i) {
+    const std::size_t agreed = agreement(a[i], b[i]);
+    if (agreed == 0) break;
+    common.push_back(a[i]);
+    if (a[i].kind != Step::Literal) continue;
+    common.back().bytes.resize(agreed);
+    if (agreed < std::max(a[i].bytes.size(), b[i].bytes.size())) break;
+  }
+  return common;
+}
+
+// What comes behind a beginning.
+Steps behind(const Steps& beginning, const Steps& all) {
+  Steps rest(all.begin() + static_cast<std::ptrdiff_t>(beginning.size()), all.end());
+  if (beginning.empty() || beginning.back().kind != Step::Literal) return rest;
+  const std::size_t read = beginning.back().bytes.size();
+  const std::string& bytes = all[beginning.size() - 1].bytes;
+  if (read < bytes.size()) rest.insert(rest.begin(), {Step::Literal, bytes.substr(read), {}});
+  return rest;
+}
+
+// Sequences that begin alike, together.
+std::vector<std::vector<Steps>> byBeginnings(const std::vector<Steps>& all) {
+  std::map<std::pair<Step::Kind, std::string>, std::size_t> places;
+  std::vector<std::vector<Steps>> result;
+  for (const Steps& steps : all) {
+    std::size_t place = result.size();
+    if (!steps.empty() && isPlain(steps)) {
+      const Step& first = steps.front();
+      const std::size_t told = first.kind == Step::Literal ? 1 : first.bytes.size();
+      place = places.try_emplace({first.kind, first.bytes.substr(0, told)}, place).first->second;
+    }
+    if (place == result.size()) result.emplace_back();
+    result[place].push_back(steps);
+  }
+  return result;
 }
 
 // Of no alternatives: a Set, which stands for any text.
@@ -73,23 +124,40 @@ class ProgramCompiler {
 
   // False when the program becomes too large.
   bool compile(const Steps& steps) {
-    const std::size_t least = sequence(steps);
-    if (m_tooLarge || std::max(least, m_bytes.size()) > kMostBytes) return false;
-    m_program.m_leastLength = static_cast<std::uint32_t>(least);
-    if (m_code.size() > 1 && m_code.back().op == Op::Bytes && steps.back().kind == Step::Literal) {
-      m_program.m_suffix = m_code.back().length;
-    }
-    m_program.m_code = Program::Code(m_code, m_bytes);
-    if (!m_rare.wild.empty() || !m_rare.sets.empty() || !m_rare.literals.empty()) {
-      m_program.m_rare = std::make_unique<const Program::Rare>(std::move(m_rare));
-    }
-    return true;
+    return finish(sequence(steps), !steps.empty() && steps.back().kind == Step::Literal);
+  }
+
+  bool compile(const Alternatives& group) {
+    return finish(inPlace(group.literals, group.others, 0), false);
   }
 
  private:
   using Op = Program::Op;
 
   static constexpr std::size_t kMostBytes = std::numeric_limits<std::uint32_t>::max();
+  // So often it is looked what alternatives begin with: a simulation calls itself as often.
+  static constexpr int kDeepest = 16;
+
+  bool finish(std::size_t least, bool endsInLiteral) {
+    if (m_tooLarge || std::max(least, m_bytes.size()) > kMostBytes) return false;
+    m_program.m_leastLength = static_cast<std::uint32_t>(least);
+    if (m_code.size() > 1 && m_code.back().op == Op::Bytes && endsInLiteral) {
+      m_program.m_suffix = m_code.back().length;
+    }
+    m_program.m_code = Program::Code(m_code, m_bytes);
+    Program::Room& room = m_program.m_room;
+    room.states = m_code.size() + 2 * (m_rare.sets.size() + std::size_t{m_program.m_loops});
+    room.literals = m_rare.literals.size();
+    for (const auto& shared : m_rare.shared) {
+      room.states += Program::kWordsOfShared + shared->m_room.states;
+      room.literals += shared->m_room.literals;
+    }
+    if (!m_rare.wild.empty() || !m_rare.sets.empty() || !m_rare.literals.empty() ||
+        !m_rare.shared.empty()) {
+      m_program.m_rare = std::make_unique<const Program::Rare>(std::move(m_rare));
+    }
+    return true;
+  }
 
   // Each of these answers with the least number of bytes that the steps read.
   std::size_t sequence(const Steps& steps) {
@@ -205,39 +273,77 @@ class ProgramCompiler {
   }
 
   std::size_t group(const Alternatives& alternatives) {
-    const auto& literals = alternatives.literals;
-    std::vector<const Steps*> others;
-    for (const Steps& steps : alternatives.sequences) {
-      if (!literals || !LiteralSet::pieceOf(steps)) others.push_back(&steps);
+    if (alternatives.literals && alternatives.others.empty()) return pieces(alternatives.literals);
+    if (alternatives.others.size() <= Program::kMostInPlace) {
+      return inPlace(alternatives.literals, alternatives.others, kDeepest);
     }
-    std::size_t least = kNone;
-    if (literals) {
-      least = literals->leastLength();
-      m_rare.literals.push_back(literals);
-      if (others.empty()) {
-        emit(Op::Literals, m_rare.literals.size() - 1);
-        return least;
-      }
+    std::shared_ptr<const Program> shared = alternatives.program(m_program.m_caseSensitive);
+    if (!shared) {
+      m_tooLarge = true;
+      return 0;
     }
+    const std::size_t least = shared->m_leastLength;
+    emit(Op::Shared, m_rare.shared.size());
+    m_rare.shared.push_back(std::move(shared));
+    return least;
+  }
 
+  std::size_t pieces(const std::shared_ptr<const LiteralSet>& literals) {
+    emit(Op::Literals, m_rare.literals.size());
+    m_rare.literals.push_back(literals);
+    return literals->leastLength();
+  }
+
+  std::size_t inPlace(const std::shared_ptr<const LiteralSet>& literals,
+                      const std::vector<const Steps*>& others, int depth) {
+    std::vector<Steps> all;
+    for (const Steps* const steps : others) all.push_back(*steps);
+    return inPlace(literals, all, depth);
+  }
+
+  // `literals` may be null. What several of the sequences begin with is read once, unless `depth`
+  // is the deepest.
+  std::size_t inPlace(const std::shared_ptr<const LiteralSet>& literals,
+                      const std::vector<Steps>& sequences, int depth) {
     const std::size_t begin = emit(Op::Group);
-    std::size_t count = others.size();
-    if (least != kNone) {
-      emit(Op::Alternative, 0, 1);
-      emit(Op::Literals, m_rare.literals.size() - 1);
-      ++count;
-    }
-    for (const Steps* const steps : others) {
+    std::uint32_t count = 0;
+    std::size_t least = kNone;
+    const auto add = [&](const Steps& beginning, auto compileIt) {
       const std::size_t alternative = emit(Op::Alternative);
-      least = std::min(least, sequence(*steps));
+      least = std::min(least, compileIt());
       m_code[alternative].length = lengthSince(alternative);
-      if (!steps->empty() && steps->front().kind == Step::Literal) {
-        m_code[alternative].from = static_cast<unsigned char>(steps->front().bytes.front()) + 1u;
+      if (!beginning.empty() && beginning.front().kind == Step::Literal) {
+        m_code[alternative].from = static_cast<unsigned char>(beginning.front().bytes.front()) + 1u;
+      }
+      ++count;
+    };
+    if (literals) add({}, [&] { return pieces(literals); });
+    if (depth == kDeepest) {
+      for (const Steps& steps : sequences) add(steps, [&] { return sequence(steps); });
+    } else {
+      for (const std::vector<Steps>& alike : byBeginnings(sequences)) {
+        add(alike.front(), [&] { return branch(alike, depth); });
       }
     }
-    m_code[begin].from = static_cast<std::uint32_t>(count);
+    m_code[begin].from = count;
     m_code[begin].length = lengthSince(begin);
     return least;
+  }
+
+  // Sequences that begin alike.
+  std::size_t branch(const std::vector<Steps>& alike, int depth) {
+    Steps beginning = alike.front();
+    for (const Steps& steps : alike) beginning = commonBeginning(beginning, steps);
+    if (alike.size() == 1) return sequence(beginning);
+    std::vector<Steps> rests;
+    bool ends = false;
+    for (const Steps& steps : alike) {
+      Steps rest = behind(beginning, steps);
+      if (!rest.empty() || !ends) rests.push_back(std::move(rest));
+      ends = ends || rests.back().empty();
+    }
+    const std::size_t least = sequence(beginning);
+    return rests.size() == 1 ? least : least + inPlace(nullptr, rests, depth + 1);
   }
 
   std::size_t repeat(const Step& step) {
@@ -318,6 +424,12 @@ std::unique_ptr<const Program> Program::of(const Steps& steps, bool caseSensitiv
   return program;
 }
 
+std::unique_ptr<const Program> Program::of(const Alternatives& group, bool caseSensitive) {
+  std::unique_ptr<Program> program(new Program(caseSensitive));
+  if (!ProgramCompiler(*program, nullptr).compile(group)) return nullptr;
+  return program;
+}
+
 Program::~Program() = default;
 
 Program::Code::Code(const std::vector<Instruction>& instructions, std::string_view bytes)
@@ -366,6 +478,8 @@ Program::Signs::Sign Program::Signs::sign() const {
       return m_alternative == 0 && code.from <= kMostChoices / m_choices ? kLook : kOther;
     case Op::Literals:
       return reinterpret_cast<std::uintptr_t>(literals());
+    case Op::Shared:
+      return reinterpret_cast<std::uintptr_t>(group());
     case Op::Run:
     case Op::Folders:
       return kAnything;
@@ -378,6 +492,12 @@ const LiteralSet* Program::Signs::literals() const {
   if (isAtEnd()) return nullptr;
   const Instruction& code = m_program.m_code[m_at];
   return code.op == Op::Literals ? m_program.m_rare->literals[code.from].get() : nullptr;
+}
+
+const Program* Program::Signs::group() const {
+  if (isAtEnd()) return nullptr;
+  const Instruction& code = m_program.m_code[m_at];
+  return code.op == Op::Shared ? m_program.m_rare->shared[code.from].get() : nullptr;
 }
 
 std::string_view Program::Signs::literal() const {
@@ -500,28 +620,29 @@ template <bool ascii, bool pending>
 class Program::Run {
  public:
   Run(const Program& program, Text& text)
-      : m_program(program),
-        m_code(program.m_code.data()),
-        m_rows(text.rows(!program.m_caseSensitive)),
+      : m_rows(text.rows(!program.m_caseSensitive)),
         m_text(m_rows.text()),
         m_stepsTaken(text.scratch().steps),
-        m_futureWords(m_text.size() / kBits + 2) {
-    // Per instruction what it passes on to the next block; per set of characters its row, per loop
-    // the places from which it was gone through, and for which block that is.
-    std::vector<Word>& states = text.scratch().states;
-    const std::size_t sets = program.m_rare ? program.m_rare->sets.size() : 0;
-    const std::size_t literals = program.m_rare ? program.m_rare->literals.size() : 0;
-    const std::size_t size = program.m_code.size();
-    states.assign(size + 2 * (sets + std::size_t{program.m_loops}), 0);
-    m_carry = states.data();
-    m_setRows = m_carry + size;
-    m_loops = m_setRows + 2 * sets;
+        m_futureWords(ByteRows::wordsFor(m_text.size()) + 1),
+        m_touched(text.scratch().touched),
+        m_states(text.scratch().states) {
+    const Room& room = program.m_room;
+    if (m_states.size() < room.states) m_states.resize(room.states);
+    m_touched.resize(m_states.size() / kBits + 1);
     std::vector<Word>& future = text.scratch().future;
-    future.assign(literals * m_futureWords, 0);
-    m_future = future.data();
+    future.assign(room.literals * m_futureWords, 0);
+    m_frame = Frame(program, m_states.data(), future.data());
   }
 
-  ~Run() { m_stepsTaken += m_steps; }
+  ~Run() {
+    m_stepsTaken += m_steps;
+    const std::size_t words = m_frame.program->m_room.states / kBits + 1;
+    for (std::size_t i = 0; i < words; ++i) {
+      for (Word rest = std::exchange(m_touched[i], 0); rest != 0; rest &= rest - 1) {
+        m_states[i * kBits + static_cast<std::size_t>(__builtin_ctzll(rest))] = 0;
+      }
+    }
+  }
   Run(const Run&) = delete;
   Run& operator=(const Run&) = delete;
 
@@ -540,13 +661,26 @@ class Program::Run {
     }
   }
 
+  // Program::leads().
+  bool leads(const Word* places, Word* ends) {
+    const std::size_t words = ByteRows::wordsFor(m_text.size());
+    std::fill(ends, ends + words, Word{0});
+    for (m_block = 0; m_block < words; ++m_block) {
+      m_reads = 0;
+      if (places[m_block] == 0 && !m_carried) continue;
+      prepareBlock();
+      ends[m_block] = run(0, m_frame.program->m_code.size(), places[m_block]);
+    }
+    return m_readsOn || (m_reads >> (m_text.size() % kBits) & 1) != 0;
+  }
+
   // Having read the text, could the program read another character?
   bool readsOn() {
     Word now = 1;
     for (m_block = 0;; ++m_block) {
       prepareBlock();
       m_reads = 0;
-      run(0, m_program.m_code.size(), now);
+      run(0, m_frame.program->m_code.size(), now);
       if (m_readsOn) return true;
       if (m_block == m_text.size() / kBits) {
         return (m_reads >> (m_text.size() % kBits) & 1) != 0;
@@ -559,7 +693,7 @@ class Program::Run {
  private:
   void prepareBlock() {
     m_carried = m_again = false;
-    m_lastPassed = std::exchange(m_lastPassing, std::size_t{0});
+    m_frame.nextBlock();
     const std::size_t rest = m_text.size() - m_block * kBits;
     m_inText = rest >= kBits ? ~Word{0} : (Word{1} << rest) - 1;
     m_slash = m_rows.word('/', m_block);
@@ -572,13 +706,20 @@ class Program::Run {
 
   // What the instruction at `i` was passed by the block before: once, however often a loop comes
   // by.
-  Word passed(std::size_t i) { return m_again ? 0 : std::exchange(m_carry[i], Word{0}); }
+  Word passed(std::size_t i) { return m_again ? 0 : std::exchange(m_frame.carry[i], Word{0}); }
 
   void pass(std::size_t i, Word carry) {
-    m_carry[i] |= carry;
     if (carry == 0) return;
+    set(m_frame.carry[i], m_frame.carry[i] | carry);
     m_carried = true;
-    m_lastPassing = std::max(m_lastPassing, i);
+    m_frame.lastPassing = std::max(m_frame.lastPassing, i);
+  }
+
+  // Changes a word of the states, which are to be 0 again behind the run.
+  void set(Word& state, Word word) {
+    state = word;
+    const auto at = static_cast<std::size_t>(&state - m_states.data());
+    m_touched[at / kBits] |= Word{1} << at % kBits;
   }
 
   void reads(Word places) {
@@ -624,11 +765,11 @@ class Program::Run {
   Word run(std::size_t i, std::size_t end, Word now) {
     while (i < end) {
       // Nothing comes from before, and nothing from the block before either.
-      if (now == 0 && (m_again || i > m_lastPassed)) return 0;
-      const Instruction& code = m_code[i];
+      if (now == 0 && (m_again || i > m_frame.lastPassed)) return 0;
+      const Instruction& code = m_frame.code[i];
       const bool hasBody = code.op == Op::Group || code.op == Op::Loop;
       const std::size_t next = i + 1 + (hasBody ? code.length : 0);
-      if (now != 0 || m_carry[i] != 0) now = step(i, code, now);
+      if (now != 0 || m_frame.carry[i] != 0) now = step(i, code, now);
       i = next;
     }
     return now;
@@ -672,6 +813,8 @@ class Program::Run {
       }
       case Op::Literals:
         return literals(i, code, now);
+      case Op::Shared:
+        return shared(i, code, now);
       case Op::Group:
         return group(i, code, now);
       case Op::Loop:
@@ -689,7 +832,7 @@ class Program::Run {
   Word bytes(std::size_t i, const Instruction& code, Word now) {
     const Word before = passed(i);
     Word carry = 0;
-    const char* const wanted = m_program.bytes().data() + code.from;
+    const char* const wanted = m_frame.program->bytes().data() + code.from;
     for (std::uint32_t j = 0; j < code.length; ++j) {
       ++m_steps;
       reads(now);
@@ -709,8 +852,8 @@ class Program::Run {
     for (std::uint32_t j = 0; j < code.length; ++j) {
       ++m_steps;
       reads(now);
-      const char wild = m_program.m_rare->wild[code.from + j];
-      const auto byte = static_cast<unsigned char>(m_program.bytes()[code.from + j]);
+      const char wild = m_frame.program->m_rare->wild[code.from + j];
+      const auto byte = static_cast<unsigned char>(m_frame.program->bytes()[code.from + j]);
       const Word mask =
           wild == 0 ? m_rows.word(byte, m_block) : masks[static_cast<Op>(wild) == Op::One];
       const Word places = now & mask;
@@ -729,8 +872,8 @@ class Program::Run {
   }
 
   Word literals(std::size_t i, const Instruction& code, Word now) {
-    const LiteralSet& set = *m_program.m_rare->literals[code.from];
-    Word* const future = m_future + code.from * m_futureWords;
+    const LiteralSet& set = *m_frame.program->m_rare->literals[code.from];
+    Word* const future = m_frame.future + code.from * m_futureWords;
     passed(i);
     const std::size_t begin = m_block * kBits;
     for (Word rest = now; rest != 0; rest &= rest - 1) {
@@ -754,14 +897,14 @@ class Program::Run {
     Word ends = 0;
     std::size_t alternative = i + 1;
     for (std::uint32_t k = 0; k < code.from; ++k) {
-      const std::size_t length = m_code[alternative].length;
+      const std::size_t length = m_frame.code[alternative].length;
       // An alternative that no place has reached, or that begins with a byte that stands at none of
       // them, is passed over as a whole.
-      const std::uint32_t byte = m_code[alternative].from;
+      const std::uint32_t byte = m_frame.code[alternative].from;
       const Word begins = byte == 0 || now == 0
                               ? now
                               : now & m_rows.word(static_cast<unsigned char>(byte - 1), m_block);
-      if (begins != 0 || m_carry[alternative] != 0) {
+      if (begins != 0 || m_frame.carry[alternative] != 0) {
         const bool othersCarried = std::exchange(m_carried, false);
         passed(alternative);
         ends |= run(alternative + 1, alternative + 1 + length, now);
@@ -775,18 +918,46 @@ class Program::Run {
     return ends;
   }
 
+  // Alternatives that are a program of their own, with states of its own for each place that it
+  // has in another.
+  Word shared(std::size_t i, const Instruction& code, Word now) {
+    const bool carriedBefore = std::exchange(m_carried, false);
+    passed(i);
+    const Frame outer = m_frame;
+    const Rare& rare = *outer.program->m_rare;
+    Word* states = outer.sharedStates;
+    Word* future = outer.future + rare.literals.size() * m_futureWords;
+    for (std::size_t j = 0; j < code.from; ++j) {
+      const Room& room = rare.shared[j]->m_room;
+      states += kWordsOfShared + room.states;
+      future += room.literals * m_futureWords;
+    }
+    Word& lastPassing = states[0];
+    Word& lastBlock = states[1];
+    m_frame = Frame(*rare.shared[code.from], states + kWordsOfShared, future);
+    (lastBlock == m_block + 1 ? m_frame.lastPassing : m_frame.lastPassed) = lastPassing;
+    const Word ends = run(0, m_frame.program->m_code.size(), now);
+    set(lastPassing, m_frame.lastPassing);
+    set(lastBlock, m_block + 1);
+    m_frame = outer;
+    pass(i, Word{m_carried});
+    m_carried = m_carried || carriedBefore;
+    return ends;
+  }
+
   Word loop(std::size_t i, const Instruction& code, Word now) {
     const bool carriedBefore = std::exchange(m_carried, false);
     const bool againBefore = m_again;
     passed(i);
     // A body that a place of this block was led through once leads nowhere new from there.
-    Word& done = m_loops[std::size_t{2} * code.from];
-    Word& doneOf = m_loops[std::size_t{2} * code.from + 1];
-    if (std::exchange(doneOf, m_block + 1) != m_block + 1) done = 0;
+    Word& done = m_frame.loops[std::size_t{2} * code.from];
+    Word& doneOf = m_frame.loops[std::size_t{2} * code.from + 1];
+    if (doneOf != m_block + 1) done = 0;
+    set(doneOf, m_block + 1);
     Word reached = now;
     Word from = now & ~done;
     do {
-      done |= from;
+      set(done, done | from);
       const Word ends = run(i + 1, i + 1 + code.length, from);
       reached |= ends;
       from = ends & ~done;
@@ -800,13 +971,12 @@ class Program::Run {
   }
 
   // The bytes of the characters of a set, continuation bytes included.
-  Word setRow(std::uint32_t set) {
-    Word& row = m_setRows[std::size_t{2} * set];
-    Word& madeFor = m_setRows[std::size_t{2} * set + 1];
-    if (madeFor == m_block + 1) return row;
-    madeFor = m_block + 1;
-    row = 0;
-    const CharacterSet& characters = *m_program.m_rare->sets[set];
+  Word setRow(std::uint32_t number) {
+    Word& kept = m_frame.setRows[std::size_t{2} * number];
+    Word& madeFor = m_frame.setRows[std::size_t{2} * number + 1];
+    if (madeFor == m_block + 1) return kept;
+    const CharacterSet& characters = *m_frame.program->m_rare->sets[number];
+    Word row = 0;
     const std::size_t begin = m_block * kBits;
     const std::size_t end = std::min(begin + kBits, m_text.size());
     std::size_t at = begin;
@@ -819,6 +989,8 @@ class Program::Run {
         row |= Word{1} << (i - begin);
       }
     }
+    set(kept, row);
+    set(madeFor, m_block + 1);
     return row;
   }
 
@@ -877,29 +1049,52 @@ class Program::Run {
     }
   }
 
-  const Program& m_program;
-  const Instruction* const m_code;
+  // The instructions that are gone through, those of a program or of a group in it, and their
+  // states.
+  struct Frame {
+    Frame() = default;
+    Frame(const Program& ofProgram, Word* states, Word* ofLiterals)
+        : program(&ofProgram),
+          code(ofProgram.m_code.data()),
+          carry(states),
+          setRows(carry + ofProgram.m_code.size()),
+          loops(setRows + 2 * (ofProgram.m_rare ? ofProgram.m_rare->sets.size() : 0)),
+          sharedStates(loops + std::size_t{2} * ofProgram.m_loops),
+          future(ofLiterals) {}
+
+    void nextBlock() { lastPassed = std::exchange(lastPassing, std::size_t{0}); }
+
+    const Program* program = nullptr;
+    const Instruction* code = nullptr;
+    // Per instruction what it passes on to the next block; per set of characters its row, per loop
+    // the places from which it was gone through, and for which block that is.
+    Word* carry = nullptr;
+    Word* setRows = nullptr;
+    Word* loops = nullptr;
+    Word* sharedStates = nullptr;  // of the groups that are shared, one behind the other
+    Word* future = nullptr;        // for each LiteralSet the places where literals end
+    std::size_t lastPassed =
+        0;  // the last instruction that the block before passed something on for
+    std::size_t lastPassing = 0;  // the same of this block
+  };
+
   ByteRows& m_rows;
   const std::string_view m_text;
   std::uint64_t& m_stepsTaken;
   std::uint64_t m_steps = 0;
   const std::size_t m_futureWords;
-  Word* m_carry;
-  Word* m_setRows;
-  Word* m_loops;
-  Word* m_future;  // for each LiteralSet the places where literals end
+  std::vector<Word>& m_touched;
+  std::vector<Word>& m_states;
+  Frame m_frame;
 
   std::size_t m_block = 0;
   Word m_inText = 0;        // places of the block that have a byte
   Word m_slash = 0;         // those that have a slash
   Word m_continuation = 0;  // those inside a character
   bool m_carried = false;   // something was passed on to the next block
-  std::size_t m_lastPassed =
-      0;  // the last instruction that the block before passed something on for
-  std::size_t m_lastPassing = 0;  // the same of this block
-  bool m_again = false;           // the instructions are gone through again for this block
-  Word m_reads = 0;               // places where a character would be read
-  bool m_readsOn = false;         // one would be read behind the text
+  bool m_again = false;     // the instructions are gone through again for this block
+  Word m_reads = 0;         // places where a character would be read
+  bool m_readsOn = false;   // one would be read behind the text
 };
 
 bool Program::matches(Text& text) const {
@@ -1004,6 +1199,11 @@ bool Program::hasNextLiteral(std::size_t i, std::size_t last, std::string_view r
     return memmem(rest.data(), rest.size(), bytes().data() + code.from, code.length) != nullptr;
   }
   return true;
+}
+
+bool Program::leads(Text& text, const std::uint64_t* places, std::uint64_t* ends) const {
+  return text.isAscii() ? Run<true, true>(*this, text).leads(places, ends)
+                        : Run<false, true>(*this, text).leads(places, ends);
 }
 
 bool Program::readsOn(Text& text) const {

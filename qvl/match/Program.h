@@ -48,6 +48,10 @@ class Program {
   static std::unique_ptr<const Program> of(const Steps& steps, bool caseSensitive,
                                            SharedSets* shared = nullptr);
 
+  // The same of a group that programs have in common. What several of its alternatives begin with
+  // is read once, as in a trie.
+  static std::unique_ptr<const Program> of(const Alternatives& group, bool caseSensitive);
+
   ~Program();
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;
@@ -63,9 +67,15 @@ class Program {
   // Having read the UTF-8 part of a text, could it read another character behind it?
   bool readsOn(Text& text) const;
 
+  // Behind which places of the text does it end that begins at one of `places`? Both are rows of
+  // bits, ByteRows::wordsFor() of the length of the text's UTF-8 part. True when another character
+  // could be read behind that.
+  bool leads(Text& text, const std::uint64_t* places, std::uint64_t* ends) const;
+
   // What it matches, as steps: literals, wildcards and groups as they were, and a Set for anything
   // else, which stands for some text there, possibly none.
-  // Groups of more than `most` alternatives become a Set as well.
+  // Groups of more than `most` alternatives become a Set as well, and so do those that programs
+  // have in common.
   Steps outline(std::size_t most) const;
 
   // How many instructions there are, those in alternatives and loops included.
@@ -87,6 +97,7 @@ class Program {
     RunOfSet,  // any number of characters of m_rare->sets[from]
     Folders,
     Literals,     // one piece of m_rare->literals[from]
+    Shared,       // one of the alternatives of m_rare->shared[from]
     Group,        // `from` alternatives, each an Alternative; `length` instructions in all
     Alternative,  // `length` instructions; `from`: the byte that it begins with + 1, or 0
     Loop,         // `length` instructions, any number of times; the loop's number is `from`
@@ -106,6 +117,8 @@ class Program {
     std::uint32_t length;
   };
 
+  // A group of more alternatives is a program of its own, which all programs share that have it.
+  static constexpr std::size_t kMostInPlace = 16;
   // The most bytes or characters of one instruction: what crosses the border of a block fits a
   // word.
   static constexpr std::size_t kLongest = 64;
@@ -138,6 +151,14 @@ class Program {
     std::string wild;  // beside the bytes where there is a Mixed: 0, or the Op of the character
     std::vector<std::shared_ptr<const CharacterSet>> sets;
     std::vector<std::shared_ptr<const LiteralSet>> literals;
+    std::vector<std::shared_ptr<const Program>> shared;
+  };
+
+  // How much room a simulation needs.
+  static constexpr std::size_t kWordsOfShared = 2;  // beside those of the group itself
+  struct Room {
+    std::size_t states = 0;    // words
+    std::size_t literals = 0;  // sets of literals
   };
 
   // The instructions and, behind them, the bytes that they read: in one piece of memory, which is
@@ -164,6 +185,7 @@ class Program {
 
   Code m_code;
   std::unique_ptr<const Rare> m_rare;  // null: nothing
+  Room m_room;                         // those of what it shares included
   std::uint32_t m_loops = 0;           // how many there are
   std::uint32_t m_leastLength = 0;     // no shorter text matches, in bytes
   std::uint32_t m_suffix = 0;  // the length of the literal at the end, if it is not the first step
@@ -174,7 +196,8 @@ class Program {
 // each choice among the alternatives of its groups.
 class Program::Signs {
  public:
-  // A byte, one of those below, or the address of a set of literals. Ordered so that those that go
+  // A byte, one of those below, or the address of a set of literals or of a group that programs
+  // share. Ordered so that those that go
   // on whatever comes are found before those that have to be tried.
   using Sign = std::uint64_t;
   static constexpr Sign kOne = 256;
@@ -197,8 +220,9 @@ class Program::Signs {
   std::string_view literal() const;
   // Goes on by so many signs, at most to the last one.
   void advance(std::size_t count);
-  // Null when the sign is no set of literals.
+  // Null when the sign is no set of literals, and no group.
   const LiteralSet* literals() const;
+  const Program* group() const;
 
   static bool isLast(Sign sign) { return sign >= kAnything; }
 

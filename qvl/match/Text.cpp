@@ -46,7 +46,7 @@ std::uint64_t equalBytes(const char* bytes, unsigned char byte) {
 
 void ByteRows::assign(std::string_view text) {
   m_text = text;
-  m_wordsPerRow = text.size() / kBits + 1;
+  m_wordsPerRow = wordsFor(text.size());
   m_words.clear();
   if (++m_assignment == 0 || m_rows.empty()) {
     m_rows.assign(256, Row());
@@ -81,7 +81,10 @@ void TextScratch::shrink() {
   if (folded.capacity() > kKept) std::string().swap(folded);
   plainRows.shrink();
   foldedRows.shrink();
-  if (states.capacity() * sizeof states[0] > kKept) std::vector<std::uint64_t>().swap(states);
+  if (states.capacity() * sizeof states[0] > kKept) {
+    std::vector<std::uint64_t>().swap(states);
+    std::vector<std::uint64_t>().swap(touched);
+  }
   if (future.capacity() * sizeof future[0] > kKept) std::vector<std::uint64_t>().swap(future);
 }
 

@@ -27,6 +27,9 @@ class ByteRows {
 
   std::string_view text() const { return m_text; }
 
+  // How many words a row has that also tells of the place behind a text of that length.
+  static std::size_t wordsFor(std::size_t length) { return length / kBits + 1; }
+
   // Bits 64 * block to 64 * block + 63 of the row of a byte value. Bits behind the text are 0.
   Word word(unsigned char byte, std::size_t block) {
     const Row& row = m_rows[byte];
@@ -58,14 +61,25 @@ class ByteRows {
   std::vector<Word> m_words;
 };
 
+// Places of 64 to which those of `from` lead through runs of `mask`: each run that one of them
+// stands in is filled up from there, with the place behind it. `beyond` tells whether that is the
+// first of the next 64.
+inline ByteRows::Word filled(ByteRows::Word from, ByteRows::Word mask, bool& beyond) {
+  const ByteRows::Word inside = from & mask;
+  ByteRows::Word sum;
+  beyond = __builtin_add_overflow(inside, mask, &sum);
+  return inside == 0 ? from : from | (sum ^ mask);
+}
+
 // The storage that a query needs for its texts and that the next one uses again.
 struct TextScratch {
   std::string folded;
   ByteRows plainRows;
   ByteRows foldedRows;
-  std::vector<std::uint64_t> states;  // of the program that is run
-  std::vector<std::uint64_t> future;  // likewise
-  std::uint64_t steps = 0;            // that simulations took, for tests that count work
+  std::vector<std::uint64_t> states;   // of the program that is run; 0 between two runs
+  std::vector<std::uint64_t> touched;  // a bit for each word of the states that may not be 0
+  std::vector<std::uint64_t> future;   // of the program that is run
+  std::uint64_t steps = 0;             // that simulations took, for tests that count work
 
   // Gives back what a text far longer than a path needed.
   void shrink();

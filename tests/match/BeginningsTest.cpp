@@ -117,7 +117,10 @@ TEST(Beginnings, FindEachPatternThatReadsOn) {
     Ordered patterns(dice.oneIn(2));
     const auto few = std::make_shared<const Alternation>(std::set<std::string>{"a", "b/", "ab"});
     std::set<std::string> values;
-    for (int i = 0; i < 80; ++i) values.insert(dice.join({"a", "b", "/", "."}, 0, 4));
+    const std::vector<std::string> plain = {"a", "b", "/", "."};
+    const std::vector<std::string> wild = {"a", "b", "/", ".", "[^/]*", "[^/]*a", "\xC3\xA4"};
+    const auto& ofValues = dice.oneIn(2) ? plain : wild;
+    for (int i = 0; i < 80; ++i) values.insert(dice.join(ofValues, 0, 4));
     const auto many = std::make_shared<const Alternation>(values);
     for (std::size_t i = dice.below(60); i > 0; --i) {
       if (dice.oneIn(2)) {

@@ -166,6 +166,56 @@ TEST(CompiledPattern, EndsGroupsWhereTheyEnd) {
   }
 }
 
+// So many that they are a program of their own, in which what begins alike is read once.
+TEST(CompiledPattern, AnswersAsTheEngineDoesForManyAlternatives) {
+  const std::vector<std::string> pieces = {"a", "b", "/", "é",    "[^/]*", ".*",
+                                           ".", "A", "a", "[^/]", "[ab]",  "(.*/|)"};
+  const std::vector<std::string> rare = {"(a|b)*", "\\b", "[ab]*", "(a|/b)", "a?", "$", ""};
+  const std::vector<std::string> texts = {"a", "b", "/", "é", "A", "ab", "\xFF"};
+  Dice dice;
+  SCOPED_TRACE(dice.origin());
+  std::size_t shared = 0;
+  std::size_t matched = 0;
+  std::size_t thrown = 0;
+  std::size_t compared = 0;
+  const std::size_t expressions = Dice::cases(200);
+  for (std::size_t i = 0; i < expressions; ++i) {
+    const auto part = [&] { return mixed(dice, pieces, dice.oneIn(10) ? rare : pieces, 0, 4); };
+    std::string expression = part() + "(" + part();
+    for (std::size_t count = 17 + dice.below(40); count > 0; --count) expression += "|" + part();
+    expression += ")" + part();
+    if (dice.oneIn(4))
+      expression = "(" + expression + "|" + part() + ")" + (dice.oneIn(2) ? "*" : "");
+    const bool caseSensitive = dice.oneIn(2);
+    SCOPED_TRACE("expression " + shown(expression) + (caseSensitive ? "" : ", case ignored"));
+    const auto engine = engineFor(expression, caseSensitive);
+    std::unique_ptr<CompiledPattern> pattern;
+    try {
+      pattern = std::make_unique<CompiledPattern>(expression, caseSensitive);
+    } catch (const std::exception&) {
+    }
+    ASSERT_EQ(pattern != nullptr, engine.has_value());
+    if (!engine || !pattern->program()) continue;
+    ++shared;
+    for (int j = 0; j < 20; ++j) {
+      // Now and then over the border of a block.
+      const std::string text =
+          std::string(dice.oneIn(4) ? 55 + dice.below(12) : 0, 'b') + dice.join(texts, 0, 6);
+      const std::string expected = outcomeOf(
+          [&] { return boost::u32regex_match(text.data(), text.data() + text.size(), *engine); });
+      if (expected == "gives up") continue;
+      ASSERT_EQ(outcomeOf(*pattern, text), expected) << "text " << shown(text);
+      ++compared;
+      matched += expected == "match";
+      thrown += expected == "not UTF-8";
+    }
+  }
+  RecordProperty("compared", std::to_string(compared));
+  EXPECT_GT(shared, expressions / 2);
+  EXPECT_GT(matched, compared / 100);
+  EXPECT_GT(thrown, compared / 100);
+}
+
 TEST(CompiledPattern, UnderstandsNothingThatTheEngineRefuses) {
   Dice dice;
   SCOPED_TRACE(dice.origin());

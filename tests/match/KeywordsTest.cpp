@@ -119,6 +119,28 @@ TEST(Keywords, AreReadOnceForAllExpressions) {
   EXPECT_EQ(other->steps[2].alternatives, alternatives);
 }
 
+// Also where values have wildcards for more than single characters.
+TEST(Keywords, AreCompiledOnceForAllExpressions) {
+  std::set<std::string> wild;
+  for (const std::string& value : numbered("value", 5000)) wild.insert(value + "/[^/]*");
+  const auto values = alternationOf(wild);
+  std::vector<std::unique_ptr<const CompiledPattern>> patterns;
+  for (const char* const text : {"/a/K", "/b/.*K/c", "K", "KK", "/(x|K)/d"}) {
+    ExpressionText expression(text);
+    expression.substitute("K", values);
+    patterns.push_back(std::make_unique<const CompiledPattern>(expression, true));
+    const Program* const program = patterns.back()->program();
+    ASSERT_NE(program, nullptr);
+    EXPECT_LE(program->size(), 10u) << text;
+  }
+  const auto& alternatives = values->atom(true)->steps.front().alternatives;
+  const std::shared_ptr<const Program> shared = alternatives->program(true);
+  EXPECT_EQ(shared, alternatives->program(true));
+  EXPECT_GT(shared->size(), 5000u);
+  // Those of the patterns, the one here, and that of the alternatives themselves.
+  EXPECT_EQ(shared.use_count(), 6 + 1 + 1);
+}
+
 TEST(Keywords, TablesShareUntilOneChanges) {
   KeywordTable table;
   EXPECT_TRUE(table.empty());

@@ -71,6 +71,36 @@ TEST(Work, OfOneGlobIsLinearInTheText) {
   }
 }
 
+// Of very many alternatives only those cost something that a text goes along with.
+TEST(Work, OfManyAlternativesIsThatOfTheFewThatFit) {
+  struct Case {
+    std::string before;
+    std::string after;
+    std::string piece;
+  };
+  const std::vector<Case> cases = {
+      {"d", "/[^/]*", "d0/"},
+      {"[^/]*x", "", "x1"},
+      {"[^/]*", "/[^/]*", "1/"},
+      {".*/a", "b.*", "/a1"},
+  };
+  for (const Case& one : cases) {
+    std::uint64_t steps[2];
+    for (const std::size_t i : {std::size_t{0}, std::size_t{1}}) {
+      std::string expression = "/.*(";
+      for (std::size_t k = 0; k < (i == 0 ? 500 : 5000); ++k) {
+        expression += (k == 0 ? "" : "|") + one.before + std::to_string(k) + one.after;
+      }
+      const CompiledPattern pattern(expression + ")/", true);
+      ASSERT_NE(pattern.program(), nullptr);
+      steps[i] = stepsOf(pattern, "/" + repeated(one.piece, 4000 / one.piece.size()) + "/");
+    }
+    EXPECT_GT(steps[0], 64u);
+    EXPECT_LE(steps[0], 64u * 250) << one.before << "N" << one.after;
+    EXPECT_LE(steps[1], steps[0] * 11 / 10) << one.before << "N" << one.after;
+  }
+}
+
 TEST(Work, OfOneExpressionIsLinearInTheText) {
   struct Case {
     std::string expression;
