@@ -18,8 +18,10 @@ constexpr std::size_t kNone = std::string_view::npos;
 constexpr std::size_t kBits = ByteRows::kBits;
 using Word = ByteRows::Word;
 
-// So often literals and single characters take turns in what becomes a Mixed.
+// So often literals and single characters take turns in what becomes a Mixed, and so often if there
+// are runs among them.
 constexpr std::size_t kManyTurns = 8;
+constexpr std::size_t kManyTurnsOfRuns = 32;
 
 bool isRun(Step::Kind kind) {
   return kind == Step::RunNotSlash || kind == Step::Run || kind == Step::Folders;
@@ -152,7 +154,7 @@ class ProgramCompiler {
       room.states += Program::kWordsOfShared + shared->m_room.states;
       room.literals += shared->m_room.literals;
     }
-    if (!m_rare.wild.empty() || !m_rare.sets.empty() || !m_rare.literals.empty() ||
+    if (!m_rare.kinds.empty() || !m_rare.sets.empty() || !m_rare.literals.empty() ||
         !m_rare.shared.empty()) {
       m_program.m_rare = std::make_unique<const Program::Rare>(std::move(m_rare));
     }
@@ -175,33 +177,59 @@ class ProgramCompiler {
     return least;
   }
 
-  // Where the literals and single characters from `begin` on end, if they take turns often enough
-  // to be worth instructions of their own; else `begin`.
+  // Where what can be part of a Mixed ends from `begin` on, if it takes turns often enough to be
+  // worth one; else `begin`.
   static std::size_t endOfMixed(const Steps& steps, std::size_t begin) {
+    const std::size_t end = endOfTurns(steps, begin, true, kManyTurnsOfRuns);
+    return end != begin ? end : endOfTurns(steps, begin, false, kManyTurns);
+  }
+
+  static std::size_t endOfTurns(const Steps& steps, std::size_t begin, bool runs,
+                                std::size_t many) {
     std::size_t turns = 0;
     std::size_t i = begin;
     for (; i < steps.size(); ++i) {
       const Step::Kind kind = steps[i].kind;
-      if (kind != Step::Literal && kind != Step::OneNotSlash && kind != Step::One) break;
+      const bool isRun = kind == Step::RunNotSlash || kind == Step::Run;
+      const bool isOne = kind == Step::OneNotSlash || kind == Step::One;
+      if (kind != Step::Literal && !isOne && !(runs && isRun)) break;
       if (i > begin && kind != steps[i - 1].kind) ++turns;
     }
-    return turns < kManyTurns ? begin : i;
+    return turns < many ? begin : i;
   }
 
   std::size_t mixed(const Step& step) {
-    const bool isLiteral = step.kind == Step::Literal;
-    const auto wild = static_cast<char>(step.kind == Step::One ? Op::One : Op::OneNotSlash);
-    for (const char byte : isLiteral ? step.bytes : std::string(1, '\0')) {
-      if (!m_mixing || m_code.back().length == Program::kLongest) {
-        emit(Op::Mixed, m_bytes.size());
-        m_mixing = true;
-      }
-      ++m_code.back().length;
-      m_bytes += byte;
-      m_rare.wild.resize(m_bytes.size());
-      if (!isLiteral) m_rare.wild.back() = wild;
+    if (step.kind == Step::Literal) {
+      for (const char byte : step.bytes) mixed(byte, Op::Bytes, byte != '/');
+      return step.bytes.size();
     }
-    return isLiteral ? step.bytes.size() : 1;
+    switch (step.kind) {
+      case Step::RunNotSlash:
+        mixed('\0', Op::RunNotSlash, true);
+        return 0;
+      case Step::Run:
+        mixed('\0', Op::Run, false);
+        return 0;
+      case Step::One:
+        mixed('\0', Op::One, false);
+        return 1;
+      default:
+        mixed('\0', Op::OneNotSlash, true);
+        return 1;
+    }
+  }
+
+  void mixed(char byte, Op kind, bool staysInComponent) {
+    const bool isFirst = !m_mixing || m_code.back().length == Program::kLongest;
+    if (isFirst) emit(Op::Mixed, m_bytes.size());
+    m_mixing = true;
+    ++m_code.back().length;
+    const char before = isFirst ? '\0' : m_rare.inComponent.back();
+    m_bytes += byte;
+    m_rare.kinds.resize(m_bytes.size());
+    m_rare.inComponent.resize(m_bytes.size());
+    m_rare.kinds.back() = static_cast<char>(kind);
+    m_rare.inComponent.back() = staysInComponent ? static_cast<char>(before + 1) : '\0';
   }
 
   std::size_t one(const Step& step) {
@@ -463,9 +491,22 @@ Program::Signs::Sign Program::Signs::sign() const {
     case Op::Bytes:
       return byte();
     case Op::Mixed: {
-      const char wild = m_program.m_rare->wild[code.from + m_read];
-      return wild == 0 ? byte() : static_cast<Op>(wild) == Op::One ? kOne : kOneNotSlash;
+      const auto kind = static_cast<Op>(m_program.m_rare->kinds[code.from + m_read]);
+      return kind == Op::Bytes ? byte() : signOf(kind);
     }
+    case Op::Group:
+      return m_alternative == 0 && code.from <= kMostChoices / m_choices ? kLook : kOther;
+    case Op::Literals:
+      return reinterpret_cast<std::uintptr_t>(literals());
+    case Op::Shared:
+      return reinterpret_cast<std::uintptr_t>(group());
+    default:
+      return signOf(code.op);
+  }
+}
+
+Program::Signs::Sign Program::Signs::signOf(Op op) {
+  switch (op) {
     case Op::One:
       return kOne;
     case Op::OneNotSlash:
@@ -474,12 +515,6 @@ Program::Signs::Sign Program::Signs::sign() const {
       return kRunNotSlash;
     case Op::Look:
       return kLook;
-    case Op::Group:
-      return m_alternative == 0 && code.from <= kMostChoices / m_choices ? kLook : kOther;
-    case Op::Literals:
-      return reinterpret_cast<std::uintptr_t>(literals());
-    case Op::Shared:
-      return reinterpret_cast<std::uintptr_t>(group());
     case Op::Run:
     case Op::Folders:
       return kAnything;
@@ -542,6 +577,20 @@ void Program::Signs::enterGroup() {
   ++m_at;
 }
 
+// What may be part of a Mixed beside bytes.
+Step::Kind Program::stepOf(Op op) {
+  switch (op) {
+    case Op::One:
+      return Step::One;
+    case Op::RunNotSlash:
+      return Step::RunNotSlash;
+    case Op::Run:
+      return Step::Run;
+    default:
+      return Step::OneNotSlash;
+  }
+}
+
 Steps Program::outline(std::size_t most) const {
   return outline(0, m_code.size(), most);
 }
@@ -559,9 +608,9 @@ Steps Program::outline(std::size_t begin, std::size_t end, std::size_t most) con
         break;
       case Op::Mixed:
         for (std::uint32_t at = code.from; at < code.from + code.length; ++at) {
-          const auto wild = static_cast<Op>(m_rare->wild[at]);
-          if (m_rare->wild[at] != 0) {
-            steps.push_back({wild == Op::One ? Step::One : Step::OneNotSlash, {}, {}});
+          const auto kind = static_cast<Op>(m_rare->kinds[at]);
+          if (kind != Op::Bytes) {
+            steps.push_back({stepOf(kind), {}, {}});
           } else if (!steps.empty() && steps.back().kind == Step::Literal) {
             steps.back().bytes += bytes()[at];
           } else {
@@ -748,11 +797,21 @@ class Program::Run {
     return now;
   }
 
-  // The places that a run from `places` through characters of `mask` reaches.
-  Word throughRun(std::size_t i, Word places, Word mask) {
+  // The places that a run from `places` through characters of `mask` reaches. `out`: whether it
+  // goes on in the next block.
+  Word throughRun(Word places, Word mask, Word& out) {
     bool beyond = false;
-    const Word reached = filled(places | passed(i), mask, beyond);
-    pass(i, Word{beyond});
+    const Word reached = filled(places, mask, beyond) & ~m_continuation;
+    out = Word{beyond};
+    reads(reached);
+    return reached;
+  }
+
+  // The same of a run through anything.
+  Word throughAll(Word places, bool fromBefore, Word& out) {
+    const Word reached = onwards(places, fromBefore);
+    out = Word{reached != 0};
+    reads(reached);
     return reached & ~m_continuation;
   }
 
@@ -789,18 +848,18 @@ class Program::Run {
       case Op::Set:
         return characters(i, 1, now, setRow(code.from));
       case Op::RunNotSlash:
-        now = throughRun(i, now, m_inText & ~m_slash);
-        reads(now);
+      case Op::RunOfSet: {
+        const Word mask = code.op == Op::RunOfSet ? setRow(code.from) : m_inText & ~m_slash;
+        Word out = 0;
+        now = throughRun(now | passed(i), mask, out);
+        pass(i, out);
         return now;
-      case Op::RunOfSet:
-        now = throughRun(i, now, setRow(code.from));
-        reads(now);
-        return now;
+      }
       case Op::Run: {
-        const Word reached = onwards(now, passed(i) != 0);
-        pass(i, Word{reached != 0});
-        reads(reached);
-        return reached & ~m_continuation;
+        Word out = 0;
+        now = throughAll(now, passed(i) != 0, out);
+        pass(i, out);
+        return now;
       }
       case Op::Folders: {
         // Bit 0: a run goes on from the block before; bit 1: a slash was its last byte.
@@ -847,28 +906,63 @@ class Program::Run {
 
   Word mixed(std::size_t i, const Instruction& code, Word now) {
     const Word before = passed(i);
-    const Word masks[] = {m_inText & ~m_slash, m_inText};
+    const Word notSlash = m_inText & ~m_slash;
+    const char* const bytes = m_frame.program->bytes().data() + code.from;
+    const char* const kinds = m_frame.program->m_rare->kinds.data() + code.from;
     Word carry = 0;
+    std::uint32_t lastRun = 0;  // the last that goes on in the next block, + 1
     for (std::uint32_t j = 0; j < code.length; ++j) {
       ++m_steps;
-      reads(now);
-      const char wild = m_frame.program->m_rare->wild[code.from + j];
-      const auto byte = static_cast<unsigned char>(m_frame.program->bytes()[code.from + j]);
-      const Word mask =
-          wild == 0 ? m_rows.word(byte, m_block) : masks[static_cast<Op>(wild) == Op::One];
-      const Word places = now & mask;
-      Word out = places >> (kBits - 1);
-      now = places << 1 | (before >> j & 1);
-      if (!ascii && wild != 0 && m_continuation != 0) {
-        bool beyond = false;
-        now = filled(now, m_continuation, beyond) & ~m_continuation;
-        out |= Word{beyond};
+      const Word from = before >> j & 1;
+      const auto kind = static_cast<Op>(kinds[j]);
+      Word out = 0;
+      if (kind == Op::RunNotSlash) {
+        now = throughRun(now | from, notSlash, out);
+        if (out != 0) lastRun = j + 1;
+      } else if (kind == Op::Run) {
+        now = throughAll(now, from != 0, out);
+      } else {
+        reads(now);
+        const Word mask = kind == Op::Bytes
+                              ? m_rows.word(static_cast<unsigned char>(bytes[j]), m_block)
+                          : kind == Op::One ? m_inText
+                                            : notSlash;
+        const Word places = now & mask;
+        out = places >> (kBits - 1);
+        now = places << 1 | from;
+        if (!ascii && kind != Op::Bytes && m_continuation != 0) {
+          bool beyond = false;
+          now = filled(now, m_continuation, beyond) & ~m_continuation;
+          out |= Word{beyond};
+        }
       }
       carry |= out << j;
       if (now == 0 && before >> j <= 1) break;
     }
+    if (lastRun > 1) carry &= ~beforeInComponent(i, lastRun - 1);
     pass(i, carry);
     return now;
+  }
+
+  // A run through a component that goes on in the next block can do all that the pattern's parts
+  // before it in the component could. So these are given up, and what is left for a block does not
+  // grow with the number of stars. Answers with the parts of the instruction at `i` before the one
+  // numbered `run`.
+  Word beforeInComponent(std::size_t i, std::uint32_t run) {
+    const std::string& inComponent = m_frame.program->m_rare->inComponent;
+    const auto lastOf = [&](std::uint32_t at, std::uint32_t count) {
+      const auto parts = std::min(static_cast<std::uint32_t>(inComponent[at]), count);
+      const Word bits = parts == 0 ? 0 : ~Word{0} >> (kBits - parts);
+      return std::pair(parts == count, bits << (count - parts));
+    };
+    const auto [all, parts] = lastOf(m_frame.code[i].from + run - 1, run);
+    for (bool goesOn = all; goesOn && i > 0 && m_frame.code[i - 1].op == Op::Mixed;) {
+      const Instruction& code = m_frame.code[--i];
+      const auto [allOfIt, partsOfIt] = lastOf(code.from + code.length - 1, code.length);
+      m_frame.carry[i] &= ~partsOfIt;
+      goesOn = allOfIt;
+    }
+    return parts;
   }
 
   Word literals(std::size_t i, const Instruction& code, Word now) {

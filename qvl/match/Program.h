@@ -90,7 +90,7 @@ class Program {
     Bytes,        // bytes() from `from`, `length` of them
     OneNotSlash,  // `length` characters
     One,          // likewise
-    Mixed,        // from `from` on, `length` of them: bytes, and characters where `wild` says so
+    Mixed,        // from `from` on, `length` parts: bytes, single characters, and runs
     Set,          // m_rare->sets[from]
     RunNotSlash,
     Run,
@@ -145,10 +145,14 @@ class Program {
   bool hasNextLiteral(std::size_t i, std::size_t last, std::string_view rest) const;
 
   Steps outline(std::size_t begin, std::size_t end, std::size_t most) const;
+  static Step::Kind stepOf(Op op);
 
   // What few programs have.
   struct Rare {
-    std::string wild;  // beside the bytes where there is a Mixed: 0, or the Op of the character
+    // Beside the bytes where there is a Mixed: the Op of the part, and how many parts up to this
+    // one neither read nor pass by a slash.
+    std::string kinds;
+    std::string inComponent;
     std::vector<std::shared_ptr<const CharacterSet>> sets;
     std::vector<std::shared_ptr<const LiteralSet>> literals;
     std::vector<std::shared_ptr<const Program>> shared;
@@ -229,6 +233,7 @@ class Program::Signs {
  private:
   static constexpr std::uint32_t kMostChoices = 16;
 
+  static Sign signOf(Op op);
   bool isAtEnd() const { return m_at == m_program.m_code.size(); }
   void enterGroup();
 

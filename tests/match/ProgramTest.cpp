@@ -51,7 +51,8 @@ bool matchesByTrying(std::string_view notation, std::string_view text) {
 }
 
 // The same for long sequences and texts in UTF-8: where the steps read so far can end.
-bool matchesByTable(std::string_view notation, std::string_view text) {
+// `readsOn`: whether some step read behind the text.
+bool matchesByTable(std::string_view notation, std::string_view text, bool* readsOn = nullptr) {
   std::vector<bool> ends(text.size() + 1);
   ends[0] = true;
   for (const char sign : notation) {
@@ -80,6 +81,8 @@ bool matchesByTable(std::string_view notation, std::string_view text) {
           if (kind == Step::RunNotSlash && i < text.size() && text[i] == '/') running = false;
       }
     }
+    const bool isRun = kind != Step::Literal && kind != Step::OneNotSlash && kind != Step::One;
+    if (readsOn) *readsOn = *readsOn || (isRun ? running : ends[text.size()]);
     ends.swap(then);
   }
   return ends[text.size()];
@@ -299,6 +302,48 @@ TEST(Program, FindsSegmentsOfThousandsOfEntries) {
   }
   EXPECT_GT(matched, compared / 10);
   EXPECT_LT(matched, compared / 2);
+}
+
+// Stars and pieces that take turns very often, over the borders of blocks.
+TEST(Program, FindsLongSequencesOfRuns) {
+  const std::vector<std::string> parts = {"a", "b", "aa", "a*", "b*", "*", "a*b*", "?", "?*"};
+  const std::vector<std::string> rare = {"/", "_", "=", "a=", "/*", "~"};
+  const std::vector<std::string> pieces = {"a", "b", "aa", "ab", "ba", "b", "a"};
+  Dice dice;
+  SCOPED_TRACE(dice.origin());
+  std::size_t matched = 0;
+  std::size_t readingOn = 0;
+  const std::size_t cases = Dice::cases(4000);
+  for (std::size_t i = 0; i < cases; ++i) {
+    const std::string unit = dice.join(parts, 1, 3) + "*" + dice.join(parts, 1, 2);
+    std::string notation = dice.oneIn(2) ? "=" : "";
+    for (std::size_t count = 10 + dice.below(40); count > 0; --count) {
+      notation += dice.oneIn(3) ? dice.join(parts, 1, 2) : unit;
+      if (dice.oneIn(30)) notation += dice.pick(rare);
+    }
+    if (dice.oneIn(2)) notation += "*";
+    std::string text;
+    while (text.size() < 40 + dice.below(300)) {
+      text += dice.join(pieces, 1, 40);
+      if (dice.oneIn(6)) text += "/";
+    }
+    if (dice.oneIn(2)) text += notation.back() == 'a' ? "a" : "b";
+    for (const bool isWide : {false, true}) {
+      const std::string steps = notation;
+      const std::string subject = isWide ? wide(text) : text;
+      bool readsOnByTable = false;
+      const bool expected = matchesByTable(isWide ? wide(steps) : steps, subject, &readsOnByTable);
+      const auto program = Program::of(stepsOf(isWide ? wide(steps) : steps), true);
+      ASSERT_EQ(matches(*program, subject), expected) << steps << " on " << text << isWide;
+      ASSERT_EQ(readsOn(*program, subject), readsOnByTable) << steps << " on " << text << isWide;
+      matched += expected;
+      readingOn += readsOnByTable;
+    }
+  }
+  EXPECT_GT(matched, cases / 10);
+  EXPECT_LT(matched, cases);
+  EXPECT_GT(readingOn, cases / 10);
+  EXPECT_LT(readingOn, 2 * cases - cases / 10);
 }
 
 TEST(Program, ReadsOnExactlyWhereALongerTextCanMatch) {
