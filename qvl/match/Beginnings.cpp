@@ -14,6 +14,13 @@ namespace {
 using Sign = Program::Signs::Sign;
 using Signs = Program::Signs;
 
+// How many bytes both begin with.
+std::size_t commonLength(std::string_view a, std::string_view b) {
+  const auto least = static_cast<std::ptrdiff_t>(std::min(a.size(), b.size()));
+  return static_cast<std::size_t>(std::mismatch(a.begin(), a.begin() + least, b.begin()).first -
+                                  a.begin());
+}
+
 // Where two patterns part, and the signs that they go on with there: the same ones if they do not.
 struct Parting {
   std::size_t depth;
@@ -27,12 +34,7 @@ Parting partingOf(const Beginnings::Member& a, const Beginnings::Member& b,
   Signs ofA(*a.program, a.choice);
   Signs ofB(*b.program, b.choice);
   for (std::size_t depth = 0;;) {
-    const std::string_view bytesOfA = ofA.literal();
-    const std::string_view bytesOfB = ofB.literal();
-    const std::size_t least = std::min(bytesOfA.size(), bytesOfB.size());
-    const std::size_t common = static_cast<std::size_t>(
-        std::mismatch(bytesOfA.begin(), bytesOfA.begin() + least, bytesOfB.begin()).first -
-        bytesOfA.begin());
+    const std::size_t common = commonLength(ofA.literal(), ofB.literal());
     const bool part = common == 0 && (ofA.sign() != ofB.sign() || Signs::isLast(ofA.sign()));
     if (part || depth == most) return {depth, ofA.sign(), ofB.sign()};
     const std::size_t both = std::min(std::max<std::size_t>(common, 1), most - depth);
@@ -134,15 +136,22 @@ bool Beginnings::Walk::next() {
 bool Beginnings::Walk::follow(Places places, std::size_t depth) {
   Signs ofFirst = signsFrom(**begin, depth);
   Signs ofLast = signsFrom(**std::prev(end), depth);
-  for (; places.first < places.end; ++depth) {
-    if (ofFirst.sign() != ofLast.sign() || Signs::isLast(ofFirst.sign())) {
+  while (places.first < places.end) {
+    const std::string_view literal = ofFirst.literal();
+    std::size_t count = commonLength(literal, ofLast.literal());
+    if (count > 0) {
+      isCertain = read(literal.substr(0, count), places);
+    } else if (ofFirst.sign() != ofLast.sign() || Signs::isLast(ofFirst.sign())) {
       branch(begin, end, depth, places);
       return false;
+    } else {
+      isCertain = step(ofFirst, places);
+      count = 1;
     }
-    isCertain = step(ofFirst, places);
     if (isCertain) return true;
-    ofFirst.advance(1);
-    ofLast.advance(1);
+    depth += count;
+    ofFirst.advance(count);
+    ofLast.advance(count);
   }
   m_words.resize(places.begin);
   return false;
@@ -189,6 +198,30 @@ bool Beginnings::Walk::step(const Program& group, Places& places) {
   const bool readsOn = group.leads(m_ofText, wordsOf(places), wordsOf(ends));
   moveTo(ends, places);
   return readsOn;
+}
+
+// Reads bytes. True when that reads on behind the text.
+bool Beginnings::Walk::read(std::string_view literal, Places& places) {
+  Word& first = wordsOf(places)[places.first];
+  if (places.first + 1 == places.end && (first & (first - 1)) == 0) {
+    // Of one place all bytes are compared at once.
+    ++steps;
+    const std::size_t at = places.first * kBits + static_cast<std::size_t>(__builtin_ctzll(first));
+    const std::string_view rest = m_text.substr(at, literal.size());
+    if (literal.substr(0, rest.size()) != rest) places.end = places.first;
+    if (places.first == places.end || rest.size() < literal.size())
+      return places.first < places.end;
+    places.first = (at + rest.size()) / kBits;
+    places.end = places.first + 1;
+    wordsOf(places)[places.first] = Word{1} << (at + rest.size()) % kBits;
+    return false;
+  }
+  for (const char byte : literal) {
+    if (hasEnd(places)) return true;
+    steps += places.end - places.first;
+    read(Sign{static_cast<unsigned char>(byte)}, places);
+  }
+  return false;
 }
 
 // Reads one byte or character.

@@ -113,6 +113,7 @@ class Beginnings {
     bool step(const Signs& signs, Places& places);
     bool step(const LiteralSet& literals, Places& places);
     bool step(const Program& group, Places& places);
+    bool read(std::string_view literal, Places& places);
     void read(Sign sign, Places& places);
     void run(Places& places);
     Places add();
