@@ -4,6 +4,7 @@
 #define QVL_MATCH_LITERAL_SET_H
 
 #include <array>
+#include <bitset>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -45,6 +46,13 @@ class LiteralSet {
   template <typename Found>
   bool match(std::string_view text, Found found) const;
 
+  // May a piece stand where the text begins, or go on behind its end? By its first two bytes: no is
+  // the answer at most places of most texts.
+  bool mayStand(std::string_view text) const {
+    return text.size() < 2 || m_firstTwo[numberOf(static_cast<unsigned char>(text[0]),
+                                                  static_cast<unsigned char>(text[1]))];
+  }
+
   // The least number of bytes that a piece stands for.
   std::size_t leastLength() const { return m_leastLength; }
   const std::vector<Piece>& pieces() const { return m_pieces; }
@@ -56,6 +64,13 @@ class LiteralSet {
     std::size_t end;
   };
 
+  // One of 4096 numbers for two bytes.
+  static std::size_t numberOf(char16_t first, char16_t second) {
+    const std::uint32_t both = std::uint32_t{first} << 8 | second;
+    return both * 0x9E3779B1u >> 20;
+  }
+
+  void addFirstTwo(const Piece& piece);
   Range thatGoOn(Range range, std::size_t depth, char16_t sign) const;
 
   template <typename Found>
@@ -64,12 +79,13 @@ class LiteralSet {
 
   std::vector<Piece> m_pieces;                     // sorted, each once
   std::array<std::uint32_t, 259> m_byFirstSign{};  // where those begin that begin with a sign
+  std::bitset<4096> m_firstTwo;                    // the numbers of what pieces may begin with
   std::size_t m_leastLength = 0;
 };
 
 template <typename Found>
 bool LiteralSet::match(std::string_view text, Found found) const {
-  return match({0, m_pieces.size()}, 0, text, 0, found);
+  return mayStand(text) && match({0, m_pieces.size()}, 0, text, 0, found);
 }
 
 // Of the pieces of the range, the first `depth` signs stand in the text up to `at`.

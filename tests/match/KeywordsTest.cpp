@@ -156,6 +156,59 @@ TEST(Keywords, TablesShareUntilOneChanges) {
   EXPECT_TRUE(table.has("a"));
 }
 
+LiteralSet::Piece pieceOf(const std::string& value) {
+  LiteralSet::Piece piece;
+  for (const char c : value) {
+    piece += c == '.' ? LiteralSet::kOne : static_cast<unsigned char>(c);
+  }
+  return piece;
+}
+
+// At most places of an ordinary path the first two bytes tell that none of a thousand values stands
+// there.
+TEST(LiteralSet, LooksAtFewPlacesOfAnOrdinaryPath) {
+  std::vector<LiteralSet::Piece> pieces;
+  for (int i = 0; i < 1000; ++i) {
+    pieces.push_back(pieceOf("customer-" + std::to_string(i)));
+    pieces.push_back(pieceOf(std::to_string(i) + "-archive"));
+  }
+  const LiteralSet set(pieces);
+  const std::string path = "/Users/anna/Library/Containers/com.example.app/17-archives/customer-x";
+  std::size_t places = 0;
+  for (std::size_t at = 0; at < path.size(); ++at) places += set.mayStand(path.substr(at));
+  EXPECT_LE(places, path.size() / 10);
+}
+
+// Whatever stands at a place is found, wildcards included, and told whether more could stand there.
+TEST(LiteralSet, FindsWhatOneByOneFinds) {
+  const std::vector<std::string> parts = {"a", "b", "A", "1", ".", "..", "ab", "/", "-"};
+  Dice dice;
+  SCOPED_TRACE(dice.origin());
+  for (std::size_t round = Dice::cases(2000); round > 0; --round) {
+    std::vector<LiteralSet::Piece> pieces;
+    for (std::size_t i = 1 + dice.below(dice.oneIn(2) ? 4 : 60); i > 0; --i) {
+      pieces.push_back(pieceOf(dice.join(parts, dice.oneIn(20) ? 0 : 1, 4)));
+    }
+    const LiteralSet set(pieces);
+    const std::string text = dice.join({"a", "b", "A", "1", "/", "-", "c"}, 0, 7);
+    std::multiset<std::size_t> found;
+    const bool ranOut = set.match(text, [&](std::size_t length) { found.insert(length); });
+    std::multiset<std::size_t> expected;
+    bool expectedToRunOut = false;
+    for (const LiteralSet::Piece& piece : set.pieces()) {
+      std::size_t at = 0;
+      while (at < piece.size() && at < text.size() &&
+             (piece[at] == LiteralSet::kOne || piece[at] == static_cast<unsigned char>(text[at]))) {
+        ++at;
+      }
+      if (at == piece.size()) expected.insert(at);
+      expectedToRunOut = expectedToRunOut || (at == text.size() && at < piece.size());
+    }
+    ASSERT_EQ(found, expected) << shown(text);
+    ASSERT_EQ(ranOut, expectedToRunOut) << shown(text);
+  }
+}
+
 }  // namespace
 }  // namespace Test
 }  // namespace QVL
