@@ -32,7 +32,7 @@ VARIANTS = [
     ("masks of components", INDEX, "(entry->components & lacking) == 0 && ", ""),
     ("filter of grams", INDEX, "kManyCandidates = 12;", "kManyCandidates = std::size_t{1} << 62;"),
     ("filter of keys", "qvl/match/KeyTable.h",
-     "bool may = m_table.mayHold(key);", "bool may = true;"),
+     "kept += mayHold(key);", "kept += 1;"),
     ("keys: prefixes", KEYS, "if (m_depth > 1) add(Kind::Prefix", "if (false) add(Kind::Prefix"),
     ("keys: pairs", KEYS, "if (m_pairing && !part.empty()", "if (false && !part.empty()"),
     ("keys: extensions", KEYS, "add(Kind::Extension, hash, extension.size());", ""),

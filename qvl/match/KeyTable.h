@@ -17,7 +17,7 @@
 namespace QVL {
 
 // A hash table from key to the entries under it, with a filter in front: most keys that are looked
-// for are not there, and the filter, a few bits per key, says so without touching the table.
+// for are not there, and the filter, a few bits per slot, says so without touching the table.
 //
 // It grows step by step: while a larger table takes over from a smaller one, each change moves a
 // few keys, and a look-up asks both. No change moves more than kMovedPerChange keys.
@@ -61,36 +61,6 @@ class KeyTable {
 
   static constexpr std::size_t kMovedPerChange = 16;
 
- private:
-  // A row of bits of which each key of a table has set a few.
-  class Bits {
-   public:
-    Bits() = default;  // of no key
-    Bits(const std::uint64_t* words, std::size_t count) : m_words(words), m_mask(count - 1) {}
-
-    // Without a branch: it cannot be foreseen.
-    bool mayHold(Key key) const {
-      const std::uint64_t word = m_words[wordOf(key)];
-      return (word >> firstBit(key) & word >> secondBit(key) & 1) != 0;
-    }
-
-    // Which word of the row, and which bits of it, are those of a key.
-    std::size_t wordOf(Key key) const { return (key >> 20) & m_mask; }
-    static std::uint64_t of(Key key) {
-      return std::uint64_t{1} << firstBit(key) | std::uint64_t{1} << secondBit(key);
-    }
-
-   private:
-    static unsigned firstBit(Key key) { return (key >> 4) & 63; }
-    static unsigned secondBit(Key key) { return (key >> 10) & 63; }
-
-    static constexpr std::uint64_t kNone = 0;
-
-    const std::uint64_t* m_words = &kNone;
-    std::size_t m_mask = 0;
-  };
-
- public:
   // Adds an entry and answers at which place among those of its key. Strong guarantee:
   // std::bad_alloc changes nothing.
   std::uint32_t insert(Key key, const Entry& entry) {
@@ -133,30 +103,28 @@ class KeyTable {
     return entries ? entries->size() : 0;
   }
 
-  // Says of most keys that nothing stands under them, without touching the table: it is to be had
-  // once for all keys of a text, and no longer of use when the table has changed.
-  class Filter {
-   public:
-    // False when nothing stands under the key; true nearly always means that something does.
-    bool mayHold(Key key) const {
-      bool may = m_table.mayHold(key);
-      if (m_isMoving) may |= m_old.mayHold(key);
-      return may;
+  // Of so many keys, leaves those that something may stand under, in their order, and answers how
+  // many: nearly always those that something does stand under. Without touching the table, and
+  // without a branch for each key, as none could be foreseen.
+  std::size_t keepThoseThatMayBeThere(Key* keys, std::size_t count) const {
+    if (m_table.empty()) return 0;
+    std::size_t kept = 0;
+    const auto keep = [&](auto mayHold) {
+      for (std::size_t i = 0; i < count; ++i) {
+        const Key key = keys[i];
+        keys[kept] = key;
+        kept += mayHold(key);
+      }
+    };
+    const Bits bits = m_table.bits();
+    if (m_old.empty()) {
+      keep([&](Key key) { return bits.has(key); });
+    } else {
+      const Bits old = m_old.bits();
+      keep([&](Key key) { return bits.has(key) | old.has(key); });
     }
-
-   private:
-    friend class KeyTable;
-    explicit Filter(const KeyTable& table)
-        : m_table(table.m_table.bits()),
-          m_old(table.m_old.bits()),
-          m_isMoving(!table.m_old.empty()) {}
-
-    const Bits m_table;
-    const Bits m_old;
-    const bool m_isMoving;
-  };
-
-  Filter filter() const { return Filter(*this); }
+    return kept;
+  }
 
   // Asks for what stands under a key: a large table is far from the processor.
   void prefetch(Key key) const { m_table.prefetch(key); }
@@ -187,7 +155,31 @@ class KeyTable {
 
  private:
   static constexpr std::size_t kSmallest = 16;
-  static constexpr std::size_t kSlotsPerFilterWord = 8;
+
+  // The filter of a table: a row of bits, many for each slot, of which each key has set one.
+  class Bits {
+   public:
+    static constexpr std::size_t kWord = 64;
+    static constexpr std::size_t kSlotsPerWord = 4;
+
+    Bits(std::uint64_t* words, std::size_t slots)
+        : m_words(words), m_mask(slots / kSlotsPerWord * kWord - 1) {}
+
+    std::uint64_t has(Key key) const {
+      const std::size_t bit = bitOf(key);
+      return m_words[bit / kWord] >> (bit % kWord) & 1;
+    }
+    void set(Key key) {
+      const std::size_t bit = bitOf(key);
+      m_words[bit / kWord] |= std::uint64_t{1} << (bit % kWord);
+    }
+
+   private:
+    std::size_t bitOf(Key key) const { return (key >> 14) & m_mask; }
+
+    std::uint64_t* const m_words;
+    const std::size_t m_mask;
+  };
 
   struct Slot {
     Key key;           // 0 while free
@@ -205,7 +197,7 @@ class KeyTable {
     Table() = default;
     explicit Table(std::size_t slots)
         : m_slots(zeroed<Slot>(slots)),
-          m_filter(zeroed<std::uint64_t>(slots / kSlotsPerFilterWord)),
+          m_filter(zeroed<std::uint64_t>(slots / Bits::kSlotsPerWord)),
           m_size(slots) {}
     Table(Table&& other) noexcept { swap(other); }
     Table& operator=(Table&& other) noexcept {
@@ -220,9 +212,8 @@ class KeyTable {
     std::size_t slots() const { return m_size; }
     Slot& at(std::size_t i) const { return m_slots[i]; }
 
-    Bits bits() const {
-      return m_size == 0 ? Bits() : Bits(m_filter.get(), m_size / kSlotsPerFilterWord);
-    }
+    // Not of an empty table.
+    Bits bits() const { return {m_filter.get(), m_size}; }
     void prefetch(Key key) const {
       if (m_size != 0) __builtin_prefetch(&m_slots[firstSlot(key)]);
     }
@@ -239,7 +230,7 @@ class KeyTable {
       used += slot.key == 0;
       slot.key = key;
       slot.entries = entries;
-      m_filter[bits().wordOf(key)] |= Bits::of(key);
+      bits().set(key);
     }
 
     // Becomes empty, when no entries are left: not by going through all slots again.
@@ -273,6 +264,7 @@ class KeyTable {
         index = (index + 1) & (m_size - 1);
       return index;
     }
+
     std::unique_ptr<Slot[], Free> m_slots;
     std::unique_ptr<std::uint64_t[], Free> m_filter;
     std::size_t m_size = 0;

@@ -164,7 +164,8 @@ void HashedText::assign(std::string_view text) {
   const std::size_t size = text.size();
   reserve(size);
   char* const out = m_buffer.data() + kMargin;
-  std::size_t ends = 0;
+  std::uint32_t* nextStart = m_starts.data();
+  *nextStart++ = 0;
 
   for (std::size_t block = 0; block < size; block += kBlock) {
     // The slashes of a block are bits of one number and walked in one loop: how many of them a few
@@ -180,19 +181,19 @@ void HashedText::assign(std::string_view text) {
       }
     }
     for (; slashes != 0; slashes &= slashes - 1) {
-      m_ends[ends++] =
-          static_cast<std::uint32_t>(block + static_cast<std::size_t>(__builtin_ctzll(slashes)));
+      *nextStart++ = static_cast<std::uint32_t>(
+          block + static_cast<std::size_t>(__builtin_ctzll(slashes)) + 1);
     }
   }
-  m_ends[ends] = static_cast<std::uint32_t>(size);
-  m_components = ends + 1;
+  *nextStart = static_cast<std::uint32_t>(size + 1);
+  m_components = static_cast<std::size_t>(nextStart - m_starts.data());
   m_size = size;
 }
 
 void HashedText::shrink() {
   constexpr std::size_t kKept = std::size_t{64} * 1024;
   if (m_buffer.size() > kKept) std::vector<char>().swap(m_buffer);
-  if (m_ends.size() * sizeof m_ends[0] > kKept) std::vector<std::uint32_t>().swap(m_ends);
+  if (m_starts.size() * sizeof m_starts[0] > kKept) std::vector<std::uint32_t>().swap(m_starts);
 }
 
 std::uint16_t Grams::of4(const char* bytes) {

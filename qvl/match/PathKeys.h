@@ -102,7 +102,7 @@ class HashedText {
   // Makes room for texts of that length, so that assign need not.
   void reserve(std::size_t length) {
     if (m_buffer.size() < length + 2 * kMargin) m_buffer.resize(2 * (length + 2 * kMargin));
-    if (m_ends.size() < length + 1) m_ends.resize(2 * (length + 1));
+    if (m_starts.size() < length + 2) m_starts.resize(2 * (length + 2));
   }
 
   void assign(std::string_view text);
@@ -120,17 +120,18 @@ class HashedText {
   std::size_t components() const { return m_components; }
 
   // Where component `index` starts and how long it is.
-  std::size_t start(std::size_t index) const { return index == 0 ? 0 : m_ends[index - 1] + 1u; }
-  std::size_t length(std::size_t index) const { return m_ends[index] - start(index); }
+  std::size_t start(std::size_t index) const { return m_starts[index]; }
+  std::size_t length(std::size_t index) const {
+    return std::size_t{m_starts[index + 1]} - 1 - m_starts[index];
+  }
 
   // The hash of a piece of the text, without regard to ASCII case. The lengths that components have
-  // take no branch that depends on them.
+  // take no branch that depends on them, up to 16 bytes.
   std::uint64_t hash(std::size_t start, std::size_t length) const {
     const char* const first = m_buffer.data() + kMargin + start;
-    const std::size_t shift = 8 * (8 - std::min<std::size_t>(length, 8));
-    if (length == 0) return kNoComponents;
-    const std::uint64_t head = (load8(first) << shift) >> shift;
-    const std::uint64_t tail = load8(first + length - 8) >> shift;
+    const std::size_t ends = std::min<std::size_t>(length, 8);
+    const std::uint64_t head = load8(first) & kFirstBytes[ends];
+    const std::uint64_t tail = load8(first + length - ends) & kFirstBytes[ends];
     std::uint64_t hash = mix(head ^ (length << 56), tail);
     for (std::size_t at = 8; at + 8 < length; at += 8) hash = mix(hash, load8(first + at));
     return hash;
@@ -139,18 +140,27 @@ class HashedText {
  private:
   static constexpr std::size_t kMargin = 16;  // assign writes in steps of this many
 
+  // The first so many bytes of eight.
+  static constexpr std::uint64_t kFirstBytes[9] = {0,
+                                                   0xFF,
+                                                   0xFFFF,
+                                                   0xFFFFFF,
+                                                   0xFFFFFFFF,
+                                                   0xFFFFFFFFFF,
+                                                   0xFFFFFFFFFFFF,
+                                                   0xFFFFFFFFFFFFFF,
+                                                   0xFFFFFFFFFFFFFFFF};
+
   static std::uint64_t load8(const char* bytes) {
-    static_assert(
-        __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
-        "hash() shifts away what stands around a short piece: the byte behind it is to be "
-        "above it in a word");
+    static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
+                  "the first byte is to be the lowest in a word");
     std::uint64_t word;
     std::memcpy(&word, bytes, sizeof word);
     return word;
   }
 
   std::vector<char> m_buffer;
-  std::vector<std::uint32_t> m_ends;
+  std::vector<std::uint32_t> m_starts;  // of the components, and where one more would start
   std::size_t m_components = 0;
   std::size_t m_size = 0;
 };

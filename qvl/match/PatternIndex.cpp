@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <functional>
+#include <limits>
 #include <utility>
 
 namespace QVL {
@@ -79,20 +80,28 @@ PatternIndex::Ends::Ends(std::string_view head, std::string_view tail) {
 
 // The key that the fewest patterns have; among equals, the longest. One that nothing stands under
 // yet is no good when others have it: texts will have it, too. What a kind of key costs every text
-// that has to be looked up by it is weighed against patterns that are run in vain.
+// that has to be looked up by it is weighed against patterns that are visited in vain; and pairs,
+// of which every text has many, are made only once many patterns stand under one key.
 const PatternKey& PatternIndex::leastPopular(const std::vector<PatternKey>& keys) const {
   const auto cost = [&](const PatternKey& key) -> std::size_t {
     const std::size_t price = key.kind >= Kind::Head8 ? 1000 : key.kind == Kind::Pair ? 16 : 0;
     return std::max(m_table.count(key.key), m_counts ? m_counts->of(key.key) : 0) + price;
   };
   const PatternKey* chosen = &keys.front();
-  std::size_t leastCost = cost(*chosen);
-  for (const PatternKey& key : keys) {
-    const std::size_t costOfKey = cost(key);
-    if (costOfKey > leastCost || (costOfKey == leastCost && key.length <= chosen->length)) continue;
-    chosen = &key;
-    leastCost = costOfKey;
-  }
+  std::size_t leastCost = std::numeric_limits<std::size_t>::max();
+  const auto consider = [&](bool pairs) {
+    for (const PatternKey& key : keys) {
+      if ((key.kind == Kind::Pair) != pairs) continue;
+      const std::size_t costOfKey = cost(key);
+      if (costOfKey > leastCost || (costOfKey == leastCost && key.length <= chosen->length)) {
+        continue;
+      }
+      chosen = &key;
+      leastCost = costOfKey;
+    }
+  };
+  consider(false);
+  if (uses(Kind::Pair) || m_table.count(chosen->key) >= kManyUnderOneKey) consider(true);
   return *chosen;
 }
 
@@ -117,60 +126,67 @@ void PatternIndex::use(const Place::Key& key, int change) {
 // Puts keys of the text that something may stand under into the scratch, each once, until some have
 // come together or the text ends.
 void PatternIndex::gatherKeys(std::string_view text, Scratch& scratch, Gathering& gathering) const {
-  const PathKeys::HashedText& hashed = scratch.text;
-  const auto filter = m_table.filter();
-  const std::uint64_t kinds = m_kinds;
-  const std::uint64_t depths = m_depths;
-  const auto uses = [kinds](Kind kind) { return (kinds >> static_cast<unsigned>(kind) & 1) != 0; };
-  // Whether something may stand under a key cannot be foreseen, so no branch depends on it.
-  std::array<PathKeys::Key, kMostGathered> gathered;
-  std::size_t count = 0;
-  const auto look = [&](Kind kind, std::uint64_t hash) {
-    const PathKeys::Key key = PathKeys::keyOf(kind, hash);
-    gathered[count] = key;
-    count += filter.mayHold(key);
-  };
+  const std::size_t enough = scratch.keys.size() + kGathered;
+  do {
+    std::array<PathKeys::Key, kMostAtOnce> keys;
+    const std::size_t count = m_table.keepThoseThatMayBeThere(
+        keys.data(), nextKeys(text, scratch.text, gathering, keys.data()));
+    for (std::size_t i = 0; i < count; ++i) scratch.keys.add(keys[i]);
+  } while (gathering.next < scratch.text.components() && scratch.keys.size() < enough);
+}
 
+// Writes the keys of the next few components, of those kinds that are in use, and answers how many.
+// Components and prefixes, which nearly every policy uses, are made without a branch.
+std::size_t PatternIndex::nextKeys(std::string_view text, const PathKeys::HashedText& hashed,
+                                   Gathering& gathering, PathKeys::Key* keys) const {
+  PathKeys::Key* next = keys;
+  const std::size_t begin = gathering.next;
+  const std::size_t end = std::min(hashed.components(), begin + kComponentsAtOnce);
   std::uint64_t components = gathering.components;
-  std::size_t i = gathering.next;
-  const std::size_t dot = i == 0 ? text.rfind('.') : std::string_view::npos;
+  std::uint64_t prefix = gathering.prefix;
+
+  const std::size_t dot = begin == 0 ? text.rfind('.') : std::string_view::npos;
   if (dot != std::string_view::npos) {
     const std::uint64_t hash = hashed.hash(dot + 1, text.size() - dot - 1);
     components |= PathKeys::bitOf(hash);
-    if (uses(Kind::Extension)) look(Kind::Extension, hash);
+    if (uses(Kind::Extension)) *next++ = PathKeys::keyOf(Kind::Extension, hash);
   }
 
-  const bool wholes = uses(Kind::Component);
-  const bool pairs = uses(Kind::Pair);
-  const bool pieces = kinds >> static_cast<unsigned>(Kind::Head8) != 0;
-  std::uint64_t prefix = gathering.prefix;
-  std::uint64_t previous = gathering.previous;
-  for (const std::size_t all = hashed.components(); i < all && count < kGathered; ++i) {
-    const std::size_t start = hashed.start(i);
-    const std::size_t length = hashed.length(i);
-    const std::uint64_t hash = hashed.hash(start, length);
+  std::array<std::uint64_t, 1 + kComponentsAtOnce> hashes;  // of the one before these, and of these
+  hashes[0] = gathering.previous;
+  std::uint64_t* hashOf = hashes.data();
+  const std::size_t wholes = uses(Kind::Component);
+  std::uint64_t depths = begin < 63 ? m_depths >> (begin + 1) : 0;
+  for (std::size_t i = begin; i < end; ++i, depths >>= 1) {
+    const std::uint64_t hash = hashed.hash(hashed.start(i), hashed.length(i));
+    *++hashOf = hash;
     components |= PathKeys::bitOf(hash);
-    if (wholes) look(Kind::Component, hash);
-    if (pairs && i > 0) look(Kind::Pair, PathKeys::pairOf(previous, hash));
-    previous = hash;
-    // As deep as any prefix reaches.
-    if (i < 63 && depths >> (i + 1) != 0) {
-      prefix = PathKeys::withComponent(prefix, hash);
-      if (depths >> (i + 1) & 1) look(Kind::Prefix, prefix);
-    }
-    if (!pieces) continue;
-    unsigned head = static_cast<unsigned>(Kind::Head8);
-    unsigned tail = static_cast<unsigned>(Kind::Tail8);
-    for (std::size_t size = 8; size >= 2; size /= 2, ++head, ++tail) {
-      if (length < size) continue;
-      if (uses(static_cast<Kind>(head))) look(static_cast<Kind>(head), hashed.hash(start, size));
-      if (uses(static_cast<Kind>(tail))) {
-        look(static_cast<Kind>(tail), hashed.hash(start + length - size, size));
-      }
-    }
+    *next = PathKeys::keyOf(Kind::Component, hash);
+    next += wholes;
+    prefix = PathKeys::withComponent(prefix, hash);
+    *next = PathKeys::keyOf(Kind::Prefix, prefix);
+    next += depths & 1;
   }
-  gathering = {i, previous, prefix, components};
-  for (std::size_t at = 0; at < count; ++at) scratch.keys.add(gathered[at]);
+  gathering = {end, *hashOf, prefix, components};
+
+  for (std::size_t i = std::max<std::size_t>(begin, 1); uses(Kind::Pair) && i < end; ++i) {
+    const std::size_t at = i - begin;
+    *next++ = PathKeys::keyOf(Kind::Pair, PathKeys::pairOf(hashes[at], hashes[at + 1]));
+  }
+  const auto addPieces = [&](Kind kind, std::size_t size, bool areTails) {
+    for (std::size_t i = begin; uses(kind) && i < end; ++i) {
+      if (hashed.length(i) < size) continue;
+      const std::size_t start = hashed.start(i) + (areTails ? hashed.length(i) - size : 0);
+      *next++ = PathKeys::keyOf(kind, hashed.hash(start, size));
+    }
+  };
+  addPieces(Kind::Head8, 8, false);
+  addPieces(Kind::Head4, 4, false);
+  addPieces(Kind::Head2, 2, false);
+  addPieces(Kind::Tail8, 8, true);
+  addPieces(Kind::Tail4, 4, true);
+  addPieces(Kind::Tail2, 2, true);
+  return static_cast<std::size_t>(next - keys);
 }
 
 // Those of a text, which `hashed` is for.

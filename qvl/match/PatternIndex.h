@@ -226,17 +226,23 @@ class PatternIndex {
   // So many keys of a text are gathered before what stands under them is visited. Ordinary texts
   // have fewer, and then it is known of the whole text which components it has.
   static constexpr std::size_t kGathered = 32;
-  // A component has at most so many keys: as a prefix, a pair and itself, its heads and its tails.
+  // The keys of so many components are made before it is found out which of them may be there. A
+  // component has at most so many: as a prefix, a pair and itself, its heads and its tails; and
+  // then there is the extension.
+  static constexpr std::size_t kComponentsAtOnce = 16;
   static constexpr std::size_t kMostOfComponent = 9;
-  static constexpr std::size_t kMostGathered = kGathered + kMostOfComponent;
+  static constexpr std::size_t kMostAtOnce = kComponentsAtOnce * kMostOfComponent + 1;
+  static constexpr std::size_t kMostGathered = kGathered + kMostAtOnce;
   // How far the keys of a text are gathered.
   struct Gathering {
     std::size_t next = 0;                            // component that is looked at next
     std::uint64_t previous = 0;                      // hash of the one before it
-    std::uint64_t prefix = PathKeys::kNoComponents;  // of all before it, while prefixes go so far
+    std::uint64_t prefix = PathKeys::kNoComponents;  // of all before it
     std::uint64_t components = 0;  // bits of those before it, and of the extension
   };
 
+  // From so many patterns under one key on, others that have it are looked for by pairs.
+  static constexpr std::size_t kManyUnderOneKey = 24;
   // Patterns of more alternatives than this are looked for by what all of those share.
   static constexpr std::size_t kMostAlternatives = 16;
 
@@ -248,11 +254,14 @@ class PatternIndex {
   template <typename Visit>
   bool visitCandidates(std::string_view text, Scratch& scratch, Work* work, Visit visit) const;
   void gatherKeys(std::string_view text, Scratch& scratch, Gathering& gathering) const;
+  std::size_t nextKeys(std::string_view text, const PathKeys::HashedText& hashed,
+                       Gathering& gathering, PathKeys::Key* keys) const;
   static Ends endsOf(const Steps& steps);
   static std::uint64_t componentsOf(std::string_view text, PathKeys::HashedText& hashed);
   void insertBeginnings(Place& place);
   void eraseBeginnings(Place& place) noexcept;
   void use(const Place::Key& key, int change);
+  bool uses(PathKeys::Kind kind) const { return m_kinds >> static_cast<unsigned>(kind) & 1; }
   const PathKeys::PatternKey& leastPopular(const std::vector<PathKeys::PatternKey>& keys) const;
   void countKeys(const std::vector<PathKeys::PatternKey>& keys);
 
