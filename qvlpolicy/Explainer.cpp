@@ -1,5 +1,6 @@
 #include "qvlpolicy/Explainer.h"
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -60,19 +61,12 @@ const char* deciderName(Decider decider) {
   return "";
 }
 
-// One question. Every data set is looked up once.
+// The logic for one question, of which it is known what each data set answers.
 class Explainer::Evaluation {
  public:
-  Evaluation(const Explainer& explainer, QVL::LookupData& request)
+  Evaluation(const Explainer& explainer, const std::vector<DataSetAnswer>& dataSets)
       : m_indices(explainer.m_indices), m_answers(explainer.m_indices.size()) {
-    const std::vector<DataSet>& dataSets = explainer.m_description.dataSets;
-    for (std::size_t i = 0; i < dataSets.size(); ++i) {
-      try {
-        m_answers[i].matches = explainer.m_engine.dataSets()[i]->isPresentInDataSet(request);
-      } catch (const std::exception&) {
-        // As the manager counts it.
-      }
-    }
+    for (std::size_t i = 0; i < dataSets.size(); ++i) m_answers[i].matches = dataSets[i].matches;
   }
 
   // The value of a part, for which the data sets are asked that the engine asks, in its order. It
@@ -105,19 +99,18 @@ class Explainer::Evaluation {
       return answers[place].wasAsked;
     }
     bool wasAsked = false;
-    std::vector<std::size_t> places;
+    std::size_t last = 0;
     for (const LogicPart& inner : part.parts) {
-      places.push_back(answers.size());
+      last = answers.size();
       wasAsked |= tell(inner, depth + 1, answers);
     }
-    const bool left = answers[places.front()].value;
-    const bool right = answers[places.back()].value;
+    const bool left = answers[place + 1].value;
+    const bool right = answers[last].value;
     answers[place].wasAsked = wasAsked;
-    answers[place].value = places.size() == 1 ? !left : isOr(part) ? left || right : left && right;
+    answers[place].value = last == place + 1 ? !left : isOr(part) ? left || right : left && right;
     return wasAsked;
   }
 
-  bool matches(std::size_t dataSet) const { return m_answers[dataSet].matches; }
   bool wasAsked(std::size_t dataSet) const { return m_answers[dataSet].wasAsked; }
   std::vector<unsigned int>& matched() { return m_matched; }
 
@@ -175,21 +168,41 @@ std::vector<MatchingRule> Explainer::matchingRules(std::size_t dataSet,
   return rules;
 }
 
+// What a data set answers follows from the rules that match, unless the engine has to be asked: it
+// asks rules in its order, and one that gives up before another matches decides.
+bool Explainer::answerOf(std::size_t dataSet, Decider decider,
+                         const std::vector<MatchingRule>& matching,
+                         QVL::LookupData& request) const {
+  if (decider == Decider::SwitchedOff || decider == Decider::AccessType) return false;
+  if (decider == Decider::MatchAnything) return true;
+  if (decider == Decider::Rules && !searches()[dataSet].asksRules()) {
+    return std::any_of(matching.begin(), matching.end(),
+                       [](const MatchingRule& match) { return match.fitsAccess; });
+  }
+  try {
+    return m_engine.dataSets()[dataSet]->isPresentInDataSet(request);
+  } catch (const std::exception&) {
+    return false;  // as the manager counts it
+  }
+}
+
 Explanation Explainer::explain(QVL::LookupData& request) const {
   Explanation explanation;
-  Evaluation evaluation(*this, request);
+  explanation.dataSets.resize(m_description.dataSets.size());
+  for (std::size_t i = 0; i < explanation.dataSets.size(); ++i) {
+    DataSetAnswer& answer = explanation.dataSets[i];
+    answer.isInLogic = m_isInLogic[i];
+    answer.decider = deciderOf(m_description.dataSets[i], request);
+    answer.rules = matchingRules(i, request, &answer.gaveUp);
+    answer.matches = answerOf(i, answer.decider, answer.rules, request);
+  }
+  Evaluation evaluation(*this, explanation.dataSets);
   explanation.isExcluded = evaluation.evaluate(m_logic);
   explanation.matched = std::move(evaluation.matched());
   explanation.parts.reserve(m_parts);
   evaluation.tell(m_logic, 0, explanation.parts);
-
-  explanation.dataSets.reserve(m_description.dataSets.size());
-  for (std::size_t i = 0; i < m_description.dataSets.size(); ++i) {
-    std::vector<std::size_t> gaveUp;
-    std::vector<MatchingRule> rules = matchingRules(i, request, &gaveUp);
-    explanation.dataSets.push_back({m_isInLogic[i], evaluation.wasAsked(i), evaluation.matches(i),
-                                    deciderOf(m_description.dataSets[i], request), std::move(rules),
-                                    std::move(gaveUp)});
+  for (std::size_t i = 0; i < explanation.dataSets.size(); ++i) {
+    explanation.dataSets[i].wasAsked = evaluation.wasAsked(i);
   }
   return explanation;
 }

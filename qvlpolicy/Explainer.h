@@ -19,7 +19,8 @@
 namespace qvlpolicy {
 
 // Evaluates the logic as the engine does, left before right and no further than needed, and then
-// the parts that it did not come to.
+// the parts that it did not come to. Each data set is searched once: what it answers follows from
+// what is found (test Explanation.AnswersAsTheEngineDoes).
 //
 // Searches for rules need an index of their own, which is made by the first one or by
 // prepareSearches: most policies are never asked for rules.
@@ -43,6 +44,8 @@ class Explainer {
   class Evaluation;
 
   const std::deque<RuleSearch>& searches() const;
+  bool answerOf(std::size_t dataSet, Decider decider, const std::vector<MatchingRule>& matching,
+                QVL::LookupData& request) const;
 
   const Description& m_description;
   const Engine& m_engine;

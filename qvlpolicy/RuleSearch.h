@@ -34,6 +34,9 @@ class RuleSearch {
   void find(const QVL::LookupData& request, std::vector<std::size_t>& found,
             std::vector<std::size_t>* gaveUp = nullptr) const;
 
+  // Are there rules that are asked one by one, and may give up?
+  bool asksRules() const { return !m_asked.empty(); }
+
  private:
   struct Pattern {
     std::unique_ptr<const QVL::Program> program;

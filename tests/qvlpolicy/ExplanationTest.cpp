@@ -3,10 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <qvlpolicy/Policy.h>
+#include <qvlpolicy/Writer.h>
 
 #include <string>
 #include <vector>
 
+#include "tests/qvlpolicy/DrawnPolicies.h"
 #include "tests/qvlpolicy/Policies.h"
 
 namespace qvlpolicy {
@@ -63,6 +65,70 @@ TEST(Explanation, TellsOfEveryLogicWhatTheEngineAsked) {
     }
   }
   EXPECT_EQ(questions, 8u * (6 + 144 + 2 * 6 * 144 * 4));
+}
+
+// What a data set answers is found out from the rules that match, not by asking the engine again.
+TEST(Explanation, AnswersAsTheEngineDoes) {
+  using Check = DataSet::AccessCheck;
+  DrawnTexts drawn;
+  std::size_t excluded = 0;
+  std::size_t refused = 0;
+  for (int round = 0; round < 400; ++round) {
+    for (const Kind kind : {Kind::FilePath, Kind::Folder, Kind::Process, Kind::FileType}) {
+      Description description = drawnDescription(drawn, kind);
+      DataSet& dataSet = description.dataSets[0];
+      dataSet.enabled = drawn.upTo(9) != 0;
+      dataSet.matchAnything = drawn.upTo(19) == 0;
+      dataSet.matchEmptyInput = drawn.coin();
+      constexpr Check kChecks[] = {Check::ByRule, Check::AtDataSet, Check::Never};
+      dataSet.accessCheck = kChecks[drawn.upTo(2)];
+      const auto access = [&] { return static_cast<QVL::AccessTypes>(drawn.upTo(2)); };
+      if (dataSet.accessCheck == Check::AtDataSet) dataSet.access = access();
+      for (Rule& rule : dataSet.rules) {
+        if (dataSet.accessCheck == Check::ByRule && drawn.coin()) rule.access = access();
+      }
+      const Loaded loaded = Policy::parse(policyText(description), "p.xml");
+      // A text may come twice with other attributes.
+      if (!loaded.policy) continue;
+      for (int i = 0; i < 20; ++i) {
+        std::string text = '/' + drawn.plainText(4);
+        if (drawn.upTo(19) == 0) text += '\xFF';
+        if (drawn.upTo(9) == 0) text.clear();
+        const Question question = {text, text, access()};
+        const Answer answer = loaded.policy->ask(question);
+        const Explanation explanation = loaded.policy->explain(question);
+        ASSERT_EQ(explanation.isExcluded, answer.isExcluded)
+            << text << '\n'
+            << policyText(loaded.policy->description());
+        ASSERT_EQ(explanation.matched, answer.dataSets);
+        excluded += answer.isExcluded ? 1 : 0;
+        for (const MatchingRule& match : explanation.dataSets[0].rules) {
+          refused += match.fitsAccess ? 0 : 1;
+        }
+      }
+    }
+  }
+  EXPECT_GT(excluded, 1000u);
+  EXPECT_GT(refused, 500u);
+}
+
+// The engine asks such rules in its order, and one that gives up decides before those behind it.
+TEST(Explanation, AsksTheEngineWhereARuleGivesUp) {
+  const std::string path = '/' + std::string(60, 'a');
+  for (const bool comesFirst : {true, false}) {
+    const std::string ordinary = comesFirst ? "/a*" : "/((a))*";
+    const Loaded loaded = Policy::parse(
+        policy("<logic>1</logic><data-set number=\"1\" kind=\"file-path\" wildcards=\"no\">"
+               "<rule>/(?=((a+)+)+b)a*</rule><rule>" +
+               ordinary + "</rule></data-set>"),
+        "p.xml");
+    ASSERT_TRUE(loaded.policy) << errorsOf(loaded);
+    const Explanation explanation = loaded.policy->explain({path, ""});
+    EXPECT_EQ(explanation.isExcluded, loaded.policy->isExcluded({path, ""}));
+    EXPECT_EQ(explanation.isExcluded, !comesFirst);
+    ASSERT_EQ(explanation.dataSets[0].rules.size(), 1u);
+    EXPECT_EQ(explanation.dataSets[0].gaveUp, std::vector<std::size_t>{0});
+  }
 }
 
 }  // namespace

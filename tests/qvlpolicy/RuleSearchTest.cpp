@@ -7,11 +7,11 @@
 #include <qvlpolicy/Policy.h>
 #include <qvlpolicy/Writer.h>
 
-#include <random>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "tests/qvlpolicy/DrawnPolicies.h"
 #include "tests/qvlpolicy/Policies.h"
 
 namespace qvlpolicy {
@@ -20,77 +20,20 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// Pieces that rules and paths are made of, so that many match.
-const char* const kPieces[] = {"/",    "a",    "b",      "ab",      ".c",       "*",        "**",
-                               "?",    "/**/", "%K%",    "A",       "\xC3\xA4", "\xC3\x84", "(a|b)",
-                               "[ab]", "a+",   "(a)\\1", "(?>ab?)", "(?=a)",    "b{1,2}"};
-constexpr std::size_t kPlainPieces = 5;
-
-class Made {
- public:
-  std::string text(std::size_t most, std::size_t pieces) {
-    std::string made;
-    for (std::size_t i = 0, count = upTo(most) + 1; i < count; ++i)
-      made += kPieces[upTo(pieces - 1)];
-    return made;
-  }
-  std::size_t upTo(std::size_t most) {
-    return std::uniform_int_distribution<std::size_t>(0, most)(m_random);
-  }
-  bool coin() { return upTo(1) == 1; }
-
- private:
-  std::mt19937 m_random{20261122};
-};
-
-Description descriptionOf(Made& made, Kind kind) {
-  DataSet dataSet;
-  dataSet.number = 1;
-  dataSet.kind = kind;
-  dataSet.caseSensitive = made.coin();
-  dataSet.wildcards = made.coin();
-  if (kind != Kind::FileType && made.coin()) {
-    dataSet.keywords.push_back({"%K%", {"a", "b+", "ab"}, {}});
-  }
-  for (std::size_t i = 0, count = made.upTo(40); i < count; ++i) {
-    Rule rule;
-    rule.text = kind == Kind::FileType ? made.text(3, std::size(kPieces))
-                                       : '/' + made.text(6, std::size(kPieces));
-    if (kind == Kind::Folder) rule.text += '/';
-    if (kind == Kind::Process && made.coin()) {
-      rule.text.erase(0, 1);
-      if (made.coin()) rule.defaultFolder = "/a";
-    }
-    rule.includeSubfolders = made.coin();
-    // What the engine refuses is another test's.
-    try {
-      (void)makeRule(dataSet, rule);
-      dataSet.rules.push_back(rule);
-    } catch (const QVL::QVLException&) {
-      continue;
-    }
-  }
-  Description description;
-  description.files = {"p.xml"};
-  description.logic = "1";
-  description.dataSets.push_back(dataSet);
-  return description;
-}
-
 TEST(RuleSearch, FindsTheRulesThatMatchWhenTheyAreAsked) {
-  Made made;
+  DrawnTexts made;
   std::size_t matches = 0;
   std::size_t left = 0;
   for (int round = 0; round < 150; ++round) {
     for (const Kind kind : {Kind::FilePath, Kind::Folder, Kind::Process, Kind::FileType}) {
-      const Loaded loaded = Policy::parse(policyText(descriptionOf(made, kind)), "p.xml");
+      const Loaded loaded = Policy::parse(policyText(drawnDescription(made, kind)), "p.xml");
       // A text may come twice with other attributes.
       if (!loaded.policy) continue;
       const DataSet& dataSet = loaded.policy->description().dataSets[0];
       left += rulesLeftToTheEngine(dataSet).size();
       for (int i = 0; i < 20; ++i) {
         const bool isAnything = made.upTo(9) == 0;
-        std::string text = '/' + made.text(4, isAnything ? std::size(kPieces) : kPlainPieces);
+        std::string text = '/' + (isAnything ? made.ruleText(4) : made.plainText(4));
         if (made.upTo(19) == 0) text += '\xFF';
         const Question question = {text, text};
         std::vector<std::size_t> expected;
