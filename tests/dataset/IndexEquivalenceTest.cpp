@@ -11,7 +11,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <new>
 #include <optional>
 #include <set>
 #include <string>
@@ -26,7 +25,6 @@
 #include "tests/support/RandomRules.h"
 #include "tests/support/Requests.h"
 #include "tests/support/ScriptedRule.h"
-#include "tests/support/Starvation.h"
 
 namespace QVL {
 namespace Test {
@@ -342,33 +340,6 @@ TEST(IndexEquivalence, OfInputsOfWhichOneIsNotUtf8) {
   const std::string failure =
       "Invalid UTF-8 sequence encountered while trying to encode UTF-32 character";
   EXPECT_EQ(bothWays(dataSet, request), std::vector<std::string>({failure, failure}));
-}
-
-// Held apart by what they allocate: a rule that is asked by itself folds the path for itself, and
-// the index uses again what the query before it needed.
-TEST(PlainWalk, AsksOneRuleAfterTheOtherAndTheIndexDoesNot) {
-  FilePathDataSet dataSet;
-  dataSet.disableCaseSensitiveSearch();
-  for (int i = 0; i < 50; ++i) {
-    const std::string text = "/folder/" + std::to_string(i) + "/*";
-    ASSERT_TRUE(dataSet.addToDataSet(std::make_unique<FilePathAvoidance>(text, AnyAccess)));
-  }
-  const auto allocatesMoreThan = [&](std::size_t spared) {
-    LookupData request = fileRequest("/FOLDER/of/another/name/a.log");
-    dataSet.isPresentInDataSet(request);
-    const Starvation starvation(spared, Hunger::OneRefusal, Whose::OperatorNew);
-    try {
-      dataSet.isPresentInDataSet(request);
-    } catch (const std::bad_alloc&) {
-    }
-    return starvation.struck();
-  };
-  EXPECT_FALSE(allocatesMoreThan(0));
-  {
-    const PlainWalk walk;
-    EXPECT_TRUE(allocatesMoreThan(4));
-  }
-  EXPECT_FALSE(allocatesMoreThan(0));
 }
 
 // A rule of a host's own that recompiles another while it is asked.
