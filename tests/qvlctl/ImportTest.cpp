@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <fstream>
+#include <nlohmann/json.hpp>
 #include <random>
 #include <regex>
 #include <set>
