@@ -189,6 +189,7 @@ class FileReader {
     if (m_parser->myDoc != nullptr) xmlFreeDoc(m_parser->myDoc);
     m_parser->myDoc = nullptr;
     if (m_thrown) std::rethrow_exception(m_thrown);
+    dropOpenRule();
     if (!m_decoded.error.empty()) {
       const Spot spot = TagScanner::spotOf(m_decoded.text, m_decoded.text.size());
       m_composition
@@ -289,6 +290,14 @@ class FileReader {
                             static_cast<std::uint32_t>(std::max(error->int2, 0))},
                            escaped(trimmed(error->message == nullptr ? "" : error->message))};
     });
+  }
+
+  // A rule that has not ended has no text yet, which is not worth a second error.
+  void dropOpenRule() {
+    for (const Open& open : m_open) {
+      if (open.syntax == nullptr || open.syntax->type != ElementType::Rule) continue;
+      m_composition.description().dataSets.back().rules.back().isDropped = true;
+    }
   }
 
   // What follows is not read.

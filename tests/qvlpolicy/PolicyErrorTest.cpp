@@ -87,6 +87,16 @@ TEST(PolicyErrors, NotXml) {
       {withLogic("", "1&2"), "p.xml:2:10: it is not well-formed XML: xmlParseEntityRef: no name\n"},
       {withLogic("", "1 < 2"),
        "p.xml:2:11: it is not well-formed XML: StartTag: invalid element name\n"},
+      // Nothing is said about a rule that has not ended.
+      {withLogic("<data-set number=\"1\" kind=\"folder\"><rule>/a&b/</rule></data-set>"),
+       "p.xml:3:46: it is not well-formed XML: EntityRef: expecting ';'\n"},
+      {withLogic("<data-set number=\"1\" kind=\"folder\"><rule>/a/</rul></data-set>"),
+       "p.xml:3:51: it is not well-formed XML: Opening and ending tag mismatch: rule line 3 and "
+       "rul\n"},
+      {withLogic("<data-set number=\"1\" kind=\"folder\"><rule>/a/\xff</rule></data-set>"),
+       "p.xml:3:45: the byte \\xFF belongs to no UTF-8 character; expected a text in the encoding "
+       "that it "
+       "says to be in\n"},
       {withLogic("") + "<second-root/>",
        "p.xml:5:1: it is not well-formed XML: Extra content at the end of the"
        " document\n"},
