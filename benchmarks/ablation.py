@@ -32,12 +32,13 @@ VARIANTS = [
     ("masks of components", INDEX, "(entry->components & lacking) == 0 && ", ""),
     ("filter of grams", INDEX, "kManyCandidates = 12;", "kManyCandidates = std::size_t{1} << 62;"),
     ("filter of keys", "qvl/match/KeyTable.h",
-     "kept += mayHold(key);", "kept += 1;"),
+     "next += mayHold(key);", "next += 1;"),
     ("keys: prefixes", KEYS, "if (m_depth > 1) add(Kind::Prefix", "if (false) add(Kind::Prefix"),
     ("keys: pairs", KEYS, "if (m_pairing && !part.empty()", "if (false && !part.empty()"),
     ("keys: extensions", KEYS, "add(Kind::Extension, hash, extension.size());", ""),
     ("keys: heads and tails", KEYS,
      "add(static_cast<Kind>(kind), hashOf(cut(length)), length);", ""),
+    ("keys: four bytes", INDEX_CODE, "m_compared.size() >= kManyCompared", "false"),
     ("least popular key", INDEX_CODE, "const std::size_t costOfKey = cost(key);",
      "const std::size_t costOfKey = 0;"),
     ("counts of keys", INDEX_CODE, "m_counts ? m_counts->of(key.key) : 0", "std::size_t{0}"),
@@ -49,6 +50,7 @@ BENCHMARKS = ["Query_Mixed10_Product", "Query_Mixed1000_Product", "Query_Mixed10
 LABELS = ["10 rules", "1,000 rules", "10,000 rules"]
 # Policies and paths of the kinds that the search for slow queries came to.
 SHAPES = [
+    "path=10000:**{i}** unit=footok0 length=4096",
     "path=1000:/**/foo/**tok{i}** unit=/foo length=4096",
     "path=1000:**/a/*n{i}* unit=/a/aa/n1 length=4096",
     "path=1000:/**/foo/*_{i}.log unit=/foo length=4096",

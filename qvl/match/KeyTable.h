@@ -103,17 +103,19 @@ class KeyTable {
     return entries ? entries->size() : 0;
   }
 
-  // Of so many keys, leaves those that something may stand under, in their order, and answers how
-  // many: nearly always those that something does stand under. Without touching the table, and
-  // without a branch for each key, as none could be foreseen.
-  std::size_t keepThoseThatMayBeThere(Key* keys, std::size_t count) const {
+  // Of the keys `keyAt(0)` to `keyAt(count - 1)` writes those that something may stand under, and
+  // answers how many: nearly always those that something does stand under. There is room for all,
+  // and they may be the keys that are asked for. Without touching the table, and without a branch
+  // for each key, as none could be foreseen.
+  template <typename KeyAt>
+  std::size_t keepThoseThatMayBeThere(std::size_t count, KeyAt keyAt, Key* kept) const {
     if (m_table.empty()) return 0;
-    std::size_t kept = 0;
+    Key* next = kept;
     const auto keep = [&](auto mayHold) {
       for (std::size_t i = 0; i < count; ++i) {
-        const Key key = keys[i];
-        keys[kept] = key;
-        kept += mayHold(key);
+        const Key key = keyAt(i);
+        *next = key;
+        next += mayHold(key);
       }
     };
     const Bits bits = m_table.bits();
@@ -123,7 +125,7 @@ class KeyTable {
       const Bits old = m_old.bits();
       keep([&](Key key) { return bits.has(key) | old.has(key); });
     }
-    return kept;
+    return static_cast<std::size_t>(next - kept);
   }
 
   // Asks for what stands under a key: a large table is far from the processor.

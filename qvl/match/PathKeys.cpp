@@ -131,6 +131,19 @@ PatternKeys keysOf(const Steps& steps) {
   return keys;
 }
 
+std::vector<PatternKey> gramKeysOf(const Steps& steps) {
+  std::vector<PatternKey> keys;
+  HashedText text;
+  for (const Step& step : steps) {
+    if (step.kind != Step::Literal) continue;
+    text.assign(step.bytes);
+    for (std::size_t at = 0; at + kGram <= text.size(); ++at) {
+      keys.push_back({keyOfGram(text.bytes(at)), Kind::Gram, 0, kGram});
+    }
+  }
+  return keys;
+}
+
 namespace {
 
 // Copies 16 bytes with ASCII letters folded, a few signs with them; one bit for each that is a
@@ -157,6 +170,13 @@ std::uint64_t foldInto(char* out, const char* text) {
 #endif
 
 }  // namespace
+
+std::size_t lastDotOfLong(std::string_view text) {
+  constexpr std::size_t kBlock = 256;
+  std::size_t end = text.size();
+  while (end > kBlock && text.substr(end - kBlock, kBlock).find('.') == text.npos) end -= kBlock;
+  return text.substr(0, end).rfind('.');
+}
 
 void HashedText::assign(std::string_view text) {
   constexpr std::size_t kStep = 16;
@@ -235,19 +255,23 @@ std::uint64_t Grams::of(const std::vector<std::string_view>& literals) {
   return all;
 }
 
-std::size_t Grams::bitsFor(std::size_t length) {
-  std::size_t bits = 1024;
-  while (bits < 16 * length && bits < 65536) bits *= 2;
-  return bits;
+std::size_t Grams::marksFor(std::size_t length) {
+  std::size_t marks = 512;
+  while (marks < 8 * length && marks < 65536) marks *= 2;
+  return marks;
 }
 
 void Grams::assign(const HashedText& text) {
-  const std::size_t bits = bitsFor(text.size());
-  m_bits.assign(bits / 64, 0);
-  m_mask = bits - 1;
-  set(0);
-  for (std::size_t at = 0; at + 2 <= text.size(); ++at) set(of2(text.bytes(at)));
-  for (std::size_t at = 0; at + 4 <= text.size(); ++at) set(of4(text.bytes(at)));
+  const std::size_t marks = marksFor(text.size());
+  m_marks.assign(marks, 0);
+  m_mask = marks - 1;
+  std::uint8_t* const all = m_marks.data();
+  const std::size_t mask = m_mask;
+  const std::size_t size = text.size();
+  const char* const bytes = text.bytes(0);
+  all[0] = 1;
+  for (std::size_t at = 2; at <= size; ++at) all[of2(bytes + at - 2) & mask] = 1;
+  for (std::size_t at = 4; at <= size; ++at) all[of4(bytes + at - 4) & mask] = 1;
 }
 
 }  // namespace PathKeys

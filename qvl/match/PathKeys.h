@@ -34,8 +34,10 @@ enum class Kind : unsigned {
   Tail8,  // the last bytes of a component
   Tail4,
   Tail2,
+  Gram,  // four bytes, wherever they stand
 };
-constexpr unsigned kKinds = 10;
+constexpr unsigned kKinds = 11;
+constexpr std::size_t kGram = 4;
 
 // A key together with what it takes to look for it.
 struct PatternKey {
@@ -45,7 +47,7 @@ struct PatternKey {
   std::size_t length;  // bytes of literal behind it
 };
 
-// What every text has that a sequence of steps matches.
+// What every text has that a sequence of steps matches. The keys are all but the grams.
 struct PatternKeys {
   std::vector<PatternKey> keys;
   std::uint64_t components = 0;  // one bit of 64 for each whole component and the extension
@@ -53,6 +55,7 @@ struct PatternKeys {
 };
 
 PatternKeys keysOf(const Steps& steps);
+std::vector<PatternKey> gramKeysOf(const Steps& steps);
 
 inline std::uint64_t mix(std::uint64_t a, std::uint64_t b) {
   const unsigned __int128 product =
@@ -83,9 +86,29 @@ inline std::uint64_t pairOf(std::uint64_t first, std::uint64_t second) {
   return mix(first, second ^ kNoComponents);
 }
 
+// Of the four bytes at a place of a HashedText.
+inline Key keyOfGram(const char* bytes) {
+  std::uint32_t gram;
+  std::memcpy(&gram, bytes, kGram);
+  const std::uint64_t product = gram * 0x9E3779B97F4A7C15u;
+  return keyOf(Kind::Gram, product >> 32 | product << 32);
+}
+
 // One bit of 64 for a component or an extension.
 inline std::uint64_t bitOf(std::uint64_t hash) {
   return std::uint64_t{1} << (hash >> 58);
+}
+
+// Where the last dot of a text stands; npos when it has none. It is nearly always near the end, and
+// is looked for there byte by byte; forwards many bytes are looked at at a time.
+std::size_t lastDotOfLong(std::string_view text);
+inline std::size_t lastDot(std::string_view text) {
+  constexpr std::size_t kNear = 16;
+  for (std::size_t i = 1; i <= kNear; ++i) {
+    if (i > text.size()) return text.npos;
+    if (text[text.size() - i] == '.') return text.size() - i;
+  }
+  return lastDotOfLong(text.substr(0, text.size() - kNear));
 }
 
 // A text made ready for hashing: in a buffer of its own, ASCII letters folded, with room around it,
@@ -175,29 +198,24 @@ class Grams {
   static std::uint64_t of(const std::vector<std::string_view>& literals);
 
   // Makes room for texts of that length, so that assign need not.
-  void reserve(std::size_t length) { m_bits.reserve(bitsFor(length) / 64); }
+  void reserve(std::size_t length) { m_marks.reserve(marksFor(length)); }
 
   void assign(const HashedText& text);
 
   bool mayHave(std::uint64_t grams) const {
-    return (bit(grams) & bit(grams >> 16) & bit(grams >> 32) & bit(grams >> 48)) != 0;
+    return (mark(grams) & mark(grams >> 16) & mark(grams >> 32) & mark(grams >> 48)) != 0;
   }
 
  private:
-  static std::size_t bitsFor(std::size_t length);
+  static std::size_t marksFor(std::size_t length);
   static std::uint16_t of4(const char* bytes);
   static std::uint16_t of2(const char* bytes);
 
-  unsigned bit(std::uint64_t gram) const {
-    const std::size_t at = gram & m_mask;
-    return static_cast<unsigned>(m_bits[at / 64] >> (at % 64)) & 1u;
-  }
-  void set(std::uint16_t gram) {
-    const std::size_t at = gram & m_mask;
-    m_bits[at / 64] |= std::uint64_t{1} << (at % 64);
-  }
+  unsigned mark(std::uint64_t gram) const { return m_marks[gram & m_mask]; }
 
-  std::vector<std::uint64_t> m_bits;
+  // A byte for each, and not a bit: setting bits one after the other has each wait for the one
+  // before it.
+  std::vector<std::uint8_t> m_marks;
   std::size_t m_mask = 0;
 };
 

@@ -105,6 +105,17 @@ const PatternKey& PatternIndex::leastPopular(const std::vector<PatternKey>& keys
   return *chosen;
 }
 
+// Where that is no good, four bytes of its literals, as long as they are not like those of most.
+PatternKey PatternIndex::keyFor(const std::vector<PatternKey>& keys, const Steps& steps) const {
+  const PatternKey& key = leastPopular(keys);
+  const std::size_t others = m_table.count(key.key);
+  if (others < kTooManyUnderOneKey) return key;
+  const std::vector<PatternKey> grams = PathKeys::gramKeysOf(steps);
+  if (grams.empty()) return key;
+  const PatternKey& gram = leastPopular(grams);
+  return m_table.count(gram.key) < others / 2 ? gram : key;
+}
+
 void PatternIndex::countKeys(const std::vector<PatternKey>& keys) {
   if (!m_counts) {
     if (m_size <= kFewPatterns) return;
@@ -126,13 +137,35 @@ void PatternIndex::use(const Place::Key& key, int change) {
 // Puts keys of the text that something may stand under into the scratch, each once, until some have
 // come together or the text ends.
 void PatternIndex::gatherKeys(std::string_view text, Scratch& scratch, Gathering& gathering) const {
+  const PathKeys::HashedText& hashed = scratch.text;
   const std::size_t enough = scratch.keys.size() + kGathered;
   do {
     std::array<PathKeys::Key, kMostAtOnce> keys;
-    const std::size_t count = m_table.keepThoseThatMayBeThere(
-        keys.data(), nextKeys(text, scratch.text, gathering, keys.data()));
+    std::size_t count;
+    if (gathering.next < hashed.components()) {
+      count = m_table.keepThoseThatMayBeThere(
+          nextKeys(text, hashed, gathering, keys.data()), [&](std::size_t i) { return keys[i]; },
+          keys.data());
+    } else {
+      const char* const gram = hashed.bytes(gathering.nextGram);
+      const std::size_t grams = std::min(gramsOf(hashed) - gathering.nextGram, kMostAtOnce);
+      count = m_table.keepThoseThatMayBeThere(
+          grams, [&](std::size_t i) { return PathKeys::keyOfGram(gram + i); }, keys.data());
+      gathering.nextGram += grams;
+    }
     for (std::size_t i = 0; i < count; ++i) scratch.keys.add(keys[i]);
-  } while (gathering.next < scratch.text.components() && scratch.keys.size() < enough);
+  } while (!isGathered(hashed, gathering) && scratch.keys.size() < enough);
+}
+
+// How many of a text are looked up.
+std::size_t PatternIndex::gramsOf(const PathKeys::HashedText& hashed) const {
+  const bool hasAny = uses(Kind::Gram) && hashed.size() >= PathKeys::kGram;
+  return hasAny ? hashed.size() + 1 - PathKeys::kGram : 0;
+}
+
+bool PatternIndex::isGathered(const PathKeys::HashedText& hashed,
+                              const Gathering& gathering) const {
+  return gathering.next == hashed.components() && gathering.nextGram == gramsOf(hashed);
 }
 
 // Writes the keys of the next few components, of those kinds that are in use, and answers how many.
@@ -145,7 +178,7 @@ std::size_t PatternIndex::nextKeys(std::string_view text, const PathKeys::Hashed
   std::uint64_t components = gathering.components;
   std::uint64_t prefix = gathering.prefix;
 
-  const std::size_t dot = begin == 0 ? text.rfind('.') : std::string_view::npos;
+  const std::size_t dot = begin == 0 ? PathKeys::lastDot(text) : std::string_view::npos;
   if (dot != std::string_view::npos) {
     const std::uint64_t hash = hashed.hash(dot + 1, text.size() - dot - 1);
     components |= PathKeys::bitOf(hash);
@@ -167,7 +200,7 @@ std::size_t PatternIndex::nextKeys(std::string_view text, const PathKeys::Hashed
     *next = PathKeys::keyOf(Kind::Prefix, prefix);
     next += depths & 1;
   }
-  gathering = {end, *hashOf, prefix, components};
+  gathering = {end, *hashOf, prefix, components, 0};
 
   for (std::size_t i = std::max<std::size_t>(begin, 1); uses(Kind::Pair) && i < end; ++i) {
     const std::size_t at = i - begin;
@@ -196,7 +229,7 @@ std::uint64_t PatternIndex::componentsOf(std::string_view text, PathKeys::Hashed
   for (std::size_t i = 0; i < hashed.components(); ++i) {
     components |= PathKeys::bitOf(hashed.hash(hashed.start(i), hashed.length(i)));
   }
-  const std::size_t dot = text.rfind('.');
+  const std::size_t dot = PathKeys::lastDot(text);
   if (dot == std::string_view::npos) return components;
   return components | PathKeys::bitOf(hashed.hash(dot + 1, text.size() - dot - 1));
 }
@@ -236,7 +269,9 @@ void PatternIndex::insert(const Program& program, Owner owner, std::uint32_t tag
   bool haveKeys = true;
   for (const Steps& steps : alternatives) {
     keys.push_back(PathKeys::keysOf(steps));
-    haveKeys = haveKeys && !keys.back().keys.empty();
+    std::vector<PatternKey>& all = keys.back().keys;
+    if (all.empty() && m_compared.size() >= kManyCompared) all = PathKeys::gramKeysOf(steps);
+    haveKeys = haveKeys && !all.empty();
   }
   std::uint64_t components = ~std::uint64_t{0};
   for (const PatternKeys& one : keys) components &= one.components;
@@ -262,7 +297,7 @@ void PatternIndex::insert(const Program& program, Owner owner, std::uint32_t tag
       return;
     }
     for (const PatternKeys& one : keys) {
-      const PatternKey& key = leastPopular(one.keys);
+      const PatternKey key = keyFor(one.keys, alternatives[entry.alternative]);
       countKeys(one.keys);
       entry.components = one.components;
       entry.grams = one.grams;

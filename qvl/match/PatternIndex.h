@@ -23,7 +23,8 @@
 namespace QVL {
 
 // An index over patterns that have a Program. Each stands, for each of a few alternatives of it,
-// under the one of its keys (see PathKeys) that the fewest stand under. A text is cut into its
+// under the one of its keys (see PathKeys) that the fewest stand under; or, without one and while
+// there are few such, among those that are compared with every text. A text is cut into its
 // components once; the patterns under its keys are the only ones that can match it, and of those
 // only the ones whose components and grams it has are run. While there are few patterns they also
 // stand in a row, which is gone through instead.
@@ -239,10 +240,15 @@ class PatternIndex {
     std::uint64_t previous = 0;                      // hash of the one before it
     std::uint64_t prefix = PathKeys::kNoComponents;  // of all before it
     std::uint64_t components = 0;  // bits of those before it, and of the extension
+    std::size_t nextGram = 0;      // place that is looked at next, behind all components
   };
 
   // From so many patterns under one key on, others that have it are looked for by pairs.
   static constexpr std::size_t kManyUnderOneKey = 24;
+  // From so many on, and when so many are compared with every text, others are looked for by four
+  // bytes of their literals: every text has as many of them as bytes.
+  static constexpr std::size_t kTooManyUnderOneKey = 512;
+  static constexpr std::size_t kManyCompared = 16;
   // Patterns of more alternatives than this are looked for by what all of those share.
   static constexpr std::size_t kMostAlternatives = 16;
 
@@ -254,6 +260,8 @@ class PatternIndex {
   template <typename Visit>
   bool visitCandidates(std::string_view text, Scratch& scratch, Work* work, Visit visit) const;
   void gatherKeys(std::string_view text, Scratch& scratch, Gathering& gathering) const;
+  std::size_t gramsOf(const PathKeys::HashedText& hashed) const;
+  bool isGathered(const PathKeys::HashedText& hashed, const Gathering& gathering) const;
   std::size_t nextKeys(std::string_view text, const PathKeys::HashedText& hashed,
                        Gathering& gathering, PathKeys::Key* keys) const;
   static Ends endsOf(const Steps& steps);
@@ -263,6 +271,8 @@ class PatternIndex {
   void use(const Place::Key& key, int change);
   bool uses(PathKeys::Kind kind) const { return m_kinds >> static_cast<unsigned>(kind) & 1; }
   const PathKeys::PatternKey& leastPopular(const std::vector<PathKeys::PatternKey>& keys) const;
+  PathKeys::PatternKey keyFor(const std::vector<PathKeys::PatternKey>& keys,
+                              const Steps& steps) const;
   void countKeys(const std::vector<PathKeys::PatternKey>& keys);
 
   std::vector<InRow> m_row;  // some patterns; all of them unless there were once too many
@@ -325,8 +335,9 @@ bool PatternIndex::visitCandidates(std::string_view text, Scratch& scratch, Work
   Gathering gathering;
   for (std::size_t visited = 0;;) {
     gatherKeys(text, scratch, gathering);
-    const bool isLast = gathering.next == scratch.text.components();
-    const std::uint64_t lacking = isLast ? ~gathering.components : 0;
+    const bool isLast = isGathered(scratch.text, gathering);
+    const bool knowsComponents = gathering.next == scratch.text.components();
+    const std::uint64_t lacking = knowsComponents ? ~gathering.components : 0;
     if (isLast && visitEntries(m_compared.data(), m_compared.data() + m_compared.size(), lacking)) {
       return true;
     }
