@@ -8,9 +8,12 @@ namespace QVL {
 
 namespace {
 
-// Those that libxml2 sets itself for a text and for entities that name entities.
+// What libxml2 sets itself for a text.
 constexpr std::size_t kLargestText = 10000000;
-constexpr int kDeepest = 40;
+
+// libxml2 counts some levels of entities that name entities more than once, and refuses an
+// attribute's value from ten on.
+constexpr int kDeepest = 8;
 
 constexpr std::size_t kTooLarge = kLargestText + 1;
 
@@ -107,7 +110,7 @@ bool EntityLimits::admitDocument() {
 
 bool EntityLimits::admit(const char* text, const xmlNode* replaced) {
   if (!text || !m_document->intSubset) return true;
-  const std::size_t added = sizeOfReferences(reinterpret_cast<const xmlChar*>(text), 0);
+  const std::size_t added = extentOfReferences(reinterpret_cast<const xmlChar*>(text), 0).size;
   if (added == 0) return true;
   std::size_t size = sizeOfTree(xmlDocGetRootElement(m_document));
   const bool hasChildren =
@@ -123,7 +126,7 @@ std::size_t EntityLimits::sizeOfTree(const xmlNode* root) {
   std::size_t size = 0;
   for (const xmlNode* node = root; node && size < kTooLarge; node = following(node, root)) {
     if (node->type == XML_ENTITY_REF_NODE) {
-      size = sum(size, sizeOf(node->name, 0));
+      size = sum(size, extentOf(node->name, 0).size);
     } else if (node->type == XML_ELEMENT_NODE) {
       for (const xmlAttr* attribute = node->properties; attribute; attribute = attribute->next) {
         size = sum(size, sizeOfReferences(attribute->children));
@@ -133,37 +136,45 @@ std::size_t EntityLimits::sizeOfTree(const xmlNode* root) {
   return size;
 }
 
-std::size_t EntityLimits::sizeOf(const xmlChar* entityName, int depth) {
-  if (depth >= kDeepest) return kTooLarge;
+void EntityLimits::Extent::add(const Extent& other) {
+  size = sum(size, other.size);
+  levels = std::max(levels, other.levels);
+}
+
+EntityLimits::Extent EntityLimits::extentOf(const xmlChar* entityName, int depth) {
+  if (depth >= kDeepest) return {kTooLarge, 1};
   const xmlEntity* const entity = xmlGetDocEntity(m_document, entityName);
-  if (!entity || !entity->content) return 0;  // undeclared or external: stays unresolved
+  if (!entity || !entity->content) return {};  // undeclared or external: stays unresolved
   // Too large until it is known: what contains itself has no size.
-  const auto [known, isNew] = m_sizes.try_emplace(entity, kTooLarge);
+  const auto [known, isNew] = m_extents.try_emplace(entity, Extent{kTooLarge, 1});
   if (isNew) {
-    known->second = sum(std::strlen(reinterpret_cast<const char*>(entity->content)),
-                        sizeOfReferences(entity->content, depth + 1));
+    Extent extent = extentOfReferences(entity->content, depth + 1);
+    extent.add({std::strlen(reinterpret_cast<const char*>(entity->content)), 0});
+    // Levels are counted from below: an entity may be known before a deeper one that names it.
+    if (++extent.levels > kDeepest) extent.size = kTooLarge;
+    known->second = extent;
   }
   return known->second;
 }
 
-std::size_t EntityLimits::sizeOfReferences(const xmlChar* text, int depth) {
-  std::size_t size = 0;
+EntityLimits::Extent EntityLimits::extentOfReferences(const xmlChar* text, int depth) {
+  Extent extent;
   const char* next = reinterpret_cast<const char*>(text);
-  while (size < kTooLarge && (next = std::strchr(next, '&')) != nullptr) {
+  while (extent.size < kTooLarge && (next = std::strchr(next, '&')) != nullptr) {
     ++next;
     const std::string name(next, std::strcspn(next, "&;"));
     next += name.size();
     if (*next == ';') {
-      size = sum(size, sizeOf(reinterpret_cast<const xmlChar*>(name.c_str()), depth));
+      extent.add(extentOf(reinterpret_cast<const xmlChar*>(name.c_str()), depth));
     }
   }
-  return size;
+  return extent;
 }
 
 std::size_t EntityLimits::sizeOfReferences(const xmlNode* list) {
   std::size_t size = 0;
   for (const xmlNode* node = list; node; node = node->next) {
-    if (node->type == XML_ENTITY_REF_NODE) size = sum(size, sizeOf(node->name, 0));
+    if (node->type == XML_ENTITY_REF_NODE) size = sum(size, extentOf(node->name, 0).size);
   }
   return size;
 }

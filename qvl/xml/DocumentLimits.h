@@ -60,13 +60,21 @@ class EntityLimits {
   bool admit(const char* text, const xmlNode* replaced);
 
  private:
-  std::size_t sizeOf(const xmlChar* entityName, int depth);
-  std::size_t sizeOfReferences(const xmlChar* text, int depth);
+  // What entities stand for.
+  struct Extent {
+    std::size_t size = 0;
+    int levels = 0;  // of entities within entities
+
+    void add(const Extent& other);
+  };
+
+  Extent extentOf(const xmlChar* entityName, int depth);
+  Extent extentOfReferences(const xmlChar* text, int depth);
   std::size_t sizeOfReferences(const xmlNode* list);
   std::size_t sizeOfTree(const xmlNode* root);
 
   xmlDoc* m_document;
-  std::map<const xmlEntity*, std::size_t> m_sizes;
+  std::map<const xmlEntity*, Extent> m_extents;
 };
 
 }  // namespace QVL

@@ -27,7 +27,7 @@ typedef struct _xmlDoc xmlDoc;
 // Parsing reads no other file and no network. A document that goes beyond one of these limits
 // counts as one that could not be parsed, and an edit that would lead beyond them changes nothing
 // and answers false:
-//   - 10,000,000 bytes of text for which the entity references of the document stand, and forty
+//   - 10,000,000 bytes of text for which the entity references of the document stand, and eight
 //     levels of entities within entities
 //   - 1,000 attributes of one element, declarations of name spaces included
 //   - elements within elements: 256 levels by edits, and what libxml2 parses (257 in 2.9.14)

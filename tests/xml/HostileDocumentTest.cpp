@@ -327,6 +327,53 @@ TEST_F(HostileDocument, EntitiesOfTheWholeDocumentAreLimitedWhateverEditsBringTh
   EXPECT_TRUE(canBeReadAgain(document));
 }
 
+// To the byte.
+TEST_F(HostileDocument, EntitiesMayComeToTenMillionBytes) {
+  const std::string declared =
+      "<!DOCTYPE r [<!ENTITY e '" + std::string(100000, 'x') + "'><!ENTITY f 'x'>]>";
+  const std::string most = repeated("&e;", 100);
+  TextDocument edited(declared + "<r><c/><d/></r>");
+  EXPECT_FALSE(edited.setXPathElement("/r/c", (most + "&f;").c_str()));
+  EXPECT_TRUE(edited.setXPathElement("/r/c", most.c_str()));
+  EXPECT_FALSE(edited.setXPathElement("/r/d", "&f;"));
+  EXPECT_TRUE(canBeReadAgain(edited));
+  for (const bool isMore : {false, true}) {
+    TextDocument parsed(declared + "<r><c>" + most + (isMore ? "&f;" : "") + "</c></r>");
+    EXPECT_EQ(parsed.isXPathElementExists("/r"), !isMore);
+  }
+}
+
+TEST_F(HostileDocument, EntitiesMayBeNestedEightDeep) {
+  for (const std::string& beside : {std::string(), std::string("text"), std::string(1000, 'x')}) {
+    std::string entities = "<!ENTITY e1 'text'>";
+    for (int i = 2; i <= 9; ++i) {
+      entities +=
+          "<!ENTITY e" + std::to_string(i) + " '" + beside + "&e" + std::to_string(i - 1) + ";'>";
+    }
+    const std::string declared = "<!DOCTYPE r [" + entities + "]>";
+    TextDocument edited(declared + "<r a='1'><c/><d/></r>");
+    EXPECT_FALSE(edited.setXPathElement("/r/c", "&e9;"));
+    EXPECT_FALSE(edited.setXPathElement("/r/c", "&e5; &e8; &e9;")) << "those it names come first";
+    EXPECT_FALSE(edited.setXPathElement("/r/@a", "&e9;"));
+    EXPECT_TRUE(edited.setXPathElement("/r/c", "&e8;"));
+    EXPECT_TRUE(edited.setXPathElement("/r/d", "&e5; &e8; &e1; &e8;"));
+    EXPECT_TRUE(edited.setXPathElement("/r/@a", "&e8;"));
+    EXPECT_TRUE(canBeReadAgain(edited));
+    for (const bool isMore : {false, true}) {
+      TextDocument parsed(declared + "<r><c>" + (isMore ? "&e9;" : "&e8;") + "</c></r>");
+      EXPECT_EQ(parsed.isXPathElementExists("/r"), !isMore);
+    }
+  }
+}
+
+// Its declaration asks for it once, too.
+TEST_F(HostileDocument, ParameterEntitiesMayBeAskedForAThousandTimes) {
+  for (const auto& [times, taken] : {std::pair(999, true), std::pair(1000, false)}) {
+    TextDocument document("<!DOCTYPE r [<!ENTITY % p ' '>" + repeated("%p;", times) + "]><r/>");
+    EXPECT_EQ(document.isXPathElementExists("/r"), taken) << times;
+  }
+}
+
 TEST_F(HostileDocument, EditNestsNoDeeperThanCanBeReadAgain) {
   TextDocument document(nested(254));
   EXPECT_TRUE(document.AddNewElementNodeEx("//a", "a", nullptr));
