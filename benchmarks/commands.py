@@ -6,8 +6,8 @@
 
 BEFORE and NOW are two programs `qvlctl`. Both are run in turns with examples/linux-server.xml, asked about one
 process and one kind of access, which every build can; what the matrix of all of them costs is told for NOW, by
-question. Prints a table: medians of the processor time, user and system, and the median of the ratios of
-neighbouring runs; with --instructions, those that valgrind counts, which a busy machine does not change.
+question. Prints a table: medians of the processor time, user and system, and the medians of the ratios of
+neighbouring runs, of processor time and by the clock; with --instructions, those that valgrind counts, which a busy machine does not change.
 """
 
 import argparse
@@ -19,6 +19,7 @@ import resource
 import statistics
 import subprocess
 import tempfile
+import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 POLICY = str(ROOT / "examples/linux-server.xml")
@@ -29,7 +30,7 @@ ENDINGS = ["o", "png", "log", "cpp", "js", "conf", "deb", "h", "docx", "ibd"]
 
 
 def instructions(program, arguments, paths):
-    """In millions, as callgrind counts them."""
+    """In millions, as callgrind counts them. They take no time of their own."""
     with open(paths, "rb") if paths else open(os.devnull, "rb") as standard_input:
         counted = ["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null", program, *arguments]
         done = subprocess.run(counted, stdin=standard_input, stdout=subprocess.DEVNULL,
@@ -37,11 +38,12 @@ def instructions(program, arguments, paths):
     found = re.search(rb"Collected : (\d+)", done.stderr)
     if done.returncode not in (0, 1) or not found:
         raise SystemExit(f"{' '.join(counted)}: {done.stderr.decode()}")
-    return int(found[1]) / 1e6
+    return int(found[1]) / 1e6, None
 
 
 def processor_time(program, arguments, paths):
-    """In seconds. Standard output goes nowhere."""
+    """In seconds, and those that went by. Standard output goes nowhere."""
+    began = time.perf_counter()
     before = resource.getrusage(resource.RUSAGE_CHILDREN)
     with open(paths, "rb") if paths else open(os.devnull, "rb") as standard_input:
         done = subprocess.run([program, *arguments], stdin=standard_input, stdout=subprocess.DEVNULL,
@@ -49,7 +51,8 @@ def processor_time(program, arguments, paths):
     if done.returncode not in (0, 1):
         raise SystemExit(f"{program} {' '.join(arguments)}: {done.stderr.decode()}")
     after = resource.getrusage(resource.RUSAGE_CHILDREN)
-    return after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime
+    elapsed = time.perf_counter() - began
+    return after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime, elapsed
 
 
 def write_paths(file, count):
@@ -100,7 +103,9 @@ def main():
             ("audit, JSON", files, ["audit", "-p", POLICY, *ONE, "--format", "json", tree], None),
             ("diff", files, ["diff", "-p", POLICY, "--with", next_policy, *ONE, tree], None),
         ]
-        print("| command | before | now | now / before |\n| :--- | ---: | ---: | ---: |", flush=True)
+        clock = "" if options.instructions else " by the clock |"
+        print(f"| command | before | now | now / before |{clock}\n| :--- | ---: | ---: | ---: |{clock and ' ---: |'}",
+              flush=True)  # fmt: skip
         for name, count, arguments, given in runs:
             if options.only and name.split()[0].rstrip(",") not in options.only:
                 continue
@@ -109,9 +114,10 @@ def main():
                 turns = [(before, options.before), (now, options.now)]
                 for times, program in turns if i % 2 == 0 else turns[::-1]:
                     times.append(cost(program, arguments, given))
-            ratio = statistics.median(n / b for n, b in zip(now, before))
-            print(f"| {name}, {count:,} | {statistics.median(before):.2f} {unit} | {statistics.median(now):.2f} {unit} "
-                  f"| {ratio:.2f} |", flush=True)  # fmt: skip
+            ratios = [statistics.median(n[i] / b[i] for n, b in zip(now, before)) for i in (0, 1) if now[0][i]]
+            cells = [statistics.median(one[0] for one in times) for times in (before, now)]
+            print(f"| {name}, {count:,} | {cells[0]:.2f} {unit} | {cells[1]:.2f} {unit} | "
+                  f"{' | '.join(f'{ratio:.2f}' for ratio in ratios)} |", flush=True)  # fmt: skip
         if options.only:
             return
         print("\n| with the matrix | now | questions a file | each |\n| :--- | ---: | ---: | ---: |")
@@ -120,8 +126,8 @@ def main():
             ("diff", 4, ["diff", "-p", POLICY, "--with", next_policy, tree]),
             ("test", 4, ["test", "-p", POLICY, cases]),
         ):
-            alone = [cost(options.now, [*arguments, *ONE], None) for _ in range(options.rounds)]
-            whole = [cost(options.now, arguments, None) for _ in range(options.rounds)]
+            alone = [cost(options.now, [*arguments, *ONE], None)[0] for _ in range(options.rounds)]
+            whole = [cost(options.now, arguments, None)[0] for _ in range(options.rounds)]
             count = million if name == "test" else files
             each = (statistics.median(whole) - statistics.median(alone)) / (questions - 1) / count
             print(f"| {name}, {count:,} | {statistics.median(whole):.2f} {unit} | {questions} "

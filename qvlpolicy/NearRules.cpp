@@ -22,8 +22,13 @@ namespace {
 
 constexpr std::size_t kMaxNearRules = 5;
 
-// How many rules are made anew and asked for one difference, at most.
+// How many rules are asked for one difference, at most.
 constexpr std::size_t kMaxTried = 200;
+
+// How many bytes of texts the rules have that are kept without a difference, at most. Made, a rule
+// takes some ten times its text.
+constexpr std::size_t kMostKeptBytes = 131072;
+constexpr std::size_t kBytesOfARule = 100;  // beside its text
 
 constexpr Difference kAllDifferences[] = {
     Difference::Case,       Difference::Normalisation, Difference::Slash,  Difference::Alias,
@@ -276,27 +281,58 @@ bool mayMatch(const std::vector<std::string>& pieces, const std::vector<std::str
   });
 }
 
-// Does the rule match one of the texts?
-bool matches(const DataSet& switches, const Rule& rule, QVL::LookupData request,
-             const std::vector<std::string>& texts) {
-  try {
-    const std::unique_ptr<QVL::IAvoidance> made = makeRule(switches, rule);
-    std::string& text = switches.kind == Kind::Process ? request.m_processName : request.m_filePath;
-    for (const std::string& other : texts) {
-      text = other;
-      if (made->canAvoid(request)) return true;
-    }
-  } catch (const std::bad_alloc&) {
-    throw;
-  } catch (const QVL::QVLException&) {
-    // No such rule.
-  } catch (const std::exception&) {
-    // A text that the expression cannot read.
+// How much of what is kept a rule of the data set takes.
+std::size_t keptBytesOf(const DataSet& dataSet, const Rule& rule) {
+  std::size_t bytes = kBytesOfARule + rule.text.size();
+  for (const Keyword& keyword : dataSet.keywords) {
+    for (const std::string& value : keyword.values) bytes += value.size();
   }
-  return false;
+  return bytes;
 }
 
 }  // namespace
+
+// A rule without a difference.
+struct NearRules::Variant {
+  Variant(Difference difference, const DataSet& dataSet, const Rule& like) : rule(like) {
+    rule.text = ruleTextWithout(difference, dataSet.kind, like.text);
+    rule.includeSubfolders |= difference == Difference::Subfolders;
+    differs = rule.text != like.text || rule.includeSubfolders != like.includeSubfolders;
+    pieces = piecesOf(switchesWithout(difference, dataSet), rule.text);
+  }
+
+  // Does it match one of the texts?
+  bool matches(Difference difference, const DataSet& dataSet, QVL::LookupData request,
+               const std::vector<std::string>& texts) {
+    try {
+      std::call_once(isMade, [&] {
+        try {
+          made = makeRule(switchesWithout(difference, dataSet), rule);
+        } catch (const QVL::QVLException&) {
+          // No such rule.
+        }
+      });
+      if (!made) return false;
+      std::string& text =
+          dataSet.kind == Kind::Process ? request.m_processName : request.m_filePath;
+      for (const std::string& other : texts) {
+        text = other;
+        if (made->canAvoid(request)) return true;
+      }
+    } catch (const std::bad_alloc&) {
+      throw;
+    } catch (const std::exception&) {
+      // A text that the expression cannot read.
+    }
+    return false;
+  }
+
+  Rule rule;
+  bool differs;
+  std::vector<std::string> pieces;
+  std::once_flag isMade;
+  std::unique_ptr<QVL::IAvoidance> made;
+};
 
 NearRules::NearRules(const Description& description) : m_description(description) {}
 
@@ -314,6 +350,24 @@ const std::vector<NearRules::Index>& NearRules::indexes() const {
     m_indexes = std::move(made);
   });
   return m_indexes;
+}
+
+std::shared_ptr<NearRules::Variant> NearRules::variantOf(const VariantKey& key) const {
+  const std::lock_guard lock(m_keptMutex);
+  const auto found = m_kept.find(key);
+  if (found != m_kept.end()) return found->second;
+  const auto& [difference, i, j] = key;
+  const DataSet& dataSet = m_description.dataSets[i];
+  auto variant = std::make_shared<Variant>(difference, dataSet, dataSet.rules[j]);
+  const std::size_t bytes = keptBytesOf(dataSet, dataSet.rules[j]);
+  if (bytes > kMostKeptBytes) return variant;
+  if (m_keptBytes + bytes > kMostKeptBytes) {
+    m_kept.clear();
+    m_keptBytes = 0;
+  }
+  m_kept.emplace(key, variant);
+  m_keptBytes += bytes;
+  return variant;
 }
 
 std::vector<NearRule> NearRules::find(const QVL::LookupData& request,
@@ -342,22 +396,17 @@ std::vector<NearRule> NearRules::find(const QVL::LookupData& request,
       std::sort(candidates.begin(), candidates.end());
       candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
 
-      const DataSet switches = switchesWithout(difference, dataSet);
       const bool asksTheSame = texts.size() == 1 && texts.front() == text &&
                                !isOneOf(difference, {Difference::Case, Difference::Wildcards});
       for (std::size_t at = 0; at < candidates.size() && tried < kMaxTried; ++at) {
         const std::size_t j = candidates[at];
-        const Rule& rule = dataSet.rules[j];
-        const std::string ruleText = ruleTextWithout(difference, dataSet.kind, rule.text);
-        const bool includesMore = difference == Difference::Subfolders && !rule.includeSubfolders;
+        const std::shared_ptr<Variant> variant = variantOf({difference, i, j});
         // A rule that has no such difference does not match without it either.
-        if (asksTheSame && !includesMore && ruleText == rule.text) continue;
-        if (!mayMatch(piecesOf(switches, ruleText), foldedTexts)) continue;
+        if (asksTheSame && !variant->differs) continue;
+        if (!mayMatch(variant->pieces, foldedTexts)) continue;
         ++tried;
-        Rule variant = rule;
-        variant.text = ruleText;
-        variant.includeSubfolders |= includesMore;
-        if (!matches(switches, variant, request, texts) || !known.insert({i, j}).second) continue;
+        if (!variant->matches(difference, dataSet, request, texts)) continue;
+        if (!known.insert({i, j}).second) continue;
         found.push_back({i, j, difference});
         if (found.size() == kMaxNearRules) return found;
       }

@@ -7,6 +7,7 @@
 #include <malloc.h>
 #endif
 
+#include <algorithm>
 #include <cstddef>
 #include <functional>
 #include <string>
@@ -99,6 +100,25 @@ TEST(NearRules, TakeWithAllSearchesHalfTheMemoryOfAPolicyAtMost) {
     EXPECT_LE(static_cast<double>(ofExplanations), 1.5 * static_cast<double>(ofLookups))
         << shape.attributes << ' ' << shape.ruleOf("1");
   }
+}
+
+TEST(NearRules, KeepFewOfTheRulesThatTheyMake) {
+  std::string rules;
+  for (int i = 0; i < 5000; ++i) {
+    rules += "<rule>/srv/" + std::to_string(i) + "/**/x*.db</rule>";
+  }
+  const auto loaded = Policy::parse(dataSetOf("kind='file-path'", rules), "p.xml").policy;
+  ASSERT_TRUE(loaded);
+  nearRulesOf(*loaded, "/x/y.z");
+  const std::size_t before = heap();
+  std::size_t most = 0;
+  std::size_t found = 0;
+  for (int i = 0; i < 5000; ++i) {
+    found += nearRulesOf(*loaded, "/SRV/" + std::to_string(i) + "/x.db").size();
+    most = std::max(most, std::max(heap(), before) - before);
+  }
+  EXPECT_GE(found, 5000u);
+  EXPECT_LE(most, 4000000u);
 }
 
 #endif

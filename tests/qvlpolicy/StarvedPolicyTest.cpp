@@ -110,5 +110,33 @@ TEST(StarvedPolicy, IsReadAsEverOrNotAtAll) {
 #endif
 }
 
+// A path that is near the same rules as the last one is told so without making those rules again:
+// the allocations are counted, which are the same on every machine.
+TEST(NearRulesOfOnePathAfterAnother, AreMadeOnce) {
+  std::string rules;
+  for (int i = 0; i < 50; ++i) rules += "<rule>/srv/?*" + std::to_string(i) + "/*.db</rule>";
+  const Loaded loaded = Policy::parse(
+      policy("<logic>1</logic><data-set number=\"1\" kind=\"file-path\">" + rules + "</data-set>"),
+      "policy.xml");
+  ASSERT_TRUE(loaded.policy);
+  // Does a search end with so many allocations, or does it want more?
+  const auto suffices = [&](std::size_t allocations, const std::string& path) {
+    const Question request = {path, ""};
+    const Explanation explanation = loaded.policy->explain(request);
+    const Starvation starvation(allocations, Hunger::ForGood, Whose::OperatorNew);
+    try {
+      loaded.policy->nearRules(request, explanation);
+    } catch (const std::bad_alloc&) {
+    }
+    return !starvation.struck();
+  };
+  EXPECT_TRUE(suffices(1000000, "/x/none"));  // makes the index
+  const std::size_t few = 500;
+  EXPECT_FALSE(suffices(few, "/SRV/x0123456789/y.db"));
+  EXPECT_TRUE(suffices(1000000, "/SRV/x0123456789/y.db"));
+  EXPECT_TRUE(suffices(few, "/SRV/x0123456789/y.db"));
+  EXPECT_TRUE(suffices(few, "/SRV/y0123456789/z.db"));
+}
+
 }  // namespace
 }  // namespace qvlpolicy
