@@ -131,6 +131,16 @@ bool Beginnings::Walk::next() {
   return false;
 }
 
+// Does a pattern read on that is no sequence of signs from the last branch on?
+bool Beginnings::Walk::readsOn(const Member& member) {
+  const Branch& branch = m_branches.back();
+  const Places places = copyOf(branch.places);
+  clearAround(places);
+  const bool answer = signsFrom(member, branch.depth).readsOn(m_ofText, wordsOf(places));
+  m_words.resize(places.begin);
+  return answer;
+}
+
 // Follows the patterns from `begin` to `end` as far as they agree, and from there on by a branch,
 // which keeps the places. True when all of them read on.
 bool Beginnings::Walk::follow(Places places, std::size_t depth) {
@@ -193,8 +203,7 @@ bool Beginnings::Walk::step(const LiteralSet& literals, Places& places) {
 
 bool Beginnings::Walk::step(const Program& group, Places& places) {
   const Places ends = add();
-  std::fill_n(wordsOf(places), places.first, Word{0});
-  std::fill(wordsOf(places) + places.end, wordsOf(places) + m_wordsOfPlaces, Word{0});
+  clearAround(places);
   const bool readsOn = group.leads(m_ofText, wordsOf(places), wordsOf(ends));
   moveTo(ends, places);
   return readsOn;
@@ -224,8 +233,24 @@ bool Beginnings::Walk::read(std::string_view literal, Places& places) {
   return false;
 }
 
+// Reads one byte. From the last word to the first, so that none waits for the one before it.
+bool Beginnings::Walk::readByRow(unsigned char byte, Places& places) {
+  const Word* const row = m_rows.row(byte);
+  if (row == nullptr) return false;
+  Word* const words = wordsOf(places);
+  if (places.end < m_wordsOfPlaces) words[places.end++] = 0;
+  for (std::size_t block = places.end - 1; block > places.first; --block) {
+    words[block] =
+        (words[block] & row[block]) << 1 | (words[block - 1] & row[block - 1]) >> (kBits - 1);
+  }
+  words[places.first] = (words[places.first] & row[places.first]) << 1;
+  narrow(places);
+  return true;
+}
+
 // Reads one byte or character.
 void Beginnings::Walk::read(Sign sign, Places& places) {
+  if (sign < 256 && readByRow(byteOf(sign), places)) return;
   Word* const words = wordsOf(places);
   Word carry = 0;
   std::size_t block = places.first;
@@ -269,6 +294,11 @@ Beginnings::Walk::Places Beginnings::Walk::copyOf(const Places& places) {
   std::copy(wordsOf(places) + places.first, wordsOf(places) + places.end,
             wordsOf(copy) + places.first);
   return copy;
+}
+
+void Beginnings::Walk::clearAround(const Places& places) {
+  std::fill_n(wordsOf(places), places.first, Word{0});
+  std::fill(wordsOf(places) + places.end, wordsOf(places) + m_wordsOfPlaces, Word{0});
 }
 
 // The last that were added take the place of others.

@@ -100,7 +100,8 @@ class Beginnings {
     // Those.
     Iterator begin;
     Iterator end;
-    bool isCertain = false;  // they all do; else each is to be asked
+    bool isCertain = false;  // they all do; else each is to be asked:
+    bool readsOn(const Member& member);
 
     std::uint64_t steps = 0;
 
@@ -114,10 +115,12 @@ class Beginnings {
     bool step(const LiteralSet& literals, Places& places);
     bool step(const Program& group, Places& places);
     bool read(std::string_view literal, Places& places);
+    bool readByRow(unsigned char byte, Places& places);
     void read(Sign sign, Places& places);
     void run(Places& places);
     Places add();
     Places copyOf(const Places& places);
+    void clearAround(const Places& places);
     void moveTo(const Places& last, Places& places);
     void narrow(Places& places) const;
     bool hasEnd(const Places& places) const;
@@ -164,7 +167,7 @@ bool Beginnings::eachThatReadsOn(Text& text, bool folded, Found found, std::uint
   Walk walk(m_members, text, folded);
   while (!stopped && walk.next()) {
     for (Iterator at = walk.begin; !stopped && at != walk.end; ++at) {
-      stopped = (walk.isCertain || (*at)->program->readsOn(text)) && found((*at)->owner);
+      stopped = (walk.isCertain || walk.readsOn(**at)) && found((*at)->owner);
     }
   }
   if (steps) *steps += walk.steps;

@@ -723,6 +723,20 @@ class Program::Run {
     return m_readsOn || (m_reads >> (m_text.size() % kBits) & 1) != 0;
   }
 
+  // Having read the text from these places by two spans of instructions, one behind the other,
+  // could the program read another character?
+  bool readsOn(const Word* places, Span first, Span second) {
+    const std::size_t words = ByteRows::wordsFor(m_text.size());
+    for (m_block = 0; m_block < words; ++m_block) {
+      m_reads = 0;
+      if (places[m_block] == 0 && !m_carried) continue;
+      prepareBlock();
+      run(second.begin, second.end, run(first.begin, first.end, places[m_block]));
+      if (m_readsOn) return true;
+    }
+    return (m_reads >> (m_text.size() % kBits) & 1) != 0;
+  }
+
   // Having read the text, could the program read another character?
   bool readsOn() {
     Word now = 1;
@@ -1298,6 +1312,15 @@ bool Program::hasNextLiteral(std::size_t i, std::size_t last, std::string_view r
 bool Program::leads(Text& text, const std::uint64_t* places, std::uint64_t* ends) const {
   return text.isAscii() ? Run<true, true>(*this, text).leads(places, ends)
                         : Run<false, true>(*this, text).leads(places, ends);
+}
+
+bool Program::Signs::readsOn(Text& text, const std::uint64_t* places) const {
+  const std::size_t size = m_program.m_code.size();
+  const bool isInGroup = m_alternative != 0;
+  const Span first{m_at, isInGroup ? m_alternative : size};
+  const Span second{isInGroup ? m_group : size, size};
+  return text.isAscii() ? Run<true, true>(m_program, text).readsOn(places, first, second)
+                        : Run<false, true>(m_program, text).readsOn(places, first, second);
 }
 
 bool Program::readsOn(Text& text) const {

@@ -127,6 +127,12 @@ class Program {
   template <bool ascii, bool pending>
   class Run;
 
+  // Instructions that come one behind the other.
+  struct Span {
+    std::size_t begin;
+    std::size_t end;
+  };
+
   explicit Program(bool caseSensitive) : m_caseSensitive(caseSensitive) {}
 
   // From where on there may be several ways to read on.
@@ -229,6 +235,10 @@ class Program::Signs {
   const Program* group() const;
 
   static bool isLast(Sign sign) { return sign >= kAnything; }
+
+  // Could the program, going on from here at these places, read another character behind the
+  // UTF-8 part of the text? The places are a row, as those of Program::leads; the sign is an Other.
+  bool readsOn(Text& text, const std::uint64_t* places) const;
 
  private:
   static constexpr std::uint32_t kMostChoices = 16;

@@ -36,6 +36,14 @@ class ByteRows {
     return row.madeFor == m_assignment ? m_words[row.begin + block] : makeRow(byte, block);
   }
 
+  // The whole row, wordsFor() the text; null when the text is so long that rows are not kept.
+  // Stays until another row is asked for.
+  const Word* row(unsigned char byte) {
+    word(byte, 0);
+    const Row& row = m_rows[byte];
+    return row.madeFor == m_assignment ? m_words.data() + row.begin : nullptr;
+  }
+
   // Gives back what a long text needed.
   void shrink();
 
