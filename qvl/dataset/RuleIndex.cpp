@@ -16,6 +16,10 @@ constexpr std::size_t kLongText = std::size_t{64} * 1024;
 // key order: it will hardly be far.
 constexpr std::size_t kMostThrowing = 64;
 
+// A text longer than this is no path of every day.
+constexpr std::size_t kSlowText = 1024;
+constexpr std::size_t kFirstFew = 16;
+
 bool sameRequest(const LookupData& a, const LookupData& b) {
   return a.m_accessType == b.m_accessType && a.m_filePath == b.m_filePath &&
          a.m_processName == b.m_processName;
@@ -258,9 +262,24 @@ std::optional<RuleIndex::First> RuleIndex::firstOf(const LookupData& request, bo
   };
   for (std::size_t i = 0; i < kRuleInputs; ++i) {
     if (!texts[i] || !texts[i]->isUtf8()) continue;
+    if (texts[i]->plain().size() > kSlowText && firstFewMatch(i, *texts[i], admits, found)) break;
     if (m_patterns[i]->find(*texts[i], scratch.patterns, admits, isBefore, found)) break;
   }
   return first;
+}
+
+// To look up a long text takes as long as trying several patterns: so the first ones are tried
+// before, and where one matches, the walk is hardly faster.
+template <typename Admits, typename Found>
+bool RuleIndex::firstFewMatch(std::size_t input, Text& text, Admits admits, Found found) const {
+  const Rule* rule = m_first;
+  for (std::size_t i = 0; i < kFirstFew && rule && rule->input == input; ++i, rule = rule->next) {
+    const std::optional<bool> answer = admits(RuleView::accessTypeOf(*RuleView::of(*rule->rule)))
+                                           ? rule->place.member.program->matchesAtOnce(text)
+                                           : false;
+    if (answer && *answer) return found(rule);
+  }
+  return false;
 }
 
 // Asks the rules that have to be asked, in key order, as far as the first of the others.

@@ -95,6 +95,8 @@ class RuleIndex {
     const Rule* rule = nullptr;  // null: none matches or throws
     bool throws = false;         // it reads what is no character
   };
+  template <typename Admits, typename Found>
+  bool firstFewMatch(std::size_t input, Text& text, Admits admits, Found found) const;
   std::optional<First> firstOf(const LookupData& request, bool checkAccessType,
                                Scratch& scratch) const;
   std::optional<bool> ask(LookupData& request, bool checkAccessType, const First& first,

@@ -431,7 +431,8 @@ bool PatternIndex::find(Text& text, Scratch& scratch, Admits admits, IsBefore is
     return (oneText || !entry.folded) && visit(entry);
   };
   const auto visitFolded = [&](const Entry& entry) { return entry.folded && visit(entry); };
-  return visitCandidates(text.plain(), scratch, work, visitPlain) ||
+  const bool hasPlain = oneText || m_folded < m_size;
+  return (hasPlain && visitCandidates(text.plain(), scratch, work, visitPlain)) ||
          (!oneText && visitCandidates(text.folded(), scratch, work, visitFolded)) || runOpen();
 }
 

@@ -158,6 +158,7 @@ class ProgramCompiler {
         !m_rare.shared.empty()) {
       m_program.m_rare = std::make_unique<const Program::Rare>(std::move(m_rare));
     }
+    m_program.m_choices = Program::Signs::countChoices(m_program);
     return true;
   }
 
@@ -469,11 +470,12 @@ Program::Code::Code(const std::vector<Instruction>& instructions, std::string_vi
   if (!bytes.empty()) std::memcpy(m_memory.get() + m_size, bytes.data(), bytes.size());
 }
 
-std::uint32_t Program::Signs::choices(const Program& program) {
+std::uint32_t Program::Signs::countChoices(const Program& program) {
   // Past the groups, whatever their alternatives lead to.
   Signs signs(program, 0);
   while (!isLast(signs.sign())) {
     signs.advance(1);
+    if (signs.m_choices > kMostChoices) return 1;
     if (signs.m_alternative == 0) continue;
     signs.m_at = signs.m_group;
     signs.m_alternative = 0;
@@ -495,7 +497,7 @@ Program::Signs::Sign Program::Signs::sign() const {
       return kind == Op::Bytes ? byte() : signOf(kind);
     }
     case Op::Group:
-      return m_alternative == 0 && code.from <= kMostChoices / m_choices ? kLook : kOther;
+      return m_alternative == 0 && m_program.m_choices > 1 ? kLook : kOther;
     case Op::Literals:
       return reinterpret_cast<std::uintptr_t>(literals());
     case Op::Shared:

@@ -196,6 +196,7 @@ class Program {
   Code m_code;
   std::unique_ptr<const Rare> m_rare;  // null: nothing
   Room m_room;                         // those of what it shares included
+  std::uint32_t m_choices = 2;         // of sequences of signs; above 1 groups are gone into
   std::uint32_t m_loops = 0;           // how many there are
   std::uint32_t m_leastLength = 0;     // no shorter text matches, in bytes
   std::uint32_t m_suffix = 0;  // the length of the literal at the end, if it is not the first step
@@ -219,8 +220,9 @@ class Program::Signs {
   static constexpr Sign kEnd = ~Sign{2};       // the program ends
   static constexpr Sign kOther = ~Sign{1};     // what comes is no sequence of signs
 
-  // How many sequences a program has: a group that would give more than a few is an Other.
-  static std::uint32_t choices(const Program& program);
+  // How many sequences a program has: one, in which a group is an Other, if its groups would give
+  // more than a few.
+  static std::uint32_t choices(const Program& program) { return program.m_choices; }
 
   // `program` outlives the object; `choice` is below its number of choices.
   Signs(const Program& program, std::uint32_t choice) : m_program(program), m_choice(choice) {}
@@ -243,6 +245,9 @@ class Program::Signs {
  private:
   static constexpr std::uint32_t kMostChoices = 16;
 
+  friend class ProgramCompiler;
+
+  static std::uint32_t countChoices(const Program& program);
   static Sign signOf(Op op);
   bool isAtEnd() const { return m_at == m_program.m_code.size(); }
   void enterGroup();
