@@ -19,6 +19,8 @@ constexpr std::size_t kMostThrowing = 64;
 // A text longer than this is no path of every day.
 constexpr std::size_t kSlowText = 1024;
 constexpr std::size_t kFirstFew = 16;
+constexpr std::size_t kShortProgram = 8;
+constexpr std::uint64_t kStepsOfFew = 1000;
 
 bool sameRequest(const LookupData& a, const LookupData& b) {
   return a.m_accessType == b.m_accessType && a.m_filePath == b.m_filePath &&
@@ -269,15 +271,18 @@ std::optional<RuleIndex::First> RuleIndex::firstOf(const LookupData& request, bo
 }
 
 // To look up a long text takes as long as trying several patterns: so the first ones are tried
-// before, and where one matches, the walk is hardly faster.
+// before, and where one of them matches, the walk is hardly faster.
 template <typename Admits, typename Found>
 bool RuleIndex::firstFewMatch(std::size_t input, Text& text, Admits admits, Found found) const {
+  if (m_patterns[input]->size() <= kFirstFew) return false;
+  const std::uint64_t mostSteps = text.scratch().steps + kStepsOfFew;
   const Rule* rule = m_first;
   for (std::size_t i = 0; i < kFirstFew && rule && rule->input == input; ++i, rule = rule->next) {
-    const std::optional<bool> answer = admits(RuleView::accessTypeOf(*RuleView::of(*rule->rule)))
-                                           ? rule->place.member.program->matchesAtOnce(text)
-                                           : false;
-    if (answer && *answer) return found(rule);
+    const Program& program = *rule->place.member.program;
+    if (program.size() > kShortProgram || text.scratch().steps > mostSteps) break;
+    if (admits(RuleView::accessTypeOf(*RuleView::of(*rule->rule))) && program.matches(text)) {
+      return found(rule);
+    }
   }
   return false;
 }

@@ -939,10 +939,11 @@ class Program::Run {
         now = throughAll(now, from != 0, out);
       } else {
         reads(now);
-        const Word mask = kind == Op::Bytes
-                              ? m_rows.word(static_cast<unsigned char>(bytes[j]), m_block)
-                          : kind == Op::One ? m_inText
-                                            : notSlash;
+        const auto byte = static_cast<unsigned char>(bytes[j]);
+        const Word mask = kind == Op::OneNotSlash ? notSlash
+                          : kind == Op::One       ? m_inText
+                          : byte == '/'           ? m_slash
+                                                  : m_rows.word(byte, m_block);
         const Word places = now & mask;
         out = places >> (kBits - 1);
         now = places << 1 | from;
