@@ -14,11 +14,19 @@ namespace {
 using Sign = Program::Signs::Sign;
 using Signs = Program::Signs;
 
-// How many bytes both begin with.
-std::size_t commonLength(std::string_view a, std::string_view b) {
-  const auto least = static_cast<std::ptrdiff_t>(std::min(a.size(), b.size()));
-  return static_cast<std::size_t>(std::mismatch(a.begin(), a.begin() + least, b.begin()).first -
-                                  a.begin());
+// In how many signs both agree from here on, as far as that can be told at once; 0: they part, or
+// end.
+std::size_t agreementOf(const Signs& a, const Signs& b) {
+  const std::string_view bytesOfA = a.literal();
+  const std::string_view bytesOfB = b.literal();
+  if (bytesOfA.empty() || bytesOfB.empty()) {
+    const bool agree = a.sign() == b.sign() && !Signs::isLast(a.sign());
+    return agree ? std::min(a.repeats(), b.repeats()) : 0;
+  }
+  const auto least = static_cast<std::ptrdiff_t>(std::min(bytesOfA.size(), bytesOfB.size()));
+  return static_cast<std::size_t>(
+      std::mismatch(bytesOfA.begin(), bytesOfA.begin() + least, bytesOfB.begin()).first -
+      bytesOfA.begin());
 }
 
 // Where two patterns part, and the signs that they go on with there: the same ones if they do not.
@@ -34,10 +42,9 @@ Parting partingOf(const Beginnings::Member& a, const Beginnings::Member& b,
   Signs ofA(*a.program, a.choice);
   Signs ofB(*b.program, b.choice);
   for (std::size_t depth = 0;;) {
-    const std::size_t common = commonLength(ofA.literal(), ofB.literal());
-    const bool part = common == 0 && (ofA.sign() != ofB.sign() || Signs::isLast(ofA.sign()));
-    if (part || depth == most) return {depth, ofA.sign(), ofB.sign()};
-    const std::size_t both = std::min(std::max<std::size_t>(common, 1), most - depth);
+    const std::size_t agreed = agreementOf(ofA, ofB);
+    if (agreed == 0 || depth == most) return {depth, ofA.sign(), ofB.sign()};
+    const std::size_t both = std::min(agreed, most - depth);
     ofA.advance(both);
     ofB.advance(both);
     depth += both;
@@ -146,17 +153,16 @@ bool Beginnings::Walk::readsOn(const Member& member) {
 bool Beginnings::Walk::follow(Places places, std::size_t depth) {
   Signs ofFirst = signsFrom(**begin, depth);
   Signs ofLast = signsFrom(**std::prev(end), depth);
-  while (places.first < places.end) {
-    const std::string_view literal = ofFirst.literal();
-    std::size_t count = commonLength(literal, ofLast.literal());
-    if (count > 0) {
-      isCertain = read(literal.substr(0, count), places);
-    } else if (ofFirst.sign() != ofLast.sign() || Signs::isLast(ofFirst.sign())) {
+  while (!isEmpty(places)) {
+    const std::size_t count = agreementOf(ofFirst, ofLast);
+    if (count == 0) {
       branch(begin, end, depth, places);
       return false;
-    } else {
+    }
+    const std::string_view literal = ofFirst.literal().substr(0, count);
+    if (!literal.empty()) isCertain = read(literal, places);
+    for (std::size_t i = literal.size(); i < count && !isCertain && !isEmpty(places); ++i) {
       isCertain = step(ofFirst, places);
-      count = 1;
     }
     if (isCertain) return true;
     depth += count;

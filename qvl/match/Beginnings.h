@@ -123,6 +123,7 @@ class Beginnings {
     void clearAround(const Places& places);
     void moveTo(const Places& last, Places& places);
     void narrow(Places& places) const;
+    static bool isEmpty(const Places& places) { return places.first == places.end; }
     bool hasEnd(const Places& places) const;
     Word inText(std::size_t block) const;
     Word notSlash(std::size_t block) const { return inText(block) & ~m_rows.word('/', block); }

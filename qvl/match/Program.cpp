@@ -544,6 +544,12 @@ std::string_view Program::Signs::literal() const {
   return m_program.bytes().substr(code.from + m_read, code.length - m_read);
 }
 
+std::size_t Program::Signs::repeats() const {
+  if (isAtEnd()) return 1;
+  const Instruction& code = m_program.m_code[m_at];
+  return code.op == Op::One || code.op == Op::OneNotSlash ? code.length - m_read : 1;
+}
+
 void Program::Signs::advance(std::size_t count) {
   while (count > 0 && !isLast(sign())) {
     const Instruction& code = m_program.m_code[m_at];

@@ -230,6 +230,8 @@ class Program::Signs {
   Sign sign() const;
   // The bytes that come next, if they stand side by side; one sign each.
   std::string_view literal() const;
+  // How often the sign comes here, side by side; of some kinds of signs 1 is told.
+  std::size_t repeats() const;
   // Goes on by so many signs, at most to the last one.
   void advance(std::size_t count);
   // Null when the sign is no set of literals, and no group.
