@@ -118,6 +118,18 @@ const std::vector<Named>& allNamed() {
     dataSet.keywords.push_back({"%HOME%", {"/Users/[^/]*", "/home/[^/]*", "/root"}, {}});
     dataSet.keywords.push_back({"%TOOL%", {"git", "hg", "svn", "[a-z]+-build"}, {}});
   };
+  const auto giveManyKeywords = [](DataSet& dataSet) {
+    for (std::size_t i = 0; i < 1000; ++i) {
+      const std::string number = std::to_string(i);
+      dataSet.keywords.push_back({"%K" + number + "%", {"a" + number, "b" + number}, {}});
+    }
+  };
+  const auto giveManyValues = [](DataSet& dataSet) {
+    dataSet.keywords.push_back({"%ANY%", {}, {}});
+    for (std::size_t i = 0; i < 10000; ++i) {
+      dataSet.keywords.back().values.push_back("value" + std::to_string(i));
+    }
+  };
   const auto ignoreCase = [](DataSet& dataSet) { dataSet.caseSensitive = false; };
   const auto useExpressions = [](DataSet& dataSet) { dataSet.wildcards = false; };
   static const std::vector<Named> kNamed = {
@@ -199,6 +211,29 @@ const std::vector<Named>& allNamed() {
          return Made().both("/").add(made.rule, made.text);
        },
        giveTable},
+      {"a thousand keywords", Kind::FilePath,
+       [](std::size_t i, Draw& draw) {
+         const std::string number = std::to_string(i % 1000);
+         return Made()
+             .both("/srv/" + draw.word(2) + std::to_string(i) + '/')
+             .add("%K" + number + "%", "a" + number)
+             .add("/**", "/x.db");
+       },
+       giveManyKeywords},
+      {"a keyword of ten thousand values", Kind::FilePath,
+       [](std::size_t i, Draw& draw) {
+         return Made()
+             .both("/srv/" + draw.word(2) + std::to_string(i) + '/')
+             .add("%ANY%", "value" + std::to_string(i % 10000))
+             .add("/**", "/x.db");
+       },
+       giveManyValues},
+      {"paths of a thousand bytes", Kind::FilePath,
+       [](std::size_t i, Draw& draw) {
+         Made made;
+         while (made.rule.size() < 1000) made.both('/' + draw.word(4));
+         return made.both(std::to_string(i)).add("/*", "/x").both(".db");
+       }},
       {"expressions", Kind::FilePath,
        [](std::size_t i, Draw& draw) {
          return Made()

@@ -108,6 +108,31 @@ std::string refusalOf(Kind kind, const std::string& text) {
   return kNoExpression;
 }
 
+// A new rule was compiled as a glob without keywords, in the case of its kind. What its data set
+// adds may spoil it, and a data set keeps the first expression then, without a word.
+[[noreturn]] void refuseSpoiled() {
+  throw QVL::QVLException(
+      QVL::QVLException::kCode,
+      "The rule cannot be compiled with the switches and keywords of its data set.");
+}
+
+bool isAsNew(const DataSet& dataSet) {
+  return dataSet.wildcards && dataSet.keywords.empty() &&
+         dataSet.caseSensitive == (dataSet.kind != Kind::FileType);
+}
+
+// Adds a rule to the data set that was made of `dataSet`, and answers where it is; null: that holds
+// its text already. The data set gives it its keywords, which are read once for all rules.
+QVL::IAvoidance* addRule(const DataSet& dataSet, QVL::IDataSet& target,
+                         std::unique_ptr<QVL::IAvoidance> made) {
+  QVL::IAvoidance* const kept = made.get();
+  if (!target.addToDataSet(std::move(made))) return nullptr;
+  // Compiles nothing when it is compiled already.
+  if (isAsNew(dataSet) || kept->updateRegex()) return kept;
+  target.removeFromDataSet(*kept);
+  refuseSpoiled();
+}
+
 // Adds the rules of one data set.
 class RuleAdder {
  public:
@@ -124,9 +149,9 @@ class RuleAdder {
   QVL::IAvoidance* add(std::size_t index) {
     const Rule& rule = m_dataSet.rules[index];
     if (rule.isDropped) return nullptr;
-    std::unique_ptr<QVL::IAvoidance> made;
+    QVL::IAvoidance* kept = nullptr;
     try {
-      made = make(rule);
+      kept = addRule(m_dataSet, m_target, make(rule));
     } catch (const QVL::QVLException& exception) {
       const std::string refusal = refusalOf(m_dataSet.kind, rule.text);
       tell("refused-rule", m_errors, index, fmt::format("{} ({})", refusal, exception.m_message),
@@ -139,19 +164,16 @@ class RuleAdder {
            "the whitespace at the end or the beginning is part of the rule", {},
            inQuotes(rule.text));
     }
-    QVL::IAvoidance* const kept = made.get();
-    if (m_target.addToDataSet(std::move(made))) return kept;
-    tellOfEarlier(index);
-    return nullptr;
+    if (kept == nullptr) tellOfEarlier(index);
+    return kept;
   }
 
  private:
-  // Age rules have neither switches nor keywords.
   std::unique_ptr<QVL::IAvoidance> make(const Rule& rule) const {
     if (m_timesAreGiven && m_dataSet.kind == Kind::FileAge) {
       return std::make_unique<GivenAgeAvoidance>(rule.text, rule.access);
     }
-    return makeRule(m_dataSet, rule);
+    return makePlainRule(m_dataSet.kind, rule);
   }
 
   void tell(const char* name, std::vector<Problem>& problems, std::size_t rule, std::string what,
@@ -248,18 +270,17 @@ std::unique_ptr<QVL::IAvoidance> makeRule(const DataSet& dataSet, const Rule& ru
   }
   made->setCaseSensitiveSearch(dataSet.caseSensitive ? 1 : 0);
   made->setWildCardSearch(dataSet.wildcards ? 1 : 0);
-
-  // A new rule was compiled as a glob without keywords, in the case of its kind. What its data set
-  // adds may spoil it, and a data set would keep the first expression then, without a word.
-  const bool isAsNew = dataSet.wildcards && dataSet.keywords.empty() &&
-                       dataSet.caseSensitive == (dataSet.kind != Kind::FileType);
-  if (isAsNew) return made;
-  if (!made->updateRegex()) {
-    throw QVL::QVLException(
-        QVL::QVLException::kCode,
-        "The rule cannot be compiled with the switches and keywords of its data set.");
-  }
+  if (!isAsNew(dataSet) && !made->updateRegex()) refuseSpoiled();
   return made;
+}
+
+RuleMaker::RuleMaker(const DataSet& dataSet) : m_dataSet(dataSet), m_target(makeDataSet(dataSet)) {}
+
+QVL::IAvoidance& RuleMaker::make(const Rule& rule) {
+  if (m_made != nullptr) m_target->removeFromDataSet(*m_made);
+  m_made = nullptr;
+  m_made = addRule(m_dataSet, *m_target, makePlainRule(m_dataSet.kind, rule));
+  return *m_made;
 }
 
 KeyOrder keyOrderOf(Kind kind) {

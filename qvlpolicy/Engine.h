@@ -44,6 +44,24 @@ class Engine {
 // A data set with its switches and keywords, without rules.
 std::shared_ptr<QVL::IDataSet> makeDataSet(const DataSet& dataSet);
 
+// Makes rules of a data set one after the other, each as makeRule does, but reads the keywords once
+// for all of them.
+//
+// Thread safety: none.
+class RuleMaker {
+ public:
+  // The data set outlives the maker.
+  explicit RuleMaker(const DataSet& dataSet);
+
+  // The rule, until the next one is made. Throws QVL::QVLException when the engine refuses it.
+  QVL::IAvoidance& make(const Rule& rule);
+
+ private:
+  const DataSet& m_dataSet;
+  const std::shared_ptr<QVL::IDataSet> m_target;  // holds the rule
+  QVL::IAvoidance* m_made = nullptr;
+};
+
 // The order by which a data set of that kind finds the texts of rules that it holds already.
 using KeyOrder = std::function<bool(const std::string&, const std::string&)>;
 KeyOrder keyOrderOf(Kind kind);

@@ -41,7 +41,8 @@ struct MatchingRule {
   bool fitsAccess;      // false: matches but for the kind of access
 };
 
-// The part of one data set in an answer.
+// The part of one data set in an answer. The tests Explanation.AnswersAsTheEngineDoes and
+// RuleSearch.FindsTheRulesThatMatchWhenTheyAreAsked hold it to what the engine answers.
 struct DataSetAnswer {
   bool isInLogic;                   // does the logic name it?
   bool wasAsked;                    // did the evaluation come to it?

@@ -65,7 +65,8 @@ struct LintReport {
 // engine refuses leave the others to be looked at. What the policy allows is among the findings,
 // with `allowedFor`. Each rule is compared with a bounded number of others, whatever their number
 // (test Shadows.TakeNoMoreForEachRuleWhenThereAreMore), and looked through for each keyword of its
-// data set: rules times keywords are not bounded. Throws nothing but std::bad_alloc.
+// data set: rules times keywords are not bounded, but rules times values are not looked at (test
+// KeywordsOfManyValues.AreReadOnceForAllRules). Throws nothing but std::bad_alloc.
 QVLPOLICY_EXPORT LintReport lint(const Loaded& loaded, const LintOptions& options = {});
 
 }  // namespace qvlpolicy

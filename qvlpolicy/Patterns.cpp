@@ -19,33 +19,19 @@ std::string alternation(const Keyword& keyword) {
   return fmt::format("({})", fmt::join(values, "|"));
 }
 
-// Calls `put` for each keyword, in the engine's order, with the text so far.
-template <typename Put>
-std::string putKeywordsIn(const DataSet& dataSet, const Rule& rule, Put put) {
-  std::vector<const Keyword*> keywords;
-  for (const Keyword& keyword : dataSet.keywords) keywords.push_back(&keyword);
-  std::sort(keywords.begin(), keywords.end(),
-            [](const Keyword* a, const Keyword* b) { return a->name < b->name; });
-  std::string text = expressionBeforeKeywords(dataSet, rule);
-  for (const Keyword* const keyword : keywords) {
-    if (text.find(keyword->name) == std::string::npos) continue;
-    put(keyword);
-    text = QVL::withReplaced(std::move(text), keyword->name, alternation(*keyword));
-  }
-  return text;
-}
-
 }  // namespace
 
 std::string expressionOf(const DataSet& dataSet, const Rule& rule) {
   if (dataSet.kind == Kind::FileAge) return {};
-  return putKeywordsIn(dataSet, rule, [](const Keyword*) {}) + endOfExpression(dataSet, rule);
+  std::string text = expressionBeforeKeywords(dataSet, rule);
+  for (const Keyword* const keyword : keywordsIn(dataSet, rule)) {
+    text = QVL::withReplaced(std::move(text), keyword->name, alternation(*keyword));
+  }
+  return text + endOfExpression(dataSet, rule);
 }
 
 std::vector<const Keyword*> keywordsIn(const DataSet& dataSet, const Rule& rule) {
-  std::vector<const Keyword*> found;
-  putKeywordsIn(dataSet, rule, [&](const Keyword* keyword) { found.push_back(keyword); });
-  return found;
+  return RulePatterns(dataSet).keywordsIn(rule);
 }
 
 std::vector<std::size_t> rulesLeftToTheEngine(const DataSet& dataSet) {

@@ -9,12 +9,10 @@
 #include <utility>
 
 #include "fmt/format.h"
-#include "qvlpolicy/Engine.h"
-#include "qvlpolicy/Explainer.h"
 #include "qvlpolicy/GivenAge.h"
 #include "qvlpolicy/Logic.h"
-#include "qvlpolicy/NearRules.h"
 #include "qvlpolicy/Patterns.h"
+#include "qvlpolicy/PolicyState.h"
 #include "qvlpolicy/Reader.h"
 #include "qvlpolicy/Values.h"
 
@@ -48,25 +46,6 @@ void sort(std::vector<Problem>& problems, const Description& description) {
 }
 
 }  // namespace
-
-struct QVL_HIDDEN Policy::State {
-  // The description has to stay where it is from here on.
-  State(Description read, const LoadOptions& options, std::vector<Problem>& errors,
-        std::vector<Problem>& warnings)
-      : description(std::move(read)),
-        logic(readLogic(description.logic).logic),
-        engine(description, options.timesAreGiven, errors, warnings),
-        explainer(description, engine, logic),
-        nearRules(description) {}
-
-  const Description description;
-  const LogicPart logic;
-  const Engine engine;
-  const Explainer explainer;
-  const NearRules nearRules;
-
-  static Loaded made(Reading reading, const LoadOptions& options);
-};
 
 Loaded Policy::State::made(Reading reading, const LoadOptions& options) {
   Loaded loaded;

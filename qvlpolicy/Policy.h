@@ -125,7 +125,8 @@ class QVLPOLICY_EXPORT Policy {
   // The whole way to the answer: parts of the logic, data sets, matching rules.
   Explanation explain(const Question& question) const;
 
-  // When no data set matched: at most five rules that miss the question by least, best first.
+  // When no data set matched: at most five rules that miss the question by least, best first (test
+  // NearRules.AreAtMostFive).
   std::vector<NearRule> nearRules(const Question& question, const Explanation& explanation) const;
 
   // What the files say: data sets and rules with their places and metadata.
@@ -135,6 +136,7 @@ class QVLPOLICY_EXPORT Policy {
   const LogicPart& logic() const;
 
  private:
+  friend struct PolicyView;
   struct State;
   explicit Policy(std::shared_ptr<const State> state);
 

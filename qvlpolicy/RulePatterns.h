@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "qvl/match/Keywords.h"
 #include "qvl/match/Program.h"
@@ -33,9 +34,17 @@ class RulePatterns {
   // has taken the rule, so that its expression is known to be valid.
   std::unique_ptr<const QVL::Program> programOf(const Rule& rule);
 
+  // The keywords that stand in the rule, in the order in which they are put in.
+  std::vector<const Keyword*> keywordsIn(const Rule& rule) const;
+
  private:
+  struct Values {
+    const Keyword* keyword;
+    std::shared_ptr<const QVL::Alternation> alternation;
+  };
+
   const DataSet& m_dataSet;
-  std::map<std::string, std::shared_ptr<const QVL::Alternation>> m_keywords;  // in engine's order
+  std::map<std::string, Values> m_keywords;  // in engine's order
   QVL::Program::SharedSets m_sets;
 };
 

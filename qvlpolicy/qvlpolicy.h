@@ -279,7 +279,8 @@ QVLPOLICY_EXPORT int qvlpolicy_matching_rules(const qvlpolicy_policy* policy,
                                               qvlpolicy_match* matches, size_t capacity,
                                               size_t* count);
 
-/* When no data set matches: at most five rules that miss the question by least, best first. */
+/* When no data set matches: at most five rules that miss the question by least, best first (test
+ * NearRules.AreAtMostFive). */
 QVLPOLICY_EXPORT int qvlpolicy_near_rules(const qvlpolicy_policy* policy,
                                           const qvlpolicy_question* question,
                                           qvlpolicy_match* matches, size_t capacity, size_t* count);

@@ -12,6 +12,7 @@
 
 #include "fmt/format.h"
 #include "qvlpolicy/Patterns.h"
+#include "qvlpolicy/PolicyState.h"
 #include "qvlpolicy/lint/Allowances.h"
 #include "qvlpolicy/lint/LogicChecks.h"
 #include "qvlpolicy/lint/RuleChecks.h"
@@ -74,7 +75,8 @@ void append(Findings& findings, Findings more) {
   std::move(more.begin(), more.end(), std::back_inserter(findings));
 }
 
-void checkPolicy(const Description& policy, const std::string& today, LintReport& report) {
+void checkPolicy(const Description& policy, const Engine* engine, const std::string& today,
+                 LintReport& report) {
   const std::optional<LogicPart> logic = parseLogic(policy.logic);
   if (logic) append(report.findings, checkLogic(policy, *logic));
   // A logic is short, and there may be many data sets that it does not name.
@@ -84,7 +86,9 @@ void checkPolicy(const Description& policy, const std::string& today, LintReport
     const unsigned int number = policy.dataSets[i].number;
     const bool isInLogic = std::binary_search(inLogic.begin(), inLogic.end(), number);
     const Role role = isInLogic ? roleOf(number, *logic) : Role::Hinders;
-    append(report.findings, checkDataSet(policy, i, {role, report.platform, today}));
+    append(report.findings, checkDataSet(policy, i,
+                                         {role, report.platform, today,
+                                          engine == nullptr ? nullptr : &engine->rules(i)}));
   }
 }
 
@@ -136,7 +140,8 @@ LintReport lint(const Loaded& loaded, const LintOptions& options) {
   if (!loaded.description) return report;
   const Description& policy = *loaded.description;
   if (!options.platform) report.platform = guessPlatform(policy);
-  checkPolicy(policy, options.today.empty() ? todayText() : options.today, report);
+  const Engine* const engine = loaded.policy ? &PolicyView::engineOf(*loaded.policy) : nullptr;
+  checkPolicy(policy, engine, options.today.empty() ? todayText() : options.today, report);
   applyAllowances(policy, findings);
   std::stable_sort(findings.begin(), findings.end(), FileOrder(policy.files));
   return report;

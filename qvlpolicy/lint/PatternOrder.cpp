@@ -25,7 +25,29 @@ bool isAscii(char c) {
 
 }  // namespace
 
-std::optional<Pattern> Pattern::of(const DataSet& dataSet, const Rule& rule) {
+KeywordNames::KeywordNames(const DataSet& dataSet) {
+  for (const Keyword& keyword : dataSet.keywords) {
+    if (keyword.name.empty() || keyword.name.find_first_of(".*?") != std::string::npos) continue;
+    m_keywords.emplace(keyword.name, &keyword);
+    m_lengths.push_back(keyword.name.size());
+  }
+  std::sort(m_lengths.begin(), m_lengths.end());
+  m_lengths.erase(std::unique(m_lengths.begin(), m_lengths.end()), m_lengths.end());
+}
+
+const Keyword* KeywordNames::atStartOf(std::string_view text) const {
+  const Keyword* first = nullptr;
+  for (const std::size_t length : m_lengths) {
+    if (length > text.size()) break;
+    const auto found = m_keywords.find(text.substr(0, length));
+    if (found == m_keywords.end()) continue;
+    if (first == nullptr || found->second < first) first = found->second;
+  }
+  return first;
+}
+
+std::optional<Pattern> Pattern::of(const DataSet& dataSet, const KeywordNames& keywords,
+                                   const Rule& rule) {
   if (!dataSet.wildcards || dataSet.kind == Kind::FileAge) return std::nullopt;
   const bool isFileType = dataSet.kind == Kind::FileType;
   if (rule.text.find("DOUBLE") != std::string::npos && !isFileType) return std::nullopt;
@@ -35,14 +57,11 @@ std::optional<Pattern> Pattern::of(const DataSet& dataSet, const Rule& rule) {
   Pattern pattern;
   const auto add = [&](Type type) { pattern.m_tokens.push_back({type}); };
   for (std::string_view rest = rule.text; !rest.empty();) {
-    const auto keyword =
-        std::find_if(dataSet.keywords.begin(), dataSet.keywords.end(), [&](const Keyword& one) {
-          return startsWith(rest, one.name) && one.name.find_first_of(".*?") == std::string::npos;
-        });
+    const Keyword* const keyword = keywords.atStartOf(rest);
     const char c = rest.front();
     std::size_t length = 1;
-    if (keyword != dataSet.keywords.end()) {
-      pattern.m_tokens.push_back({Type::Keyword, 0, &*keyword});
+    if (keyword != nullptr) {
+      pattern.m_tokens.push_back({Type::Keyword, 0, keyword});
       length = keyword->name.size();
     } else if (contains(isFileType ? "+()[]{}|^$\\.*" : "+()[]{}|^$\\", c)) {
       return std::nullopt;

@@ -9,12 +9,14 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
 #include "fmt/format.h"
 #include "qvlpolicy/Engine.h"
 #include "qvlpolicy/Patterns.h"
+#include "qvlpolicy/RulePatterns.h"
 #include "qvlpolicy/Text.h"
 #include "qvlpolicy/lint/Backtracking.h"
 #include "qvlpolicy/lint/Programs.h"
@@ -31,9 +33,8 @@ bool contains(std::string_view text, std::string_view part) {
 }
 
 // The text with the names of keywords taken out; a zero byte stands for each.
-std::string withoutKeywordNames(const DataSet& dataSet, const Rule& rule) {
-  std::string text = rule.text;
-  for (const Keyword* const keyword : keywordsIn(dataSet, rule)) {
+std::string withoutNamesOf(const std::vector<const Keyword*>& keywords, std::string text) {
+  for (const Keyword* const keyword : keywords) {
     text = QVL::Utility::replaceAll(std::move(text), keyword->name, std::string(1, '\0'));
   }
   return text;
@@ -117,15 +118,19 @@ class DataSetCheck {
         m_dataSet(policy.dataSets[index]),
         m_role(circumstances.role),
         m_platform(circumstances.platform),
-        m_today(circumstances.today) {}
+        m_today(circumstances.today),
+        m_rules(circumstances.rules),
+        m_maker(m_dataSet) {}
 
   Findings run() {
     m_position = positionOf(m_policy, m_index);
     checkSwitches();
+    const RulePatterns patterns(m_dataSet);
     std::set<const Keyword*> inRules;
     for (const Rule& rule : m_dataSet.rules) {
-      const std::vector<const Keyword*> found = keywordsIn(m_dataSet, rule);
+      const std::vector<const Keyword*> found = patterns.keywordsIn(rule);
       inRules.insert(found.begin(), found.end());
+      if (!found.empty()) m_withoutKeywords[&rule] = withoutNamesOf(found, rule.text);
     }
     for (std::size_t i = 0; i < m_dataSet.keywords.size(); ++i) {
       const Keyword& keyword = m_dataSet.keywords[i];
@@ -255,9 +260,9 @@ class DataSetCheck {
   void checkRule(std::size_t index) {
     const Rule& rule = m_dataSet.rules[index];
     checkExpiry(rule.metadata);
-    std::unique_ptr<QVL::IAvoidance> made;
+    QVL::IAvoidance* made = m_rules == nullptr ? nullptr : (*m_rules)[index];
     try {
-      made = makeRule(m_dataSet, rule);
+      if (made == nullptr) made = &m_maker.make(rule);
     } catch (const QVL::QVLException&) {
       return;  // told with the errors
     }
@@ -426,7 +431,7 @@ class DataSetCheck {
   // Is the first character one that is no slash, and neither a wildcard nor a piece of an
   // expression?
   bool cannotBeginPath(const Rule& rule) const {
-    const std::string text = withoutKeywordNames(m_dataSet, rule);
+    const std::string& text = withoutKeywordNames(rule);
     const char first = text.front();
     if (first == '/' || first == '\0' || first == '*') return false;
     if (contains(kExpressionCharacters, std::string_view(&first, 1))) return false;
@@ -475,7 +480,7 @@ class DataSetCheck {
   }
 
   void checkWildcards(const Rule& rule) {
-    const std::string text = withoutKeywordNames(m_dataSet, rule);
+    const std::string& text = withoutKeywordNames(rule);
     const std::string characters = expressionCharactersIn(text);
     if (!characters.empty()) {
       warn(
@@ -512,6 +517,11 @@ class DataSetCheck {
     }
   }
 
+  const std::string& withoutKeywordNames(const Rule& rule) const {
+    const auto found = m_withoutKeywords.find(&rule);
+    return found == m_withoutKeywords.end() ? rule.text : found->second;
+  }
+
   // ---- Rules against each other ----
 
   void checkPairs() {
@@ -546,6 +556,9 @@ class DataSetCheck {
   const Platform m_platform;
   std::map<std::string, std::size_t, KeyOrder> m_byKey{keyOrderOf(m_dataSet.kind)};
   const std::string& m_today;
+  const std::vector<QVL::IAvoidance*>* const m_rules;
+  RuleMaker m_maker;  // of rules that are not there yet
+  std::unordered_map<const Rule*, std::string> m_withoutKeywords;  // of those that hold any
   Position m_position;
   std::optional<std::size_t> m_rule;  // that is being checked
   Findings m_findings;

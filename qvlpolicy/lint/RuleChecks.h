@@ -3,8 +3,11 @@
 #ifndef QVLPOLICY_LINT_RULE_CHECKS_H
 #define QVLPOLICY_LINT_RULE_CHECKS_H
 
+#include <qvl/qvl.h>
+
 #include <cstddef>
 #include <string>
+#include <vector>
 
 #include "qvlpolicy/Description.h"
 #include "qvlpolicy/Lint.h"
@@ -17,6 +20,9 @@ struct Circumstances {
   Role role;
   Platform platform;
   std::string today;
+  // The rules of the data set as the engine holds them; null for one that it does not hold, and
+  // altogether where there is no engine.
+  const std::vector<QVL::IAvoidance*>* rules = nullptr;
 };
 
 // Everything about the data set with that index: its switches, its keywords, its rules.

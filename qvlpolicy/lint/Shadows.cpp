@@ -77,7 +77,10 @@ std::vector<std::optional<std::size_t>> rulesInShadow(const DataSet& dataSet, Sh
   if (dataSet.kind == Kind::FileAge) return agesInShadow(dataSet);
   const std::vector<Rule>& rules = dataSet.rules;
   std::vector<std::optional<Pattern>> patterns(rules.size());
-  for (const std::size_t i : firstOfEachKey(dataSet)) patterns[i] = Pattern::of(dataSet, rules[i]);
+  const KeywordNames keywords(dataSet);
+  for (const std::size_t i : firstOfEachKey(dataSet)) {
+    patterns[i] = Pattern::of(dataSet, keywords, rules[i]);
+  }
   const PieceIndex index(
       rules.size(), [&](std::size_t i) { return patterns[i] ? &patterns[i]->runs() : nullptr; });
 

@@ -64,6 +64,14 @@ TEST(NearRules, AreFoundAmongThousands) {
   }
 }
 
+TEST(NearRules, AreAtMostFive) {
+  std::string rules;
+  for (int i = 0; i < 50; ++i) rules += "<rule>/srv/near/" + std::to_string(i) + ".db</rule>";
+  const Loaded loaded = Policy::parse(dataSetOf("kind='file-path'", rules), "p.xml");
+  ASSERT_TRUE(loaded.policy) << errorsOf(loaded);
+  EXPECT_EQ(nearRulesOf(*loaded.policy, "/srv/near/x.db").size(), 5u);
+}
+
 #if defined(__GLIBC__) && !QVL_TEST_ADDRESS_SANITIZER && !QVL_TEST_THREAD_SANITIZER
 
 std::size_t heap() {

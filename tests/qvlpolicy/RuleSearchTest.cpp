@@ -26,7 +26,11 @@ TEST(RuleSearch, FindsTheRulesThatMatchWhenTheyAreAsked) {
   std::size_t left = 0;
   for (int round = 0; round < 150; ++round) {
     for (const Kind kind : {Kind::FilePath, Kind::Folder, Kind::Process, Kind::FileType}) {
-      const Loaded loaded = Policy::parse(policyText(drawnDescription(made, kind)), "p.xml");
+      // What matches does so whatever the switches of its data set say.
+      Description description = drawnDescription(made, kind);
+      description.dataSets[0].enabled = made.coin();
+      description.dataSets[0].matchAnything = made.coin();
+      const Loaded loaded = Policy::parse(policyText(description), "p.xml");
       // A text may come twice with other attributes.
       if (!loaded.policy) continue;
       const DataSet& dataSet = loaded.policy->description().dataSets[0];

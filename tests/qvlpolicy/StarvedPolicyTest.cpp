@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <libxml/parser.h>
+#include <qvlpolicy/Lint.h>
 #include <qvlpolicy/Policy.h>
 
 #include <new>
@@ -136,6 +137,37 @@ TEST(NearRulesOfOnePathAfterAnother, AreMadeOnce) {
   EXPECT_TRUE(suffices(1000000, "/SRV/x0123456789/y.db"));
   EXPECT_TRUE(suffices(few, "/SRV/x0123456789/y.db"));
   EXPECT_TRUE(suffices(few, "/SRV/y0123456789/z.db"));
+}
+
+// Rules times values would be a million allocations and more.
+TEST(KeywordsOfManyValues, AreReadOnceForAllRules) {
+  std::string inside =
+      "<logic>1</logic><data-set number=\"1\" kind=\"file-path\"><keyword name=\"%K%\">";
+  for (int i = 0; i < 2000; ++i) inside += "<value>value" + std::to_string(i) + "</value>";
+  inside += "</keyword>";
+  for (int i = 0; i < 500; ++i) inside += "<rule>/srv/" + std::to_string(i) + "/%K%/*</rule>";
+  const std::string text = policy(inside + "</data-set>");
+  constexpr std::size_t kFew = 200'000;
+  Loaded loaded;
+  {
+    const Starvation starvation(kFew, Hunger::ForGood, Whose::OperatorNew);
+    try {
+      loaded = Policy::parse(text, "policy.xml");
+    } catch (const std::bad_alloc&) {
+    }
+    EXPECT_FALSE(starvation.struck()) << "loading";
+  }
+  ASSERT_TRUE(loaded.policy);
+  // Without a policy the rules are made anew.
+  for (const bool hasPolicy : {true, false}) {
+    if (!hasPolicy) loaded.policy.reset();
+    const Starvation starvation(kFew, Hunger::ForGood, Whose::OperatorNew);
+    try {
+      lint(loaded);
+    } catch (const std::bad_alloc&) {
+    }
+    EXPECT_FALSE(starvation.struck()) << "lint " << hasPolicy;
+  }
 }
 
 }  // namespace
