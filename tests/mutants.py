@@ -182,7 +182,8 @@ def mutations_of_line(path, line, code):
                                                           inside):
             yield "branch", line[:found.end()] + "!(" + inside + ")" + line[end:]
     indent = re.match(r"\s*", line).group()
-    if (STATEMENT.match(code) and not DECLARATION.search(code)) or LEAVING.match(code):
+    complete = code.count("(") == code.count(")")
+    if (complete and STATEMENT.match(code) and not DECLARATION.search(code)) or LEAVING.match(code):
         # In a class, what stands there is declared.
         if not path.endswith(".h") or len(indent) >= 4:
             yield "statement", indent + ";"
