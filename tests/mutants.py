@@ -404,30 +404,27 @@ class Worker:
 
     @staticmethod
     def run_cases(path, options, environment, patience):
-        # What is busy for ever ends by the limit of processor time, what waits for ever by the clock.
-        # A machine that has much else to do lets others wait, too: so the clock has to strike twice.
+        # In a session of its own, so that what a hanging test started ends with it. What is busy for
+        # ever ends by the limit of processor time, what waits for ever by the clock. That counts the
+        # seconds that went by while this script ran: when it is stopped, so may its tests be.
         clock, seconds = patience
-        for patient in (clock, clock and 3 * clock):
-            failure = Worker.run_once(path, options, environment, patient, seconds)
-            if failure != "does not end":
-                break
-        return failure
-
-    @staticmethod
-    def run_once(path, options, environment, clock, seconds):
-        # In a session of its own, so that what a hanging test started ends with it.
         limit = (seconds or resource.RLIM_INFINITY,) * 2
         process = subprocess.Popen([path, *options], stdout=subprocess.PIPE,
                                    stderr=subprocess.STDOUT, start_new_session=True,
                                    env={**os.environ, **environment},
                                    cwd=os.path.dirname(path),
                                    preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_CPU, limit))
-        try:
-            output = process.communicate(timeout=clock)[0].decode(errors="replace")
-        except subprocess.TimeoutExpired:
-            os.killpg(process.pid, signal.SIGKILL)
-            process.communicate()
-            return "does not end"
+        waited = 0
+        while True:
+            try:
+                output = process.communicate(timeout=1)[0].decode(errors="replace")
+                break
+            except subprocess.TimeoutExpired:
+                waited += 1
+            if clock and waited > clock:
+                os.killpg(process.pid, signal.SIGKILL)
+                process.communicate()
+                return "does not end"
         if process.returncode == 0:
             return ""
         failed = re.search(r"^\[  FAILED  \] ([\w./]+)", output, re.M)
