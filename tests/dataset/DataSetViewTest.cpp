@@ -18,6 +18,27 @@ namespace QVL {
 namespace Test {
 namespace {
 
+// A class that is derived from one of ours may do as it likes, so it is not looked into.
+TEST(DataSetView, IsOfTheLibrarysOwnClassesOnly) {
+  FilePathDataSet paths;
+  FolderDataSet folders;
+  ProcessDataSet processes;
+  FileTypeDataSet types;
+  FileAgeDataSet ages;
+  EXPECT_EQ(DataSetView::of(paths), &paths);
+  EXPECT_EQ(DataSetView::of(folders), &folders);
+  EXPECT_EQ(DataSetView::of(processes), &processes);
+  EXPECT_EQ(DataSetView::of(types), &types);
+  EXPECT_EQ(DataSetView::of(ages), &ages);
+
+  class HostsPaths : public FilePathDataSet {
+  } hostsPaths;
+  class HostsAges : public FileAgeDataSet {
+  } hostsAges;
+  EXPECT_EQ(DataSetView::of(hostsPaths), nullptr);
+  EXPECT_EQ(DataSetView::of(hostsAges), nullptr);
+}
+
 // Were one forgotten, queries would run side by side in a host's code.
 TEST(ForeignRules, AreThereUntilTheLastIsRemoved) {
   Journal calls;
