@@ -7,7 +7,8 @@
 BEFORE and NOW are two programs `qvlctl`. Both are run in turns with examples/linux-server.xml, asked about one
 process and one kind of access, which every build can; what the matrix of all of them costs is told for NOW, by
 question. Prints a table: medians of the processor time, user and system, and the medians of the ratios of
-neighbouring runs, of processor time and by the clock; with --instructions, those that valgrind counts, which a busy machine does not change.
+neighbouring runs, of processor time and by the clock; with --instructions, those that valgrind counts, which a busy
+machine does not change.
 """
 
 import argparse

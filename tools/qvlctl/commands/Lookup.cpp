@@ -1,3 +1,4 @@
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -19,7 +20,9 @@ struct LookupOptions {
 
 std::string commaSeparated(const std::vector<unsigned int>& numbers) {
   if (numbers.empty()) return "-";
-  return fmt::format("{}", fmt::join(numbers, ","));
+  std::string text = std::to_string(numbers.front());
+  for (std::size_t i = 1; i < numbers.size(); ++i) text += ',' + std::to_string(numbers[i]);
+  return text;
 }
 
 class Lookup {

@@ -43,7 +43,7 @@ class Output {
 
   template <typename... Arguments>
   void print(fmt::format_string<Arguments...> format, Arguments&&... arguments) {
-    fmt::format_to(std::back_inserter(m_buffer), format, std::forward<Arguments>(arguments)...);
+    fmt::format_to(fmt::appender(m_buffer), format, std::forward<Arguments>(arguments)...);
     if (m_buffer.size() >= kFlushAt) flush();
   }
 
