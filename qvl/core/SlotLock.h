@@ -58,18 +58,21 @@ class SlotLock {
   // A slot, held for one query.
   class Query {
    public:
+    ~Query() { m_slot.mutex.unlock(); }
+    Query(const Query&) = delete;
+    Query& operator=(const Query&) = delete;
+
     // Does no other query run, because they go in single file?
     bool isAlone() const { return m_alone; }
-    Scratch& scratch() const { return m_slot->scratch; }
+    Scratch& scratch() const { return m_slot.scratch; }
 
    private:
     friend class SlotLock;
-    Query(Slot& slot, Lock lock, bool alone)
-        : m_slot(&slot), m_lock(std::move(lock)), m_alone(alone) {}
+    // Takes a slot over that is held.
+    Query(Slot& slot, bool alone) : m_slot(slot), m_alone(alone) {}
 
-    Slot* m_slot;
-    Lock m_lock;
-    bool m_alone;
+    Slot& m_slot;
+    const bool m_alone;
   };
 
   // All slots, held for a change or for a query that must be alone.
@@ -107,15 +110,17 @@ class SlotLock {
       if (m_singleFile.load(std::memory_order_relaxed)) {
         Lock lock(m_first.mutex);
         if (m_singleFile.load(std::memory_order_relaxed)) {
-          if (needsSingleFile()) return Query(m_first, std::move(lock), true);
+          if (needsSingleFile()) {
+            lock.release();
+            return Query(m_first, true);
+          }
           // Others may see at once what queries in single file have written.
           m_singleFile.store(false, std::memory_order_release);
         }
       }
-      auto [slot, lock] = takeSlot();
-      if (!m_singleFile.load(std::memory_order_acquire)) {
-        return Query(*slot, std::move(lock), false);
-      }
+      Slot& slot = takeSlot();
+      if (!m_singleFile.load(std::memory_order_acquire)) return Query(slot, false);
+      slot.mutex.unlock();
     }
   }
 
@@ -182,8 +187,9 @@ class SlotLock {
     return true;
   }
 
-  // The thread's own slot, or any other when it has none.
-  std::pair<Slot*, Lock> takeSlot() {
+  // The thread's own slot, or any other when it has none; held. (Not as a lock object: two pointers
+  // that are written one by one and passed on as one are waited for.)
+  Slot& takeSlot() {
     const Thread thread = thisThread();
     Slot* slot = nullptr;
     if (m_firstThread.load(std::memory_order_relaxed) == thread) {
@@ -194,8 +200,11 @@ class SlotLock {
         slot = entry->slot.get();
     }
     if (!slot) slot = slotForNew(thread);
-    if (slot && !m_crowded.load(std::memory_order_relaxed)) return {slot, Lock(slot->mutex)};
-    return takeFreeSlot(slot ? *slot : m_first);
+    if (!slot || m_crowded.load(std::memory_order_relaxed)) {
+      return takeFreeSlot(slot ? *slot : m_first);
+    }
+    slot->mutex.lock();
+    return *slot;
   }
 
   // Null when there is no slot to be had.
@@ -225,18 +234,15 @@ class SlotLock {
 
   // Threads without a slot are about: this one's may be taken. Whichever is free next is waited
   // for, and none in particular, which a query that hangs might hold.
-  std::pair<Slot*, Lock> takeFreeSlot(Slot& preferred) {
+  Slot& takeFreeSlot(Slot& preferred) {
     constexpr std::chrono::microseconds kLongestPause(1000);
     for (std::chrono::microseconds pause(10);; pause = std::min(2 * pause, kLongestPause)) {
-      Lock lock(preferred.mutex, boost::try_to_lock);
-      if (lock) return {&preferred, std::move(lock)};
-      lock = Lock(m_first.mutex, boost::try_to_lock);
-      if (lock) return {&m_first, std::move(lock)};
+      if (preferred.mutex.try_lock()) return preferred;
+      if (m_first.mutex.try_lock()) return m_first;
       if (Slots* const slots = m_slots.load(std::memory_order_acquire)) {
         for (auto& entry : slots->entries) {
           if (entry.thread.load(std::memory_order_acquire) == 0) continue;
-          lock = Lock(entry.slot->mutex, boost::try_to_lock);
-          if (lock) return {entry.slot.get(), std::move(lock)};
+          if (entry.slot->mutex.try_lock()) return *entry.slot;
         }
       }
       std::this_thread::sleep_for(pause);

@@ -208,17 +208,18 @@ std::optional<bool> RuleIndex::anyMatches(LookupData& request, bool checkAccessT
   scratch.walkBehind = nullptr;
   if (m_unplaced) return std::nullopt;
   const ShrinkOnExit atTheEnd(request, scratch);
-  std::optional<First> first;
+  First first;
   try {
-    first = firstOf(request, checkAccessType, scratch);
+    if (!findFirst(request, checkAccessType, scratch, first)) return std::nullopt;
   } catch (const std::bad_alloc&) {
     return std::nullopt;
   }
-  return first ? ask(request, checkAccessType, *first, scratch) : std::nullopt;
+  if (m_asked.empty() && !first.throws) return first.rule != nullptr;
+  return ask(request, checkAccessType, first, scratch);
 }
 
-std::optional<RuleIndex::First> RuleIndex::firstOf(const LookupData& request, bool checkAccessType,
-                                                   Scratch& scratch) const {
+bool RuleIndex::findFirst(const LookupData& request, bool checkAccessType, Scratch& scratch,
+                          First& first) const {
   std::array<std::optional<Text>, kRuleInputs>& texts = scratch.texts;
   bool orderCounts = !m_asked.empty();
   for (std::size_t i = 0; i < kRuleInputs; ++i) {
@@ -228,7 +229,6 @@ std::optional<RuleIndex::First> RuleIndex::firstOf(const LookupData& request, bo
     orderCounts = orderCounts || texts[i]->isUtf8();
   }
 
-  First first;
   std::size_t throwing = 0;
   const auto isNewFirst = [&](const Rule* rule) {
     return !first.rule || rule->order < first.rule->order;
@@ -247,7 +247,7 @@ std::optional<RuleIndex::First> RuleIndex::firstOf(const LookupData& request, bo
       while (rule->input != i) rule = rule->next;
       throws(rule);
     }
-    if (throwing > kMostThrowing) return std::nullopt;
+    if (throwing > kMostThrowing) return false;
   }
 
   const auto admits = [&](std::uint32_t accessType) {
@@ -267,7 +267,7 @@ std::optional<RuleIndex::First> RuleIndex::firstOf(const LookupData& request, bo
     if (texts[i]->plain().size() > kSlowText && firstFewMatch(i, *texts[i], admits, found)) break;
     if (m_patterns[i]->find(*texts[i], scratch.patterns, admits, isBefore, found)) break;
   }
-  return first;
+  return true;
 }
 
 // To look up a long text takes as long as trying several patterns: so the first ones are tried

@@ -90,15 +90,15 @@ class RuleIndex {
   void spreadOrders();
 
   // Of the rules that are not asked, the first in key order that matches or throws: when it matches
-  // and stands before all that are asked, it may be any such. Absent when the walk has to answer.
+  // and stands before all that are asked, it may be any such. False when the walk has to answer.
   struct First {
     const Rule* rule = nullptr;  // null: none matches or throws
     bool throws = false;         // it reads what is no character
   };
   template <typename Admits, typename Found>
   bool firstFewMatch(std::size_t input, Text& text, Admits admits, Found found) const;
-  std::optional<First> firstOf(const LookupData& request, bool checkAccessType,
-                               Scratch& scratch) const;
+  bool findFirst(const LookupData& request, bool checkAccessType, Scratch& scratch,
+                 First& first) const;
   std::optional<bool> ask(LookupData& request, bool checkAccessType, const First& first,
                           Scratch& scratch) const;
 

@@ -382,10 +382,10 @@ bool PatternIndex::find(Text& text, Scratch& scratch, Admits admits, IsBefore is
   std::vector<const Place*>& open = scratch.open;
   open.clear();
   std::size_t runs = 0;
-  const std::size_t runsAtOnce = std::min(kRunsAtOnce, kBytesAtOnce / (text.plain().size() + 1));
+  const std::size_t bytesOfRun = text.plain().size() + 1;
   const auto run = [&](const Place& place) {
     if (work) ++work->programs;
-    if (++runs > runsAtOnce) {
+    if (++runs > kRunsAtOnce || runs * bytesOfRun > kBytesAtOnce) {
       open.push_back(&place);
       return false;
     }
