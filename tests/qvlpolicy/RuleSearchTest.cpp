@@ -7,6 +7,7 @@
 #include <qvlpolicy/Policy.h>
 #include <qvlpolicy/Writer.h>
 
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -104,6 +105,34 @@ TEST(RulesLeftToTheEngine, AreThoseThatNoProgramMatches) {
   EXPECT_THAT(rulesLeftToTheEngine(dataSet), ElementsAre(1, 3, 4, 6, 7));
   dataSet.kind = Kind::FileAge;
   EXPECT_THAT(rulesLeftToTheEngine(dataSet), IsEmpty());
+}
+
+// They are not looked at one by one, unless there are keywords.
+TEST(RulesLeftToTheEngine, AreNoneOfPlainPatterns) {
+  std::mt19937 random(20261122);
+  const std::string characters = "a/*?.bZ-%<>\"'&,;:!@#=~`_0";
+  for (const Kind kind : {Kind::FilePath, Kind::Folder, Kind::Process}) {
+    DataSet dataSet;
+    dataSet.kind = kind;
+    for (std::size_t i = 0; i < 600; ++i) {
+      // Half of them are made of few characters, so that there are long runs of wildcards.
+      const std::size_t kinds = i % 2 == 0 ? 1 + i / 2 % 5 : characters.size();
+      std::string text = "/";
+      while (text.size() < (i % 20 == 0 ? 4095 : 1 + i % 60)) {
+        text += characters[random() % kinds];
+      }
+      dataSet.rules.emplace_back();
+      dataSet.rules.back().text = text + (kind == Kind::Folder ? "/" : "a");
+      dataSet.rules.back().includeSubfolders = i % 3 == 0;
+    }
+    for (const bool caseSensitive : {true, false}) {
+      dataSet.caseSensitive = caseSensitive;
+      dataSet.keywords.clear();
+      EXPECT_THAT(rulesLeftToTheEngine(dataSet), IsEmpty());
+      dataSet.keywords.push_back({"no rule has that", {"a"}, {}});
+      EXPECT_THAT(rulesLeftToTheEngine(dataSet), IsEmpty());
+    }
+  }
 }
 
 }  // namespace
