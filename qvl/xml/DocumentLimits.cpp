@@ -11,9 +11,10 @@ namespace {
 // What libxml2 sets itself for a text.
 constexpr std::size_t kLargestText = 10000000;
 
-// libxml2 counts some levels of entities that name entities more than once, and refuses an
-// attribute's value from ten on.
-constexpr int kDeepest = 8;
+// libxml2 parses no entities that name entities deeper than that. It counts some levels more than
+// once and refuses an attribute's value from ten on: so edits are kept far from its limits.
+constexpr int kDeepest = 40;
+constexpr int kDeepestOfEdits = 8;
 
 constexpr std::size_t kTooLarge = kLargestText + 1;
 
@@ -110,8 +111,9 @@ bool EntityLimits::admitDocument() {
 
 bool EntityLimits::admit(const char* text, const xmlNode* replaced) {
   if (!text || !m_document->intSubset) return true;
-  const std::size_t added = extentOfReferences(reinterpret_cast<const xmlChar*>(text), 0).size;
-  if (added == 0) return true;
+  const Extent added = extentOfReferences(reinterpret_cast<const xmlChar*>(text), 0);
+  if (added.levels > kDeepestOfEdits) return false;
+  if (added.size == 0) return true;
   std::size_t size = sizeOfTree(xmlDocGetRootElement(m_document));
   const bool hasChildren =
       replaced && (replaced->type == XML_ELEMENT_NODE || replaced->type == XML_ATTRIBUTE_NODE);
@@ -119,7 +121,7 @@ bool EntityLimits::admit(const char* text, const xmlNode* replaced) {
        child = child->next) {
     size -= std::min(size, sizeOfTree(child));
   }
-  return sum(size, added) < kTooLarge;
+  return sum(size, added.size) < kTooLarge;
 }
 
 std::size_t EntityLimits::sizeOfTree(const xmlNode* root) {

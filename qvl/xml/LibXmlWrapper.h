@@ -27,8 +27,8 @@ typedef struct _xmlDoc xmlDoc;
 // Parsing reads no other file and no network. A document that goes beyond one of these limits
 // counts as one that could not be parsed, and an edit that would lead beyond them changes nothing
 // and answers false:
-//   - 10,000,000 bytes of text for which the entity references of the document stand, and eight
-//     levels of entities within entities
+//   - 10,000,000 bytes of text for which the entity references of the document stand
+//   - entities within entities: eight levels by edits, and what libxml2 parses, at most forty
 //   - 1,000 attributes of one element, declarations of name spaces included
 //   - elements within elements: 256 levels by edits, and what libxml2 parses (257 in 2.9.14)
 //   - 9,990,000 bytes of a text or a value in an edit, as they are saved ("&" is saved as "&amp;"),

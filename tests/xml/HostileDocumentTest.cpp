@@ -343,7 +343,7 @@ TEST_F(HostileDocument, EntitiesMayComeToTenMillionBytes) {
   }
 }
 
-TEST_F(HostileDocument, EntitiesMayBeNestedEightDeep) {
+TEST_F(HostileDocument, EditsTakeEntitiesEightDeep) {
   for (const std::string& beside : {std::string(), std::string("text"), std::string(1000, 'x')}) {
     std::string entities = "<!ENTITY e1 'text'>";
     for (int i = 2; i <= 9; ++i) {
@@ -359,10 +359,11 @@ TEST_F(HostileDocument, EntitiesMayBeNestedEightDeep) {
     EXPECT_TRUE(edited.setXPathElement("/r/d", "&e5; &e8; &e1; &e8;"));
     EXPECT_TRUE(edited.setXPathElement("/r/@a", "&e8;"));
     EXPECT_TRUE(canBeReadAgain(edited));
-    for (const bool isMore : {false, true}) {
-      TextDocument parsed(declared + "<r><c>" + (isMore ? "&e9;" : "&e8;") + "</c></r>");
-      EXPECT_EQ(parsed.isXPathElementExists("/r"), !isMore);
-    }
+    // What libxml2 reads by itself may be nested deeper.
+    TextDocument parsed(declared + "<r><c>&e9;</c><d/></r>");
+    EXPECT_TRUE(parsed.isXPathElementExists("/r"));
+    EXPECT_TRUE(parsed.setXPathElement("/r/d", "&e8;"));
+    EXPECT_TRUE(canBeReadAgain(parsed));
   }
 }
 
