@@ -70,6 +70,20 @@ static void asks(const char *file) {
     EXPECT(qvlpolicy_ask(policy, &asked, NULL, 0, NULL) == 0);
   }
   {
+    /* A number that a logic names often is told once. */
+    qvlpolicy_policy *often = parse(
+        "<exclusion-policy version=\"1\"><logic>(1|2)&amp;(2|1)&amp;1&amp;(1|2)&amp;(2|1)</logic>"
+        "<data-set number=\"1\" kind=\"folder\"><rule>/srv/</rule></data-set>"
+        "<data-set number=\"2\" kind=\"folder\"><rule>/srv/</rule></data-set>"
+        "</exclusion-policy>");
+    uint32_t numbers[9] = {0};
+    size_t count = 99;
+    const qvlpolicy_question asked = question("/srv/b");
+    EXPECT(qvlpolicy_ask(often, &asked, numbers, 9, &count) == 1);
+    EXPECT(count == 2 && numbers[0] == 1 && numbers[1] == 2);
+    qvlpolicy_free(often);
+  }
+  {
     qvlpolicy_match matches[4];
     size_t count = 0;
     const qvlpolicy_question asked = question("/srv/b/a");
