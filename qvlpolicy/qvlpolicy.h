@@ -206,8 +206,8 @@ QVLPOLICY_EXPORT int qvlpolicy_is_excluded(const qvlpolicy_policy* policy,
 
 /* The same, with the numbers of the data sets that were asked and matched, in the order in which
  * the logic came to them. The first `capacity` of them go to `data_sets`, and how many there are to
- * *count, unless that is NULL. Each comes once, however often the logic names it, so there are never
- * more than the policy has data sets (CInterface.ServesAHostInC). */
+ * *count, unless that is NULL. Each comes once, however often the logic names it, so there are
+ * never more than the policy has data sets (CInterface.ServesAHostInC). */
 QVLPOLICY_EXPORT int qvlpolicy_ask(const qvlpolicy_policy* policy,
                                    const qvlpolicy_question* question, uint32_t* data_sets,
                                    size_t capacity, size_t* count);
