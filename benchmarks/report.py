@@ -214,6 +214,9 @@ TABLES = {function.__name__: function for function in
 
 def fill(text, results):
     def replacement(found):
+        # Other scripts fill in the rest.
+        if found[2] not in TABLES:
+            return found[0]
         return f"{found[1]}\n{TABLES[found[2]](results)}\n{found[3]}"
     return re.sub(r"(<!-- table: (\w+) -->)\n.*?(<!-- end -->)", replacement, text, flags=re.DOTALL)
 
