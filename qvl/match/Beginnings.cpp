@@ -23,10 +23,7 @@ std::size_t agreementOf(const Signs& a, const Signs& b) {
     const bool agree = a.sign() == b.sign() && !Signs::isLast(a.sign());
     return agree ? std::min(a.repeats(), b.repeats()) : 0;
   }
-  const auto least = static_cast<std::ptrdiff_t>(std::min(bytesOfA.size(), bytesOfB.size()));
-  return static_cast<std::size_t>(
-      std::mismatch(bytesOfA.begin(), bytesOfA.begin() + least, bytesOfB.begin()).first -
-      bytesOfA.begin());
+  return commonLength(bytesOfA, bytesOfB);
 }
 
 // Where two patterns part, and the signs that they go on with there: the same ones if they do not.

@@ -50,16 +50,10 @@ bool isPlain(const Steps& steps) {
                      [](const Step& step) { return step.kind <= Step::Folders; });
 }
 
-// How much of its first literal the second sequence begins with, or whether with the same step.
+// How many bytes of two literals agree; of other steps, whether they do.
 std::size_t agreement(const Step& a, const Step& b) {
   if (a.kind != b.kind) return 0;
-  if (a.kind != Step::Literal) return a.bytes == b.bytes;
-  const std::size_t least = std::min(a.bytes.size(), b.bytes.size());
-  return static_cast<std::size_t>(
-      std::mismatch(a.bytes.begin(), a.bytes.begin() + static_cast<std::ptrdiff_t>(least),
-                    b.bytes.begin())
-          .first -
-      a.bytes.begin());
+  return a.kind == Step::Literal ? commonLength(a.bytes, b.bytes) : a.bytes == b.bytes;
 }
 
 // What both begin with.
@@ -191,9 +185,9 @@ class ProgramCompiler {
     std::size_t i = begin;
     for (; i < steps.size(); ++i) {
       const Step::Kind kind = steps[i].kind;
-      const bool isRun = kind == Step::RunNotSlash || kind == Step::Run;
       const bool isOne = kind == Step::OneNotSlash || kind == Step::One;
-      if (kind != Step::Literal && !isOne && !(runs && isRun)) break;
+      const bool isTaken = runs && (kind == Step::RunNotSlash || kind == Step::Run);
+      if (kind != Step::Literal && !isOne && !isTaken) break;
       if (i > begin && kind != steps[i - 1].kind) ++turns;
     }
     return turns < many ? begin : i;
@@ -718,50 +712,43 @@ class Program::Run {
     }
   }
 
-  // Program::leads().
+  // Could the program, having read the text from these places, read another character? `ends` are
+  // the places behind it.
   bool leads(const Word* places, Word* ends) {
+    const auto placesOf = [&](std::size_t block) { return places[block]; };
+    return readsOn(placesOf, {0, m_frame.program->m_code.size()}, {}, ends);
+  }
+
+  // The same of two spans of its instructions, one behind the other.
+  bool readsOn(const Word* places, Span first, Span second) {
+    return readsOn([&](std::size_t block) { return places[block]; }, first, second, nullptr);
+  }
+
+  // The same from the start of the text.
+  bool readsOn() {
+    const auto placesOf = [](std::size_t block) { return Word{block == 0}; };
+    return readsOn(placesOf, {0, m_frame.program->m_code.size()}, {}, nullptr);
+  }
+
+ private:
+  // `ends`, unless it is null, is filled to the end of the text.
+  template <typename PlacesOf>
+  bool readsOn(PlacesOf placesOf, Span first, Span second, Word* ends) {
     const std::size_t words = ByteRows::wordsFor(m_text.size());
-    std::fill(ends, ends + words, Word{0});
     for (m_block = 0; m_block < words; ++m_block) {
       m_reads = 0;
-      if (places[m_block] == 0 && !m_carried) continue;
-      prepareBlock();
-      ends[m_block] = run(0, m_frame.program->m_code.size(), places[m_block]);
+      Word now = placesOf(m_block);
+      if (now != 0 || m_carried) {
+        prepareBlock();
+        now = run(first.begin, first.end, now);
+        now = run(second.begin, second.end, now);
+      }
+      if (ends != nullptr) ends[m_block] = now;
+      if (m_readsOn && ends == nullptr) return true;
     }
     return m_readsOn || (m_reads >> (m_text.size() % kBits) & 1) != 0;
   }
 
-  // Having read the text from these places by two spans of instructions, one behind the other,
-  // could the program read another character?
-  bool readsOn(const Word* places, Span first, Span second) {
-    const std::size_t words = ByteRows::wordsFor(m_text.size());
-    for (m_block = 0; m_block < words; ++m_block) {
-      m_reads = 0;
-      if (places[m_block] == 0 && !m_carried) continue;
-      prepareBlock();
-      run(second.begin, second.end, run(first.begin, first.end, places[m_block]));
-      if (m_readsOn) return true;
-    }
-    return (m_reads >> (m_text.size() % kBits) & 1) != 0;
-  }
-
-  // Having read the text, could the program read another character?
-  bool readsOn() {
-    Word now = 1;
-    for (m_block = 0;; ++m_block) {
-      prepareBlock();
-      m_reads = 0;
-      run(0, m_frame.program->m_code.size(), now);
-      if (m_readsOn) return true;
-      if (m_block == m_text.size() / kBits) {
-        return (m_reads >> (m_text.size() % kBits) & 1) != 0;
-      }
-      if (!m_carried) return false;
-      now = 0;
-    }
-  }
-
- private:
   void prepareBlock() {
     m_carried = m_again = false;
     m_frame.nextBlock();

@@ -129,8 +129,8 @@ class Program {
 
   // Instructions that come one behind the other.
   struct Span {
-    std::size_t begin;
-    std::size_t end;
+    std::size_t begin = 0;
+    std::size_t end = 0;
   };
 
   explicit Program(bool caseSensitive) : m_caseSensitive(caseSensitive) {}

@@ -3,10 +3,12 @@
 #ifndef QVL_MATCH_TEXT_H
 #define QVL_MATCH_TEXT_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace QVL {
@@ -68,6 +70,13 @@ class ByteRows {
   std::vector<Row> m_rows;  // by byte value; none before the first text
   std::vector<Word> m_words;
 };
+
+// How many bytes both begin with.
+inline std::size_t commonLength(std::string_view a, std::string_view b) {
+  if (b.size() < a.size()) std::swap(a, b);
+  const auto parting = std::mismatch(a.begin(), a.end(), b.begin());
+  return static_cast<std::size_t>(parting.first - a.begin());
+}
 
 // Places of 64 to which those of `from` lead through runs of `mask`: each run that one of them
 // stands in is filled up from there, with the place behind it. `beyond` tells whether that is the

@@ -247,6 +247,8 @@ class Policy {
   std::string input() {
     std::string text = randomInput(m_texts, m_dice);
     if (m_dice.oneIn(10)) text.insert(m_dice.below(text.size() + 1), m_dice.pick(kNotUtf8));
+    // Longer than paths are: such texts are looked up in another way.
+    if (m_dice.oneIn(8)) text.insert(m_dice.below(text.size() + 1), std::string(1100, 'a'));
     return text;
   }
 
