@@ -3,9 +3,10 @@
 
     fleet.py generate FOLDER ROWS         inventories of made-up files: lines of JSON
     fleet.py rate FOLDER [WORKERS...]     rows a second through so many workers, in turns
+    fleet.py batch ROWS                   a column of so many paths from Python, beside qvlctl lookup
     fleet.py same DIR...                  qvlctl audit, and qvl-fleet on what qvlctl inventory writes
 
-The environment says what is measured: QVLPOLICY_LIBRARY, and QVLCTL for the last one. The policy is that of
+The environment says what is measured: QVLPOLICY_LIBRARY, and QVLCTL for the last two. The policy is that of
 examples/linux-server.xml. Fails when numbers of workers, or the two commands, give other bytes.
 """
 
@@ -84,6 +85,38 @@ def rate(folder, workers):
     print(f"{rows:,} rows; the same bytes from each")
 
 
+def batch(rows):
+    """Processor time, in turns: of the questions alone from Python, of the whole command of qvlctl."""
+    sys.path.insert(0, str(ROOT / "python"))
+    import pandas
+    import qvlscanavoidance
+
+    chance = random.Random(1)
+    paths = [f"{place}/{dice >> 16 & 255}/file{i}.{ending}" for i in range(rows)
+             for dice in [chance.getrandbits(48)] for place, ending in [FOLDERS[dice % len(FOLDERS)]]]  # fmt: skip
+    column = pandas.Series(paths)
+    policy = qvlscanavoidance.Policy.load(POLICY)
+    ours, theirs = [], []
+    with tempfile.NamedTemporaryFile("w") as list_of_paths:
+        list_of_paths.write("\n".join(paths) + "\n")
+        list_of_paths.flush()
+        for _ in range(ROUNDS):
+            before = time.process_time()
+            excluded = int(policy.ask_frame(column)["excluded"].sum())
+            ours.append(time.process_time() - before)
+            used = resource.getrusage(resource.RUSAGE_CHILDREN)
+            with open(list_of_paths.name) as lines:
+                command = [os.environ["QVLCTL"], "lookup", "-p", POLICY]
+                answers = subprocess.run(command, stdin=lines, stdout=subprocess.PIPE).stdout
+            now = resource.getrusage(resource.RUSAGE_CHILDREN)
+            theirs.append(now.ru_utime + now.ru_stime - used.ru_utime - used.ru_stime)
+            if answers.count(b"\nexcluded") + answers.startswith(b"excluded") != excluded:
+                sys.exit(f"expected as many excluded paths from qvlctl as from Python; came {excluded} from Python")
+    from_python, from_qvlctl = statistics.median(ours), statistics.median(theirs)
+    print(f"{rows:,} paths, {excluded:,} excluded: {from_python:.1f} s from Python, {from_qvlctl:.1f} s by qvlctl; "
+          f"{from_qvlctl / from_python:.0%} of its speed")  # fmt: skip
+
+
 def same(folders):
     qvlctl = os.environ["QVLCTL"]
     with tempfile.TemporaryDirectory() as scratch:
@@ -113,6 +146,8 @@ def main(arguments):
         generate(arguments[1], int(arguments[2]))
     elif len(arguments) >= 2 and arguments[0] == "rate":
         rate(arguments[1], [int(count) for count in arguments[2:]] or [1, 2, 4])
+    elif len(arguments) == 2 and arguments[0] == "batch":
+        batch(int(arguments[1]))
     elif len(arguments) >= 2 and arguments[0] == "same":
         same(arguments[1:])
     else:
