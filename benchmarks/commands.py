@@ -1,12 +1,13 @@
 #!/usr/bin/python3
 """Compares two builds of qvlctl: processor time of its commands over many paths and files.
 
-    commands.py BEFORE NOW [--paths N] [--files N] [--rounds N] [--only COMMAND...]
+    taskset -c 1 commands.py BEFORE NOW [--paths N] [--files N] [--rules N] [--rounds N] [--only COMMAND...]
     commands.py BEFORE NOW --instructions --paths 20000 --files 3000 --rounds 1
 
 BEFORE and NOW are two programs `qvlctl`. Both are run in turns with examples/linux-server.xml, asked about one
 process and one kind of access, which every build can; what the matrix of all of them costs is told for NOW, by
-question. Prints a table: medians of the processor time, user and system, and the medians of the ratios of
+question. lint reads a policy of N rules for files and folders. On one processor, since what a process finds in the
+caches of another scatters more than the two differ. Prints a table: medians of the processor time, user and system, and the medians of the ratios of
 neighbouring runs, of processor time and by the clock; with --instructions, those that valgrind counts, which a busy
 machine does not change.
 """
@@ -63,6 +64,18 @@ def write_paths(file, count):
             out.write(f"{chance.choice(PLACES)}/{chance.randrange(200)}/file{i}.{chance.choice(ENDINGS)}\n")
 
 
+def write_policy(file, count):
+    chance = random.Random(2)
+    with open(file, "w") as out:
+        out.write('<exclusion-policy version="1"><logic>1|2</logic>\n')
+        for number, kind, ending in ((1, "folder", "/"), (2, "file-path", "/*.o")):
+            out.write(f'<data-set number="{number}" kind="{kind}">\n')
+            for i in range(count // 2):
+                out.write(f"<rule>{chance.choice(PLACES)}/{chance.randrange(200)}/part{i}{ending}</rule>\n")
+            out.write("</data-set>\n")
+        out.write("</exclusion-policy>\n")
+
+
 def make_files(folder, count):
     for i in range(count):
         name = os.path.join(folder, f"d{i // 4000}", f"e{i // 80 % 50}")
@@ -77,6 +90,7 @@ def main():
     parser.add_argument("now")
     parser.add_argument("--paths", type=int, default=1_000_000)
     parser.add_argument("--files", type=int, default=160_000)
+    parser.add_argument("--rules", type=int, default=10_000)
     parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--only", nargs="*", default=[])
     parser.add_argument("--instructions", action="store_true")
@@ -89,6 +103,8 @@ def main():
         next_policy = os.path.join(folder, "next.xml")
         text = pathlib.Path(POLICY).read_text()
         pathlib.Path(next_policy).write_text(text.replace("/usr/share/icons/", "/usr/share/"))
+        many_rules = os.path.join(folder, "rules.xml")
+        write_policy(many_rules, options.rules)
         cases = os.path.join(folder, "cases.txt")
         with open(paths, "rb") as given, open(cases, "wb") as out:
             subprocess.run([options.before, "lookup", "-p", POLICY], stdin=given, stdout=out, check=False)
@@ -103,6 +119,7 @@ def main():
             ("audit", files, ["audit", "-p", POLICY, *ONE, tree], None),
             ("audit, JSON", files, ["audit", "-p", POLICY, *ONE, "--format", "json", tree], None),
             ("diff", files, ["diff", "-p", POLICY, "--with", next_policy, *ONE, tree], None),
+            ("lint", options.rules, ["lint", "-p", many_rules], None),
         ]
         clock = "" if options.instructions else " by the clock |"
         print(f"| command | before | now | now / before |{clock}\n| :--- | ---: | ---: | ---: |{clock and ' ---: |'}",

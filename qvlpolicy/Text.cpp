@@ -119,6 +119,10 @@ std::string counted(std::uint64_t number, const char* singular, const char* plur
 
 std::size_t findNonUtf8(std::string_view text) {
   for (std::size_t i = 0; i < text.size();) {
+    if (static_cast<unsigned char>(text[i]) < 0x80) {
+      ++i;
+      continue;
+    }
     const std::size_t length = characterAt(text.substr(i)).length;
     if (length == 0) return i;
     i += length;

@@ -20,7 +20,8 @@ constexpr const char* kBlanks = " \t";
 
 // The reverse of escaped().
 std::string unescaped(std::string_view text) {
-  std::string result;
+  std::string result(text.substr(0, text.find('\\')));
+  text.remove_prefix(result.size());
   while (!text.empty()) {
     std::size_t length = 1;
     char c = text[0];

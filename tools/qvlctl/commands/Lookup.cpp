@@ -47,12 +47,20 @@ class Lookup {
   }
 
   void printLine(std::string_view path, bool isExcluded) {
-    m_output.print("{}  {:<7}  {}\n", isExcluded ? m_excluded : m_scan,
-                   commaSeparated(m_question.request.m_matchIdentifiers), escaped(path));
+    constexpr std::size_t kWidth = 7;
+    m_line = isExcluded ? m_excluded : m_scan;
+    m_line += "  ";
+    const std::string numbers = commaSeparated(m_question.request.m_matchIdentifiers);
+    m_line += numbers;
+    if (numbers.size() < kWidth) m_line.append(kWidth - numbers.size(), ' ');
+    m_line += "  ";
+    m_line += escaped(path);
+    m_line += '\n';
+    m_output.write(m_line);
   }
 
   void writeLine(std::string_view path, bool isExcluded) {
-    Json json;
+    Json json = objectOf(4);
     addText(json, "path", path);
     json["verdict"] = verdictName(isExcluded);
     json["matched"] = m_question.request.m_matchIdentifiers;
@@ -65,6 +73,7 @@ class Lookup {
   Output m_output;
   const std::string m_excluded = m_output.coloured(Colour::Excluded, "excluded");
   const std::string m_scan = "scan    ";
+  std::string m_line;  // kept for its memory
   bool m_anyExcluded = false;
 };
 

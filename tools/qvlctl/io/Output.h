@@ -47,6 +47,13 @@ class Output {
     if (m_buffer.size() >= kFlushAt) flush();
   }
 
+  // The text as it is: for lines that are written a million times, of which a format takes a
+  // tenth of the instructions, and of those that a processor keeps at hand even more.
+  void write(std::string_view text) {
+    m_buffer.append(text.data(), text.data() + text.size());
+    if (m_buffer.size() >= kFlushAt) flush();
+  }
+
   // The text in a colour, when standard output is a terminal that may show colours.
   std::string coloured(Colour colour, std::string_view text) const;
 
