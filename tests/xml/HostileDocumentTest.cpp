@@ -403,8 +403,15 @@ TEST_F(HostileDocument, EditTakesNoLongerTextThanCanBeReadAgain) {
     EXPECT_TRUE(document.AddNewElementNode("/r", "d", longest.c_str()));
     EXPECT_FALSE(document.AddNewElementNode("/r", "e", longer.c_str()));
     EXPECT_FALSE(document.AddNewElementNodeEx("/r", "e", longer.c_str()));
-    EXPECT_TRUE(canBeReadAgain(document)) << row.byte;
-    EXPECT_EQ(document.getXPathElement("/r/@a"), longest);
+    // Saved once only: libxml2 moves what is left of a text with each piece that it saves.
+    const ScratchFolder folder;
+    std::string name = folder / "saved.xml";
+    document.SaveToFile(name.data());
+    LibXmlWrapper again(name);
+    for (const char* place : {"/r/c", "/r/@a", "/r/d"}) {
+      EXPECT_TRUE(again.getXPathElement(place) == longest) << row.byte << " in " << place;
+    }
+    EXPECT_TRUE(again.getXPathElement("/r/e").empty()) << row.byte;
   }
 }
 
