@@ -11,6 +11,7 @@
 
 #include "qvl/avoidance/RuleView.h"
 #include "qvl/match/CompiledPattern.h"
+#include "qvl/match/Keywords.h"
 #include "qvl/qvl.h"
 
 namespace QVL {
@@ -142,6 +143,31 @@ TEST(CompiledExpression, OfKeywordsNamedLikeDotsAndWildcards) {
 TEST(CompiledExpression, OfFileTypes) {
   expectExpressions(fileType, {{"t?t", "t[^/]t"}, {"c*", "c\\*"}, {"a.b", "a.b"}});
   expectExpressions(fileType, {{"t?t", "t?t"}, {"c*", "c*"}}, /*wildCards=*/false);
+}
+
+// A data set gives these its own table, so that rules with the same keywords share what was
+// compiled of them. All others are told by their interface, and file types have no table to be
+// given.
+TEST(RuleView, FindsTheKeywordsOfTheRulesOfTheLibraryThatHaveSome) {
+  std::vector<Rule> rules;
+  rules.push_back(filePath("/%K%"));
+  rules.push_back(folder("/%K%/"));
+  rules.push_back(process("/%K%"));
+  rules.push_back(fileAge("0.1,%K%"));
+  for (const Rule& rule : rules) {
+    KeywordTable* const keywords = RuleView::keywordsFor(*rule, "addOrUpdateKeyword");
+    ASSERT_NE(keywords, nullptr) << rule->getKey();
+    EXPECT_TRUE(keywords->empty()) << rule->getKey();
+    rule->addOrUpdateKeyword("%K%", {"a"});
+    EXPECT_FALSE(keywords->empty()) << rule->getKey();
+  }
+  EXPECT_EQ(RuleView::keywordsFor(*fileType("txt"), "addOrUpdateKeyword"), nullptr);
+
+  class OfAHost : public FilePathAvoidance {
+   public:
+    using FilePathAvoidance::FilePathAvoidance;
+  } ofAHost(std::string("/a"), AnyAccess);
+  EXPECT_EQ(RuleView::keywordsFor(ofAHost, "addOrUpdateKeyword"), nullptr);
 }
 
 }  // namespace
