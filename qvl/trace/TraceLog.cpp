@@ -168,8 +168,9 @@ class Operation {
 using LogLock = std::lock_guard<std::mutex>;
 
 // The locale that makes UTF-8 the encoding of wide output. Null, which changes nothing, where no
-// such locale exists or no memory is left for it; the next message then asks again. Never released:
-// it serves until the last message of the process.
+// such locale exists or no memory is left for it; the next message then asks again, which serves
+// the files whose first line is still to be written. Never released: it serves until the last
+// message of the process.
 std::atomic<locale_t> utf8Locale{locale_t()};
 
 // Makes UTF-8 the encoding of wide output in this thread, whatever locale the process has chosen.

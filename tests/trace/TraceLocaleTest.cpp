@@ -19,6 +19,7 @@ namespace {
 
 std::atomic<int> localesMade{0};
 std::atomic<int> localesFreed{0};
+std::atomic<bool> noneCanBeMade{false};
 
 // Called once, by the thread that makes a locale next and before it does.
 std::atomic<std::function<void()>*> whenMaking{nullptr};
@@ -32,6 +33,7 @@ Function next(const char* name) {
 
 extern "C" locale_t newlocale(int mask, const char* name, locale_t base) __THROW {
   if (auto* const action = whenMaking.exchange(nullptr)) (*action)();
+  if (noneCanBeMade) return nullptr;
   const locale_t made =
       next<locale_t (*)(int, const char*, locale_t)>("newlocale")(mask, name, base);
   localesMade += made != nullptr;
@@ -76,6 +78,18 @@ TEST_F(TraceLocale, IsKeptOnceWhenTwoThreadsMakeItAtOnce) {
   EXPECT_EQ(localesMade, 2);
   EXPECT_EQ(localesFreed, 1);
   log(5, "\xC3\xA4");
+  EXPECT_EQ(traceFile(), "\xC3\xA4\n");
+}
+
+// Where there was no memory for it when the log started, say.
+TEST_F(TraceLocale, IsAskedForAgainByTheNextMessage) {
+  configure("5");
+  noneCanBeMade = true;
+  log(6, "starts the log, and is not written");
+  EXPECT_EQ(localesMade, 0);
+  noneCanBeMade = false;
+  log(5, "\xC3\xA4");
+  EXPECT_EQ(localesMade, 1);
   EXPECT_EQ(traceFile(), "\xC3\xA4\n");
 }
 
