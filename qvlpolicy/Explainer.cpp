@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <new>
 #include <utility>
 
 #include "qvlpolicy/Logic.h"
@@ -181,6 +182,8 @@ bool Explainer::answerOf(std::size_t dataSet, Decider decider,
   }
   try {
     return m_engine.dataSets()[dataSet]->isPresentInDataSet(request);
+  } catch (const std::bad_alloc&) {
+    throw;
   } catch (const std::exception&) {
     return false;  // as the manager counts it
   }

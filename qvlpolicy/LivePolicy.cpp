@@ -122,10 +122,12 @@ struct QVL_HIDDEN LivePolicy::State {
 
   void put(std::shared_ptr<const Policy> policy) {
     const auto made = std::make_shared<Force>(std::move(policy), counting);
-    for (Slot& slot : slots) {
-      std::shared_ptr<Force> own(made.get(), [made](Force*) {});
-      const std::lock_guard<std::mutex> lock(slot.mutex);
-      slot.force.swap(own);
+    // All of them, or none when there is no memory.
+    std::shared_ptr<Force> owners[kSlots];
+    for (auto& owner : owners) owner = {made.get(), [made](Force*) {}};
+    for (std::size_t i = 0; i < kSlots; ++i) {
+      const std::lock_guard<std::mutex> lock(slots[i].mutex);
+      slots[i].force.swap(owners[i]);
     }
   }
 

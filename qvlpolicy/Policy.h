@@ -79,8 +79,9 @@ struct LoadOptions {
 // Thread safety: any number of threads may ask at once. Questions do not wait for each other.
 class QVLPOLICY_EXPORT Policy {
  public:
-  // Reads a policy file, and what it includes. Never throws for what is in a file or for a file
-  // that cannot be read: that is an error in the result. std::bad_alloc passes.
+  // Reads a policy file, and what it includes. What is in a file, or a file that cannot be read, is
+  // an error in the result and never thrown; only std::bad_alloc passes, and leaves nothing behind
+  // (test StarvedHost.LoadsAFileWithAllThatItIncludesOrThrows).
   static Loaded load(const std::string& file, const LoadOptions& options = {});
 
   // The same from a text in memory; `file` is its name in errors, and names of included files are

@@ -5,10 +5,17 @@
 #include <gtest/gtest.h>
 #include <libxml/parser.h>
 #include <qvlpolicy/Lint.h>
+#include <qvlpolicy/LivePolicy.h>
 #include <qvlpolicy/Policy.h>
+#include <qvlpolicy/qvlpolicy.h>
 
+#include <cstdint>
+#include <filesystem>
+#include <iterator>
 #include <new>
+#include <set>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -109,6 +116,205 @@ TEST(StarvedPolicy, IsReadAsEverOrNotAtAll) {
 #if defined(__linux__)
   EXPECT_GT(parsings, 100);
 #endif
+}
+
+// ---- Whatever a host calls ----
+
+class StarvedHost : public FolderOfPolicies {
+ protected:
+  // `tried` either does all that it should, and answers true, or throws std::bad_alloc; `isAsEver`
+  // tells afterwards whether everything goes on as it did before. Nothing else may be thrown.
+  template <typename Tried, typename IsAsEver>
+  static void expectAllOrNothing(Tried tried, IsAsEver isAsEver) {
+    ASSERT_TRUE(tried());  // what is made once and kept
+    for (const Hunger hunger : {Hunger::OneRefusal, Hunger::ForGood}) {
+      std::size_t refusals = 0;
+      const std::size_t struckAtAll = untilFed([&](std::size_t spared) {
+        SCOPED_TRACE(testing::Message() << "after " << spared << " allocations, " << hunger);
+        bool isRight = true;
+        bool struck = false;
+        {
+          const Starvation starvation(spared, hunger, Whose::OperatorNew);
+          try {
+            isRight = tried();
+          } catch (const std::bad_alloc&) {
+            ++refusals;
+          }
+          struck = starvation.struck();
+        }
+        EXPECT_TRUE(isRight);
+        EXPECT_TRUE(isAsEver());
+        return struck && !testing::Test::HasFailure();
+      });
+      EXPECT_GT(struckAtAll, 0U);
+      EXPECT_GT(refusals, 0U);
+    }
+  }
+
+  static Question question() { return {"/srv/build/long-name-of-a-file.o", "/usr/bin/compiler"}; }
+};
+
+const std::string kRules =
+    "<logic>1|2</logic>\n<data-set number=\"1\" kind=\"file-path\" keywords=\"table-with-names\">"
+    "<rule reason=\"a reason that is long enough\">/srv/%BUILD%/**.o</rule>"
+    "<rule>/srv/build/long-name-of-a-?ile.o</rule><rule>/srv/(a|b)\\1/**</rule></data-set>"
+    "<include file=\"processes.xml\"/>"
+    "<keywords name=\"table-with-names\"><keyword name=\"%BUILD%\"><value>build</value></keyword>"
+    "</keywords>";
+const std::string kProcesses = policy(
+    "<data-set number=\"2\" kind=\"process\"><rule>/usr/bin/other-compiler</rule></data-set>");
+
+TEST_F(StarvedHost, LoadsAFileWithAllThatItIncludesOrThrows) {
+  write("policy.xml", policy(kRules));
+  write("processes.xml", kProcesses);
+  const auto descriptors = [] {
+    const std::filesystem::directory_iterator begin("/dev/fd");
+    return std::distance(begin, std::filesystem::directory_iterator());
+  };
+  load("policy.xml");  // opens what the engine keeps open
+  const auto before = descriptors();
+  expectAllOrNothing(
+      [&] {
+        const Loaded loaded = load("policy.xml");
+        // A rule that cannot be compiled is refused, whatever the reason is.
+        return loaded.policy ? loaded.policy->isExcluded(question()) : !loaded.errors.empty();
+      },
+      [&] { return load("policy.xml").policy != nullptr && descriptors() == before; });
+}
+
+TEST_F(StarvedHost, IsAnsweredRightlyOrNotAtAll) {
+  write("policy.xml", policy(kRules));
+  write("processes.xml", kProcesses);
+  const Loaded loaded = load("policy.xml");
+  ASSERT_TRUE(loaded.policy) << errorsOf(loaded);
+  const auto asks = [&] {
+    const Answer answer = loaded.policy->ask(question());
+    return answer.isExcluded && answer.dataSets == std::vector<unsigned int>{1};
+  };
+  expectAllOrNothing(asks, asks);
+}
+
+// The index is there afterwards, or is made by the next search.
+TEST_F(StarvedHost, IsToldWhyRightlyOrNotAtAll) {
+  write("policy.xml", policy(kRules));
+  write("processes.xml", kProcesses);
+  const auto explains = [&](const Policy& policy) {
+    const Explanation explanation = policy.explain(question());
+    return explanation.isExcluded && explanation.dataSets[0].rules.size() == 2;
+  };
+  Loaded loaded = load("policy.xml");
+  expectAllOrNothing([&] { return explains(*loaded.policy); },
+                     [&] {
+                       const bool isRight = explains(*loaded.policy);
+                       loaded = load("policy.xml");  // without an index
+                       return isRight;
+                     });
+  const Question other = {"/SRV/build/long-name-of-a-file.o", ""};
+  const auto isNear = [&] {
+    return !loaded.policy->nearRules(other, loaded.policy->explain(other)).empty();
+  };
+  expectAllOrNothing(isNear, [&] {
+    const bool isRight = isNear();
+    loaded = load("policy.xml");
+    return isRight;
+  });
+}
+
+TEST_F(StarvedHost, IsToldWhatIsOddOrNothing) {
+  write("policy.xml", policy(kRules));
+  write("processes.xml", kProcesses);
+  const Loaded loaded = load("policy.xml");
+  const std::size_t findings = lint(loaded).findings.size();
+  const auto lints = [&] { return lint(loaded).findings.size() == findings; };
+  EXPECT_GT(findings, 0U);
+  expectAllOrNothing(lints, lints);
+}
+
+// What is in force is one policy for all threads, whenever memory runs out while it is exchanged.
+TEST_F(StarvedHost, KeepsAPolicyInForceOrTakesTheNextOne) {
+  write("policy.xml", policy("<logic>1</logic>" + folderSet(1, "/srv/")));
+  LivePolicy live(load("policy.xml").policy, Counting::Rules);
+  // Threads are given places in turn, and what is in force in each has to be the same.
+  const auto inForce = [&] {
+    std::set<const Policy*> policies;
+    for (int i = 0; i < 32; ++i) {
+      std::thread([&] { policies.insert(live.policy().get()); }).join();
+    }
+    return policies;
+  };
+  expectAllOrNothing(
+      [&] {
+        const Loaded loaded = live.reload();
+        return loaded.policy ? live.policy() == loaded.policy : !loaded.errors.empty();
+      },
+      [&] {
+        return inForce().size() == 1 && live.isExcluded({"/srv/x", ""});
+      });
+}
+
+// The interface in C: a status, or no handle, and never an exception.
+TEST_F(StarvedHost, IsToldInC) {
+  write("policy.xml", policy(kRules));
+  write("processes.xml", kProcesses);
+  const std::string file = path("policy.xml");
+  const qvlpolicy_question asked = {
+      {"/srv/build/long-name-of-a-file.o", 32}, {"/usr/bin/compiler", 17}, QVLPOLICY_READ};
+  // Answers false when something was refused for want of memory.
+  const auto useAll = [&] {
+    qvlpolicy_report* report = nullptr;
+    qvlpolicy_policy* const policy = qvlpolicy_load(file.data(), file.size(), &report);
+    qvlpolicy_findings* const findings = qvlpolicy_lint(report, nullptr);
+    qvlpolicy_live* const live =
+        policy == nullptr ? nullptr : qvlpolicy_live_new(policy, QVLPOLICY_COUNT_RULES);
+    qvlpolicy_counters* const counters = qvlpolicy_live_counters(live);
+    qvlpolicy_queries* const queries = qvlpolicy_queries_new(&policy, 1, nullptr);
+    bool isWhole = policy != nullptr && report != nullptr && findings != nullptr &&
+                   live != nullptr && counters != nullptr && queries != nullptr;
+    const auto took = [&](int status) { isWhole = isWhole && status >= 0; };
+    if (policy != nullptr) {
+      qvlpolicy_match matches[8];
+      std::size_t count = 0;
+      std::uint32_t dataSets[2];
+      const int verdict = qvlpolicy_is_excluded(policy, &asked);
+      EXPECT_NE(verdict, 0);
+      took(verdict);
+      took(qvlpolicy_ask(policy, &asked, dataSets, 2, &count));
+      took(qvlpolicy_matching_rules(policy, &asked, matches, 8, &count));
+      took(qvlpolicy_near_rules(policy, &asked, matches, 8, &count));
+    }
+    if (live != nullptr) {
+      qvlpolicy_report* reloaded = nullptr;
+      took(qvlpolicy_live_ask(live, &asked, nullptr, 0, nullptr));
+      took(qvlpolicy_live_reload(live, &reloaded));
+      isWhole = isWhole && reloaded != nullptr;
+      qvlpolicy_report_free(reloaded);
+    }
+    qvlpolicy_queries_free(queries);
+    qvlpolicy_counters_free(counters);
+    qvlpolicy_live_free(live);
+    qvlpolicy_findings_free(findings);
+    qvlpolicy_report_free(report);
+    qvlpolicy_free(policy);
+    return isWhole;
+  };
+  ASSERT_TRUE(useAll());
+  for (const Hunger hunger : {Hunger::OneRefusal, Hunger::ForGood}) {
+    const std::size_t struckAtAll = untilFed([&](std::size_t spared) {
+      SCOPED_TRACE(testing::Message() << "after " << spared << " allocations, " << hunger);
+      bool struck = false;
+      bool isWhole = false;
+      {
+        const Starvation starvation(spared, hunger, Whose::OperatorNew);
+        isWhole = useAll();
+        struck = starvation.struck();
+      }
+      EXPECT_TRUE(struck || isWhole);
+      EXPECT_FALSE(struck && hunger == Hunger::ForGood && isWhole);
+      EXPECT_TRUE(useAll()) << "the next one";
+      return struck && !testing::Test::HasFailure();
+    });
+    EXPECT_GT(struckAtAll, 100U);
+  }
 }
 
 // A path that is near the same rules as the last one is told so without making those rules again:
