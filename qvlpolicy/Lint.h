@@ -64,9 +64,9 @@ struct LintReport {
 // Looks at what was loaded, refused or not: each error of it is a finding, and rules that the
 // engine refuses leave the others to be looked at. What the policy allows is among the findings,
 // with `allowedFor`. Each rule is compared with a bounded number of others, whatever their number
-// (test Shadows.TakeNoMoreForEachRuleWhenThereAreMore), and looked through for each keyword of its
-// data set: rules times keywords are not bounded, but rules times values are not looked at (test
-// KeywordsOfManyValues.AreReadOnceForAllRules). Throws nothing but std::bad_alloc.
+// (test Shadows.TakeNoMoreForEachRuleWhenThereAreMore), and looked through for the names of all
+// keywords at once; where a limit leaves rules out, a finding tells so (test
+// Lint.TellsWhatItDidNotLookAt). Throws nothing but std::bad_alloc.
 QVLPOLICY_EXPORT LintReport lint(const Loaded& loaded, const LintOptions& options = {});
 
 }  // namespace qvlpolicy

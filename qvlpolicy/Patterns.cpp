@@ -1,8 +1,6 @@
 #include "qvlpolicy/Patterns.h"
 
 #include <algorithm>
-#include <exception>
-#include <new>
 #include <set>
 #include <utility>
 
@@ -17,18 +15,6 @@ namespace {
 std::string alternation(const Keyword& keyword) {
   const std::set<std::string> values(keyword.values.begin(), keyword.values.end());
   return fmt::format("({})", fmt::join(values, "|"));
-}
-
-// Is the rule made of wildcards and ordinary characters of ASCII alone? Such a one is never left to
-// the engine (test RulesLeftToTheEngine.AreNoneOfPlainPatterns).
-bool isPlainPattern(const DataSet& dataSet, const Rule& rule) {
-  if (!dataSet.wildcards || dataSet.kind == Kind::FileType || !dataSet.keywords.empty() ||
-      rule.defaultFolder) {
-    return false;
-  }
-  return std::all_of(rule.text.begin(), rule.text.end(), [](char c) {
-    return c > ' ' && c < 0x7F && std::string_view("+()[]{}|^$\\").find(c) == std::string::npos;
-  });
 }
 
 }  // namespace
@@ -51,14 +37,7 @@ std::vector<std::size_t> rulesLeftToTheEngine(const DataSet& dataSet) {
   if (dataSet.kind == Kind::FileAge) return left;
   RulePatterns patterns(dataSet);
   for (std::size_t i = 0; i < dataSet.rules.size(); ++i) {
-    if (isPlainPattern(dataSet, dataSet.rules[i])) continue;
-    try {
-      if (!patterns.programOf(dataSet.rules[i])) left.push_back(i);
-    } catch (const std::bad_alloc&) {
-      throw;
-    } catch (const std::exception&) {
-      left.push_back(i);  // a set of characters that is none
-    }
+    if (patterns.isLeftToTheEngine(dataSet.rules[i])) left.push_back(i);
   }
   return left;
 }

@@ -13,12 +13,13 @@ std::size_t sizeFor(std::size_t count) {
 }  // namespace
 
 PieceIndex::PieceIndex(std::size_t count, const std::function<const Runs*(std::size_t)>& runsOf) {
-  const auto eachPiece = [](const Runs& runs, std::size_t length, const auto& take) {
+  const auto eachPieceOf = [](const Runs& runs, std::size_t length, const auto& take) {
     for (const std::string& run : runs) {
       if (std::min(run.size(), kLongest) != length) continue;
-      for (std::size_t i = 0; i + length <= run.size(); ++i) {
-        take(hashOf(std::string_view(run).substr(i, length)));
-      }
+      eachPiece(run, length, [&](std::uint32_t hash) {
+        take(hash);
+        return true;
+      });
     }
   };
   // Of short pieces many patterns hold one that they are not listed under, so that those are only
@@ -35,7 +36,7 @@ PieceIndex::PieceIndex(std::size_t count, const std::function<const Runs*(std::s
   for (std::size_t i = 0; i < count; ++i) {
     const Runs* const runs = runsOf(i);
     if (runs == nullptr) continue;
-    eachPiece(*runs, longestOf(*runs), [&](std::uint32_t hash) { ++counts[hash & mask]; });
+    eachPieceOf(*runs, longestOf(*runs), [&](std::uint32_t hash) { ++counts[hash & mask]; });
   }
 
   std::vector<Entry> listed;
@@ -51,7 +52,7 @@ PieceIndex::PieceIndex(std::size_t count, const std::function<const Runs*(std::s
     }
     std::uint32_t least = UINT32_MAX;
     std::uint32_t rarest = 0;
-    eachPiece(*runs, length, [&](std::uint32_t hash) {
+    eachPieceOf(*runs, length, [&](std::uint32_t hash) {
       if (counts[hash & mask] >= least) return;
       least = counts[hash & mask];
       rarest = hash;

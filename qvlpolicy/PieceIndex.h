@@ -39,27 +39,45 @@ class PieceIndex {
     for (const std::string& text : texts) {
       for (std::size_t length = 1; length <= std::min(text.size(), kLongest); ++length) {
         if (!m_hasLength[length]) continue;
-        for (std::size_t i = 0; i + length <= text.size(); ++i) {
-          const std::uint32_t hash = hashOf(std::string_view(text).substr(i, length));
+        const bool goesOn = eachPiece(text, length, [&](std::uint32_t hash) {
           const std::size_t list = hash & (m_ends.size() - 1);
           for (std::size_t at = list == 0 ? 0 : m_ends[list - 1]; at < m_ends[list]; ++at) {
-            if (m_entries[at].hash == hash && !take(m_entries[at].pattern)) return;
+            if (m_entries[at].hash == hash && !take(m_entries[at].pattern)) return false;
           }
-        }
+          return true;
+        });
+        if (!goesOn) return;
       }
     }
   }
 
  private:
-  static constexpr std::size_t kLongest = 8;
+  static constexpr std::size_t kLongest = sizeof(std::uint64_t);
 
   struct Entry {
     std::uint32_t hash;  // two pieces that have the same cost a comparison
     std::uint32_t pattern;
   };
 
-  static std::uint32_t hashOf(std::string_view piece) {
-    return static_cast<std::uint32_t>(std::hash<std::string_view>()(piece));
+  // Calls `take` with the hash of each piece of that length until it answers false; answers whether
+  // it never did. Pieces have at most as many bytes as fit into a number.
+  template <typename Take>
+  static bool eachPiece(std::string_view text, std::size_t length, Take take) {
+    const std::uint64_t all =
+        length < kLongest ? (std::uint64_t{1} << (8 * length)) - 1 : UINT64_MAX;
+    std::uint64_t piece = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+      piece = (piece << 8 | static_cast<unsigned char>(text[i])) & all;
+      if (i + 1 >= length && !take(hashOf(piece, length))) return false;
+    }
+    return true;
+  }
+
+  // A product's upper half depends on the lower half of its factor; folded in between, on all.
+  static std::uint32_t hashOf(std::uint64_t piece, std::size_t length) {
+    constexpr std::uint64_t kMultiplier = 0x9E3779B97F4A7C15;
+    const std::uint64_t mixed = (piece ^ length) * kMultiplier;
+    return static_cast<std::uint32_t>((mixed ^ mixed >> 32) * kMultiplier >> 32);
   }
 
   // The lists stand one behind the other, in the order of the lowest bits of their hashes.

@@ -20,6 +20,10 @@
 namespace qvlpolicy {
 namespace {
 
+// Characters of a policy that are looked through for the names of keywords. No policy that people
+// write has as many.
+constexpr std::size_t kMostForNames = 100'000'000;
+
 // What the XML library says decides.
 const char* adviceForXml(std::string_view reason) {
   const auto says = [&](std::string_view words) {
@@ -82,13 +86,15 @@ void checkPolicy(const Description& policy, const Engine* engine, const std::str
   // A logic is short, and there may be many data sets that it does not name.
   const std::vector<unsigned int> inLogic =
       logic ? dataSetsIn(*logic) : std::vector<unsigned int>();
+  std::size_t forNames = kMostForNames;
   for (std::size_t i = 0; i < policy.dataSets.size(); ++i) {
     const unsigned int number = policy.dataSets[i].number;
     const bool isInLogic = std::binary_search(inLogic.begin(), inLogic.end(), number);
     const Role role = isInLogic ? roleOf(number, *logic) : Role::Hinders;
-    append(report.findings, checkDataSet(policy, i,
-                                         {role, report.platform, today,
-                                          engine == nullptr ? nullptr : &engine->rules(i)}));
+    append(report.findings,
+           checkDataSet(policy, i,
+                        {role, report.platform, today,
+                         engine == nullptr ? nullptr : &engine->rules(i), &forNames}));
   }
 }
 

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
+
+#include "qvlpolicy/RulePatterns.h"
 
 namespace qvlpolicy {
 namespace {
@@ -11,43 +14,29 @@ bool startsWith(std::string_view text, std::string_view beginning) {
   return text.substr(0, beginning.size()) == beginning;
 }
 
-bool contains(std::string_view characters, char c) {
-  return characters.find(c) != std::string_view::npos;
+// A character that a pattern hands to its expression as it is and that means something there, or in
+// a file type may.
+bool isOfExpression(char c, bool isFileType) {
+  return isExpressionCharacter(c) || (isFileType && (c == '.' || c == '*'));
 }
 
 char lower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-bool isAscii(char c) {
-  return static_cast<unsigned char>(c) < 0x80;
-}
-
 }  // namespace
 
-KeywordNames::KeywordNames(const DataSet& dataSet) {
+KeywordNames keywordNamesOf(const DataSet& dataSet) {
+  std::vector<std::string_view> names;
   for (const Keyword& keyword : dataSet.keywords) {
-    if (keyword.name.empty() || keyword.name.find_first_of(".*?") != std::string::npos) continue;
-    m_keywords.emplace(keyword.name, &keyword);
-    m_lengths.push_back(keyword.name.size());
+    const bool isReplaced = keyword.name.find_first_of(".*?") != std::string::npos;
+    names.push_back(isReplaced ? std::string_view() : std::string_view(keyword.name));
   }
-  std::sort(m_lengths.begin(), m_lengths.end());
-  m_lengths.erase(std::unique(m_lengths.begin(), m_lengths.end()), m_lengths.end());
+  return KeywordNames(names);
 }
 
-const Keyword* KeywordNames::atStartOf(std::string_view text) const {
-  const Keyword* first = nullptr;
-  for (const std::size_t length : m_lengths) {
-    if (length > text.size()) break;
-    const auto found = m_keywords.find(text.substr(0, length));
-    if (found == m_keywords.end()) continue;
-    if (first == nullptr || found->second < first) first = found->second;
-  }
-  return first;
-}
-
-std::optional<Pattern> Pattern::of(const DataSet& dataSet, const KeywordNames& keywords,
-                                   const Rule& rule) {
+std::optional<Pattern> Pattern::of(const DataSet& dataSet, const KeywordNames& names,
+                                   const Rule& rule, std::size_t& steps) {
   if (!dataSet.wildcards || dataSet.kind == Kind::FileAge) return std::nullopt;
   const bool isFileType = dataSet.kind == Kind::FileType;
   if (rule.text.find("DOUBLE") != std::string::npos && !isFileType) return std::nullopt;
@@ -55,114 +44,112 @@ std::optional<Pattern> Pattern::of(const DataSet& dataSet, const KeywordNames& k
   if (rule.defaultFolder && rule.text.find_first_of("/%") == std::string::npos) return std::nullopt;
 
   Pattern pattern;
-  const auto add = [&](Type type) { pattern.m_tokens.push_back({type}); };
+  std::vector<Token>& tokens = pattern.m_tokens;
+  tokens.reserve(rule.text.size() + 1);
   for (std::string_view rest = rule.text; !rest.empty();) {
-    const Keyword* const keyword = keywords.atStartOf(rest);
+    constexpr std::size_t kNone = SIZE_MAX;
+    std::size_t keyword = kNone;
+    steps += names.eachAtStartOf(rest, [&](std::size_t i) { keyword = std::min(keyword, i); });
     const char c = rest.front();
     std::size_t length = 1;
-    if (keyword != nullptr) {
-      pattern.m_tokens.push_back({Type::Keyword, 0, keyword});
-      length = keyword->name.size();
-    } else if (contains(isFileType ? "+()[]{}|^$\\.*" : "+()[]{}|^$\\", c)) {
+    if (keyword != kNone) {
+      tokens.push_back(static_cast<Token>(kFirstKeyword + keyword));
+      length = dataSet.keywords[keyword].name.size();
+    } else if (isOfExpression(c, isFileType)) {
       return std::nullopt;
-    } else if (startsWith(rest, "/**/")) {
-      pattern.m_tokens.push_back({Type::Character, '/'});
-      add(Type::Folders);
+    } else if (c == '/' && startsWith(rest, "/**/")) {
+      tokens.push_back(static_cast<unsigned char>('/'));
+      tokens.push_back(kFolders);
       length = 4;
-    } else if (startsWith(rest, "**")) {
-      add(Type::Anything);
-      length = 2;
     } else if (c == '*') {
-      add(Type::Component);
+      length = startsWith(rest, "**") ? 2 : 1;
+      tokens.push_back(length == 2 ? kAnything : kComponent);
     } else if (c == '?') {
-      add(Type::AnyCharacter);
+      tokens.push_back(kAnyCharacter);
     } else {
-      pattern.m_tokens.push_back({Type::Character, dataSet.caseSensitive ? c : lower(c)});
+      tokens.push_back(static_cast<unsigned char>(dataSet.caseSensitive ? c : lower(c)));
     }
     rest.remove_prefix(length);
   }
   if (dataSet.kind == Kind::Folder) {
-    add(rule.includeSubfolders ? Type::Anything : Type::Component);
+    tokens.push_back(rule.includeSubfolders ? kAnything : kComponent);
   }
   bool isInRun = false;
-  for (const Token& token : pattern.m_tokens) {
-    const bool isCharacter = token.type == Type::Character;
+  for (const Token token : tokens) {
+    const bool isCharacter = token < kFirstWildcard;
     if (isCharacter && !isInRun) pattern.m_runs.emplace_back();
-    if (isCharacter) pattern.m_runs.back() += token.character;
+    if (isCharacter) pattern.m_runs.back() += static_cast<char>(token);
     isInRun = isCharacter;
   }
   return pattern;
 }
 
 // May a token of the wide pattern take one of the narrow pattern, or a part of what it takes?
-bool Pattern::mayTake(const Token& wide, const Token& narrow) {
-  switch (wide.type) {
-    case Type::Character:
-    case Type::Keyword:
-      return wide == narrow;
-    case Type::AnyCharacter:
-      return narrow.type == Type::AnyCharacter ||
-             (narrow.type == Type::Character && narrow.character != '/' &&
-              isAscii(narrow.character));
-    case Type::Component:
-      return narrow.type == Type::AnyCharacter || narrow.type == Type::Component ||
-             (narrow.type == Type::Character && narrow.character != '/');
-    case Type::Anything:
-    case Type::Folders:
+bool Pattern::mayTake(Token wide, Token narrow) {
+  const bool isCharacter = narrow < kFirstWildcard;
+  switch (wide) {
+    case kAnyCharacter:
+      return narrow == kAnyCharacter || (isCharacter && narrow != '/' && narrow < 0x80);
+    case kComponent:
+      return narrow == kAnyCharacter || narrow == kComponent || (isCharacter && narrow != '/');
+    case kAnything:
+    case kFolders:
       return true;
+    default:
+      return wide == narrow;
   }
-  return false;
 }
 
-bool Pattern::covers(const Pattern& narrow, std::size_t& steps) const {
-  // Most pairs of rules part within the first characters.
-  const std::size_t common = std::min(m_tokens.size(), narrow.m_tokens.size());
-  std::size_t same = 0;
-  while (same < common && m_tokens[same].type == Type::Character &&
-         m_tokens[same] == narrow.m_tokens[same]) {
-    ++same;
-  }
-  if (same < m_tokens.size() && m_tokens[same].type == Type::Character) return false;
+std::size_t Pattern::leadingCharacters() const {
+  return m_tokens.empty() || m_tokens.front() >= kFirstWildcard ? 0 : m_runs.front().size();
+}
+
+std::optional<bool> Pattern::covers(const Pattern& narrow, std::size_t most, std::size_t& steps,
+                                    Scratch& scratch) const {
+  // Most pairs of rules part within the characters that they begin with.
+  const std::size_t same = leadingCharacters();
+  if (same > narrow.leadingCharacters()) return false;
+  if (same > 0 && narrow.m_runs.front().compare(0, same, m_runs.front()) != 0) return false;
 
   // The places in this pattern, behind what both begin with, that can be reached with what has been
-  // taken of the other one; and the folders that have begun and are left behind a slash, or at
-  // once, for the next place.
+  // taken of the other one; and the folders that have begun, to be left behind a slash.
   const std::size_t size = m_tokens.size() - same;
   const Token* const tokens = m_tokens.data() + same;
-  std::vector<bool> places(size + 1);
-  std::vector<bool> next(size + 1);
-  std::vector<bool> begun(size + 1);
-  const auto goOnWithout = [&] {
-    for (std::size_t i = 0; i < size; ++i) {
-      const Type type = tokens[i].type;
-      if (!places[i]) continue;
-      if (type == Type::Folders) begun[i] = true;
-      if (type == Type::Folders || type == Type::Component || type == Type::Anything) {
-        places[i + 1] = true;
-      }
+  auto& [places, next, begun, reachedAt] = scratch;
+  next.clear();
+  begun.clear();
+  reachedAt.assign(size + 1, SIZE_MAX);
+  const auto reach = [&](std::size_t place, std::size_t piece) {
+    for (; reachedAt[place] != piece; ++place) {
+      const bool isNew = reachedAt[place] == SIZE_MAX;
+      reachedAt[place] = piece;
+      next.push_back(place);
+      if (place == size || tokens[place] < kComponent || tokens[place] > kFolders) return;
+      // Such a wildcard may take nothing.
+      if (isNew && tokens[place] == kFolders) begun.push_back(place);
     }
   };
-  places[0] = true;
-  goOnWithout();
+  reach(0, 0);
+  std::size_t taken = 0;
   for (std::size_t at = same; at < narrow.m_tokens.size(); ++at) {
-    const Token& token = narrow.m_tokens[at];
-    // Folders of the other pattern stand behind a slash, so they end in one even if they are none.
-    const bool endsInSlash =
-        token.type == Type::Folders || (token.type == Type::Character && token.character == '/');
-    steps += size + 1;
-    next.assign(size + 1, false);
-    for (std::size_t i = 0; i < size; ++i) {
-      const Type type = tokens[i].type;
-      if (type == Type::Folders) {
-        if (begun[i] && endsInSlash) next[i + 1] = true;
-      } else if (places[i] && mayTake(tokens[i], token)) {
-        next[type == Type::Component || type == Type::Anything ? i : i + 1] = true;
-      }
-    }
     places.swap(next);
-    goOnWithout();
+    next.clear();
+    taken += places.size() + begun.size();
+    steps += places.size() + begun.size();
+    if (taken > most) return std::nullopt;
+    const Token token = narrow.m_tokens[at];
+    const std::size_t piece = at - same + 1;
+    // Folders of the other pattern stand behind a slash, so they end in one even if they are none.
+    const std::size_t left = token == kFolders || token == '/' ? begun.size() : 0;
+    for (std::size_t i = 0; i < left; ++i) reach(begun[i] + 1, piece);
+    for (const std::size_t place : places) {
+      if (place == size || tokens[place] == kFolders || !mayTake(tokens[place], token)) continue;
+      const bool stays = tokens[place] == kComponent || tokens[place] == kAnything;
+      reach(stays ? place : place + 1, piece);
+    }
+    if (next.empty() && begun.empty()) return false;
   }
-  return places[size];
+  return reachedAt[size] == narrow.m_tokens.size() - same;
 }
 
 }  // namespace qvlpolicy

@@ -52,19 +52,27 @@ class Probe {
   QVL::IAvoidance& m_rule;
 };
 
-std::vector<std::string> componentsOf(std::string_view path) {
-  std::vector<std::string> components;
-  while (!path.empty()) {
-    path.remove_prefix(1);
-    const std::size_t end = std::min(path.find('/'), path.size());
-    components.emplace_back(path.substr(0, end));
-    path.remove_prefix(end);
-  }
-  return components;
+// Takes the first component off a path, with the slash before it.
+std::string_view takeComponent(std::string_view& path) {
+  if (!path.empty()) path.remove_prefix(1);
+  const std::string_view component = path.substr(0, path.find('/'));
+  path.remove_prefix(component.size());
+  return component;
 }
 
-bool isLiteral(const std::string& component) {
-  return !component.empty() && component.find_first_of("*?%[(") == std::string::npos;
+// Is the path that of something in the folder?
+bool isInside(std::string_view path, std::string_view folder) {
+  while (!folder.empty()) {
+    const std::string_view wanted = takeComponent(folder);
+    const std::string_view found = takeComponent(path);
+    const bool isAnybodys = wanted == "*" && !found.empty() && found != "Shared";
+    if (found != wanted && !isAnybodys) return false;
+  }
+  return !path.empty();
+}
+
+bool isLiteral(std::string_view component) {
+  return !component.empty() && component.find_first_of("*?%[(") == std::string_view::npos;
 }
 
 Reach reachAmongFiles(const Probe& probe, const Rule& rule) {
@@ -74,14 +82,15 @@ Reach reachAmongFiles(const Probe& probe, const Rule& rule) {
   for (const char* const tree : kTrees) {
     if (reach.tree.empty() && probe.coversFolder(tree)) reach.tree = tree;
   }
-  for (const char* const homes : kHomes) {
+  std::string_view rest = rule.text;
+  const std::string_view first = takeComponent(rest);
+  const std::string_view second = takeComponent(rest);
+  for (const std::string_view homes : kHomes) {
     if (!reach.tree.empty()) break;
     if (probe.coversFolder(std::string(homes) + kOddFile)) reach.tree = std::string(homes) + "/*";
-    const std::vector<std::string> components = componentsOf(rule.text);
-    const bool namesOne = components.size() > 1 && isLiteral(components[1]) &&
-                          components[1] != "Shared" && '/' + components[0] == homes;
+    const bool namesOne = isLiteral(second) && second != "Shared" && first == homes.substr(1);
     if (!namesOne) continue;
-    const std::string home = std::string(homes) + '/' + components[1];
+    const std::string home = std::string(homes) + '/' + std::string(second);
     if (probe.coversFolder(home)) reach.home = home;
   }
   return reach;
@@ -116,22 +125,14 @@ Reach reachOf(const DataSet& dataSet, const Rule& rule, QVL::IAvoidance& made) {
 
 std::optional<std::string> writableFolderOf(Kind kind, const Rule& rule) {
   if (kind == Kind::FileType || kind == Kind::FileAge) return std::nullopt;
-  std::string text = rule.text;
-  if (rule.defaultFolder && text.find_first_of("/%") == std::string::npos) {
-    text = *rule.defaultFolder + '/' + text;
+  std::string withFolder;
+  std::string_view text = rule.text;
+  if (rule.defaultFolder && text.find_first_of("/%") == std::string_view::npos) {
+    text = withFolder = *rule.defaultFolder + '/' + rule.text;
   }
   if (text.empty() || text.front() != '/') return std::nullopt;
-  const std::vector<std::string> components = componentsOf(text);
   for (const char* const folder : kWritableFolders) {
-    const std::vector<std::string> wanted = componentsOf(folder);
-    // One more, for what is in the folder.
-    if (components.size() <= wanted.size()) continue;
-    const bool isInside =
-        std::equal(wanted.begin(), wanted.end(), components.begin(),
-                   [](const std::string& name, const std::string& found) {
-                     return name == found || (name == "*" && !found.empty() && found != "Shared");
-                   });
-    if (isInside) return folder;
+    if (isInside(text, folder)) return folder;
   }
   return std::nullopt;
 }

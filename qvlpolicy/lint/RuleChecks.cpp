@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -25,8 +26,6 @@
 
 namespace qvlpolicy {
 namespace {
-
-constexpr std::string_view kExpressionCharacters = "+()[]{}|^$\\";
 
 bool contains(std::string_view text, std::string_view part) {
   return text.find(part) != std::string_view::npos;
@@ -45,9 +44,9 @@ std::string withoutNamesOf(const std::vector<const Keyword*>& keywords, std::str
 std::string expressionCharactersIn(std::string_view pattern) {
   std::string found;
   for (std::size_t i = 0; i < pattern.size(); ++i) {
-    if (!contains(kExpressionCharacters, pattern.substr(i, 1))) continue;
-    const bool isEscape = pattern[i] == '\\' && i + 1 < pattern.size() &&
-                          contains(kExpressionCharacters, pattern.substr(i + 1, 1));
+    if (!isExpressionCharacter(pattern[i])) continue;
+    const bool isEscape =
+        pattern[i] == '\\' && i + 1 < pattern.size() && isExpressionCharacter(pattern[i + 1]);
     if (isEscape) {
       ++i;
     } else if (!contains(found, pattern.substr(i, 1))) {
@@ -120,24 +119,20 @@ class DataSetCheck {
         m_platform(circumstances.platform),
         m_today(circumstances.today),
         m_rules(circumstances.rules),
-        m_maker(m_dataSet) {}
+        m_forNames(*circumstances.forNames),
+        m_maker(m_dataSet) {
+    for (const Keyword& keyword : m_dataSet.keywords) m_keywordNames.insert(keyword.name);
+  }
 
   Findings run() {
     m_position = positionOf(m_policy, m_index);
     checkSwitches();
-    const RulePatterns patterns(m_dataSet);
-    std::set<const Keyword*> inRules;
-    for (const Rule& rule : m_dataSet.rules) {
-      const std::vector<const Keyword*> found = patterns.keywordsIn(rule);
-      inRules.insert(found.begin(), found.end());
-      if (!found.empty()) m_withoutKeywords[&rule] = withoutNamesOf(found, rule.text);
-    }
+    const std::set<const Keyword*> inRules = readRules();
     for (std::size_t i = 0; i < m_dataSet.keywords.size(); ++i) {
       const Keyword& keyword = m_dataSet.keywords[i];
       m_position = positionOfKeyword(m_policy, m_index, i);
       checkKeyword(keyword, inRules.count(&keyword) > 0);
     }
-    m_leftToTheEngine = rulesLeftToTheEngine(m_dataSet);
     for (std::size_t i = 0; i < m_dataSet.rules.size(); ++i) {
       m_position = positionOfRule(m_policy, m_index, i);
       m_rule = i;
@@ -164,6 +159,33 @@ class DataSetCheck {
     add(name, m_role == Role::Decides ? Severity::Warning : Severity::Note, std::move(reason),
         std::move(advice));
   }
+
+  // ---- What is read of all rules ----
+
+  // Answers which keywords stand in rules, and notes what is left to the engine.
+  std::set<const Keyword*> readRules() {
+    const std::vector<Rule>& rules = m_dataSet.rules;
+    RulePatterns patterns(m_dataSet);
+    std::set<const Keyword*> inRules;
+    for (m_read = 0; m_read < rules.size() && patterns.steps() < m_forNames; ++m_read) {
+      const Rule& rule = rules[m_read];
+      const std::vector<const Keyword*> found = patterns.keywordsIn(rule);
+      inRules.insert(found.begin(), found.end());
+      if (!found.empty()) m_withoutKeywords[&rule] = withoutNamesOf(found, rule.text);
+      if (patterns.isLeftToTheEngine(rule)) m_leftToTheEngine.push_back(m_read);
+    }
+    m_forNames -= std::min(m_forNames, patterns.steps());
+    if (m_read < rules.size()) {
+      add("not-all-read", Severity::Note,
+          fmt::format("{} of its rules were not looked through for keywords, since there are too "
+                      "many of both; what is odd about these may not be told",
+                      rules.size() - m_read),
+          "split the policy, or give the keywords names that no value can hold, such as %NAME%");
+    }
+    return inRules;
+  }
+
+  bool isRead(std::size_t rule) const { return rule < m_read; }
 
   // ---- The data set ----
 
@@ -197,7 +219,9 @@ class DataSetCheck {
   // ---- Keywords ----
 
   void checkKeyword(const Keyword& keyword, bool isInRule) {
-    if (m_dataSet.wildcards && keyword.name.find_first_of(".*?") != std::string::npos) {
+    if (!isInRule && m_read < m_dataSet.rules.size()) {
+      // It may be in those that were not looked through.
+    } else if (m_dataSet.wildcards && keyword.name.find_first_of(".*?") != std::string::npos) {
       if (isInRule) {
         warn(
             "keyword-in-wildcard",
@@ -431,10 +455,11 @@ class DataSetCheck {
   // Is the first character one that is no slash, and neither a wildcard nor a piece of an
   // expression?
   bool cannotBeginPath(const Rule& rule) const {
+    if (!isRead(*m_rule)) return false;
     const std::string& text = withoutKeywordNames(rule);
     const char first = text.front();
     if (first == '/' || first == '\0' || first == '*') return false;
-    if (contains(kExpressionCharacters, std::string_view(&first, 1))) return false;
+    if (isExpressionCharacter(first)) return false;
     if (!m_dataSet.wildcards && (first == '.' || contains("?*{", text.substr(1, 1)))) return false;
     return !contains(text, "|");
   }
@@ -480,6 +505,7 @@ class DataSetCheck {
   }
 
   void checkWildcards(const Rule& rule) {
+    if (!isRead(*m_rule)) return;
     const std::string& text = withoutKeywordNames(rule);
     const std::string characters = expressionCharactersIn(text);
     if (!characters.empty()) {
@@ -506,10 +532,7 @@ class DataSetCheck {
            "write [D]OUBLE for the word itself, or the wildcard if that is meant");
     }
     for (const std::string& name : unknownKeywordsIn(rule.text)) {
-      const bool isKnown =
-          std::any_of(m_dataSet.keywords.begin(), m_dataSet.keywords.end(),
-                      [&](const Keyword& keyword) { return keyword.name == name; });
-      if (isKnown) continue;
+      if (m_keywordNames.count(name) > 0) continue;
       warn("unknown-keyword",
            fmt::format("its data set has no keyword {}, so that is taken as it stands",
                        inQuotes(name)),
@@ -526,7 +549,21 @@ class DataSetCheck {
 
   void checkPairs() {
     const std::vector<Rule>& rules = m_dataSet.rules;
-    const std::vector<std::optional<std::size_t>> shadows = rulesInShadow(m_dataSet);
+    ShadowLimits limits;
+    limits.named = m_forNames;
+    const Shadows found = rulesInShadow(m_dataSet, limits);
+    m_forNames -= std::min(m_forNames, found.named);
+    if (found.cutShort > 0) {
+      m_position = positionOf(m_policy, m_index);
+      m_rule.reset();
+      add("not-all-compared", Severity::Note,
+          fmt::format(
+              "{} of its rules were not compared with all others that share characters with "
+              "them, which would take too long; one in shadow may not be told",
+              found.cutShort),
+          "nothing, unless such rules are to be found: then split the data set");
+    }
+    const std::vector<std::optional<std::size_t>>& shadows = found.byRule;
     for (std::size_t i = 0; i < rules.size(); ++i) {
       m_position = positionOfRule(m_policy, m_index, i);
       m_rule = i;
@@ -557,12 +594,15 @@ class DataSetCheck {
   std::map<std::string, std::size_t, KeyOrder> m_byKey{keyOrderOf(m_dataSet.kind)};
   const std::string& m_today;
   const std::vector<QVL::IAvoidance*>* const m_rules;
+  std::size_t& m_forNames;
   RuleMaker m_maker;  // of rules that are not there yet
   std::unordered_map<const Rule*, std::string> m_withoutKeywords;  // of those that hold any
   Position m_position;
   std::optional<std::size_t> m_rule;  // that is being checked
   Findings m_findings;
   std::vector<std::size_t> m_leftToTheEngine;  // rules, ascending
+  std::size_t m_read = 0;  // so many rules were looked through for keywords, from the first
+  std::unordered_set<std::string_view> m_keywordNames;
 };
 
 }  // namespace

@@ -23,6 +23,9 @@ struct Circumstances {
   // The rules of the data set as the engine holds them; null for one that it does not hold, and
   // altogether where there is no engine.
   const std::vector<QVL::IAvoidance*>* rules = nullptr;
+  // How many characters of the policy may yet be looked through for the names of keywords; what was
+  // used is taken off.
+  std::size_t* forNames = nullptr;
 };
 
 // Everything about the data set with that index: its switches, its keywords, its rules.

@@ -15,11 +15,6 @@
 namespace qvlpolicy {
 namespace {
 
-// What is done for each rule; where thousands of rules share all of their pieces, others may go
-// unseen.
-constexpr std::size_t kMostCompared = 200;  // candidates
-constexpr std::size_t kMostSteps = 8000;    // of comparing, before the last candidate
-
 bool fitsAllAccessesOf(const DataSet& dataSet, const Rule& wide, const Rule& narrow) {
   return dataSet.accessCheck != DataSet::AccessCheck::ByRule || wide.access == QVL::AnyAccess ||
          wide.access == narrow.access;
@@ -73,39 +68,56 @@ std::vector<std::optional<std::size_t>> agesInShadow(const DataSet& dataSet) {
 
 }  // namespace
 
-std::vector<std::optional<std::size_t>> rulesInShadow(const DataSet& dataSet, ShadowWork* work) {
-  if (dataSet.kind == Kind::FileAge) return agesInShadow(dataSet);
+Shadows rulesInShadow(const DataSet& dataSet, const ShadowLimits& limits) {
+  Shadows shadows;
+  if (dataSet.kind == Kind::FileAge) {
+    shadows.byRule = agesInShadow(dataSet);
+    return shadows;
+  }
   const std::vector<Rule>& rules = dataSet.rules;
+  if (rules.empty()) return shadows;
   std::vector<std::optional<Pattern>> patterns(rules.size());
-  const KeywordNames keywords(dataSet);
+  const KeywordNames names = keywordNamesOf(dataSet);
   for (const std::size_t i : firstOfEachKey(dataSet)) {
-    patterns[i] = Pattern::of(dataSet, keywords, rules[i]);
+    if (shadows.named > limits.named) {
+      ++shadows.cutShort;
+      continue;
+    }
+    patterns[i] = Pattern::of(dataSet, names, rules[i], shadows.named);
   }
   const PieceIndex index(
       rules.size(), [&](std::size_t i) { return patterns[i] ? &patterns[i]->runs() : nullptr; });
 
-  std::vector<std::optional<std::size_t>> shadows(rules.size());
-  std::size_t steps = 0;
-  const auto covers = [&](std::size_t wide, std::size_t narrow) {
-    return fitsAllAccessesOf(dataSet, rules[wide], rules[narrow]) &&
-           patterns[wide]->covers(*patterns[narrow], steps);
-  };
+  shadows.byRule.resize(rules.size());
+  const std::size_t mostCompared = std::max(limits.pairs, limits.pairsInAll / rules.size());
+  const std::size_t mostSteps = std::max(limits.steps, limits.stepsInAll / rules.size());
+  Pattern::Scratch scratch;
   for (std::size_t i = 0; i < rules.size(); ++i) {
     if (!patterns[i]) continue;
+    std::optional<std::size_t>& shadow = shadows.byRule[i];
     std::size_t seen = 0;
-    std::size_t pairs = 0;
-    steps = 0;
+    std::size_t steps = 0;
+    bool isCutShort = false;
+    const auto covers = [&](std::size_t wide, std::size_t narrow) {
+      if (!fitsAllAccessesOf(dataSet, rules[wide], rules[narrow])) return false;
+      const std::optional<bool> does =
+          patterns[wide]->covers(*patterns[narrow], mostSteps, steps, scratch);
+      if (!does) isCutShort = true;
+      return does.value_or(false);
+    };
     index.eachCandidate(patterns[i]->runs(), [&](std::size_t j) {
-      if (++seen > kMostCompared || steps > kMostSteps) return false;
-      if (i == j || (shadows[i] && *shadows[i] <= j)) return true;
-      ++pairs;
+      if (++seen > mostCompared || steps > mostSteps) {
+        isCutShort = true;
+        return false;
+      }
+      if (i == j || (shadow && *shadow <= j)) return true;
+      ++shadows.pairs;
       if (!covers(j, i) || (i < j && covers(i, j))) return true;
-      shadows[i] = j;
+      shadow = j;
       return true;
     });
-    if (work == nullptr) continue;
-    work->pairs += pairs;
-    work->steps += steps;
+    shadows.steps += steps;
+    if (isCutShort && !shadow) ++shadows.cutShort;
   }
   return shadows;
 }

@@ -4,6 +4,7 @@
 #define QVLPOLICY_LINT_SHADOWS_H
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <vector>
 
@@ -11,18 +12,34 @@
 
 namespace qvlpolicy {
 
-// What it took to find them.
-struct ShadowWork {
-  std::size_t pairs = 0;  // of rules that were compared, at most 200 for each rule
-  std::size_t steps = 0;  // pairs of their pieces, at most 8000 for each rule before its last pair
+// What may be done, for each rule or, where they are few, for all of them.
+struct ShadowLimits {
+  std::size_t pairs = 200;             // of a rule with others, looked at
+  std::size_t pairsInAll = 4'000'000;  // likewise, of all rules
+  std::size_t steps = 8000;            // of comparing, before the last pair
+  std::size_t stepsInAll = 200'000'000;
+  std::size_t named = SIZE_MAX;  // as Shadows::named, before the last rule that is read
 };
 
 // For each rule one that matches everything that it matches, for all of its accesses; of two that
 // match the same the first stays. Nothing for rules that stay, and for those with the key of
-// another rule. The bounds of `work`, to which what was done is added unless it is null, are why of
-// rules that share all of their characters one in shadow may go unseen.
-std::vector<std::optional<std::size_t>> rulesInShadow(const DataSet& dataSet,
-                                                      ShadowWork* work = nullptr);
+// another rule.
+struct Shadows {
+  std::vector<std::optional<std::size_t>> byRule;
+
+  // Rules for which nothing was found before a limit ended the search: one in shadow may be among
+  // them.
+  std::size_t cutShort = 0;
+
+  // What it took.
+  std::size_t pairs = 0;  // of rules that were compared
+  // Pairs of their pieces. The last pair of a rule takes at most twice as many as its limit, and
+  // four times the longest rule, for it is compared in both directions.
+  std::size_t steps = 0;
+  std::size_t named = 0;  // characters that were compared with the names of keywords
+};
+
+Shadows rulesInShadow(const DataSet& dataSet, const ShadowLimits& limits = {});
 
 }  // namespace qvlpolicy
 

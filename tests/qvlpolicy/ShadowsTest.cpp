@@ -35,6 +35,12 @@ struct Shape {
   DataSet dataSet;
 };
 
+std::size_t longestOf(const DataSet& dataSet) {
+  std::size_t longest = 0;
+  for (const Rule& rule : dataSet.rules) longest = std::max(longest, rule.text.size());
+  return longest;
+}
+
 // What rules usually look like, and what makes many of them alike.
 std::vector<Shape> shapes(std::size_t count) {
   using std::to_string;
@@ -91,20 +97,19 @@ std::vector<Shape> shapes(std::size_t count) {
   return result;
 }
 
-// The bounds of the header, on what would make every pair worth a look; and four times the rules
-// take little more than four times the work.
+// On what would make every pair worth a look; and four times the rules take little more than four
+// times the work.
 TEST(Shadows, TakeNoMoreForEachRuleWhenThereAreMore) {
-  std::vector<ShadowWork> few;
+  ShadowLimits limits;
+  limits.pairsInAll = limits.stepsInAll = 0;  // as for many rules
+  std::vector<Shadows> few;
   for (const std::size_t count : {1000u, 4000u}) {
     std::size_t at = 0;
     for (const Shape& shape : shapes(count)) {
-      ShadowWork work;
-      rulesInShadow(shape.dataSet, &work);
-      std::size_t longest = 0;
-      for (const Rule& rule : shape.dataSet.rules) longest = std::max(longest, rule.text.size());
-      EXPECT_LE(work.pairs, 200 * count) << shape.name;
-      // A pair is compared in both directions.
-      EXPECT_LE(work.steps, (8000 + 2 * longest * longest) * count) << shape.name;
+      const Shadows work = rulesInShadow(shape.dataSet, limits);
+      EXPECT_LE(work.pairs, limits.pairs * count) << shape.name;
+      EXPECT_LE(work.steps, (3 * limits.steps + 4 * longestOf(shape.dataSet)) * count)
+          << shape.name;
       if (count == 1000) {
         few.push_back(work);
         continue;
@@ -116,12 +121,59 @@ TEST(Shadows, TakeNoMoreForEachRuleWhenThereAreMore) {
   }
 }
 
+TEST(Shadows, AreLookedForAmongAllOfFewRules) {
+  const ShadowLimits limits;
+  for (const std::size_t count : {500u, 4000u}) {
+    for (const Shape& shape : shapes(count)) {
+      const Shadows work = rulesInShadow(shape.dataSet);
+      EXPECT_LE(work.pairs, limits.pairsInAll) << shape.name;
+      EXPECT_LE(work.steps, 3 * limits.stepsInAll + 4 * longestOf(shape.dataSet) * count)
+          << shape.name;
+      if (count == 500) {
+        EXPECT_EQ(work.cutShort, 0U) << shape.name;
+      }
+    }
+  }
+}
+
+// What ends early is counted: in the second half of the rules each has one in whose shadow it is,
+// behind more others than are compared.
+TEST(Shadows, CountRulesThatWereNotComparedWithAll) {
+  constexpr std::size_t kHalf = 1 << 12;
+  const DataSet dataSet = rulesOf(Kind::FilePath, 2 * kHalf, [](std::size_t i) {
+    return "/" + digits(i % kHalf, "a*", "b*") + (i < kHalf ? "" : "c*");
+  });
+  const Shadows shadows = rulesInShadow(dataSet);
+  const auto found = std::count_if(shadows.byRule.begin(), shadows.byRule.end(),
+                                   [](const auto& shadow) { return shadow.has_value(); });
+  const std::size_t missing = kHalf - static_cast<std::size_t>(found);
+  EXPECT_GT(missing, 0U);
+  EXPECT_GE(shadows.cutShort, missing);
+
+  DataSet few = dataSet;
+  few.rules.resize(1000);
+  EXPECT_EQ(rulesInShadow(few).cutShort, 0U);
+}
+
+TEST(Shadows, ReadNoMoreRulesWhereNamesOfKeywordsTakeTooLong) {
+  DataSet dataSet =
+      rulesOf(Kind::FilePath, 1000, [](std::size_t i) { return "/srv/%A%" + std::to_string(i); });
+  dataSet.keywords.push_back({"%A%", {"a"}, {}});
+  const std::size_t named = rulesInShadow(dataSet).named;
+  EXPECT_EQ(named, 3 * 1000U);
+  ShadowLimits limits;
+  limits.named = named / 2 - 1;
+  EXPECT_EQ(rulesInShadow(dataSet, limits).cutShort, 500U);
+  limits.named = named;
+  EXPECT_EQ(rulesInShadow(dataSet, limits).cutShort, 0U);
+}
+
 TEST(Shadows, FindsTheWideRuleAmongThousands) {
   DataSet dataSet = rulesOf(Kind::FilePath, 4000, [](std::size_t i) {
     return "/srv/" + std::to_string(i) + "/cache/x.db";
   });
   dataSet.rules[1234].text = "/srv/**/cache/*";
-  const std::vector<std::optional<std::size_t>> shadows = rulesInShadow(dataSet);
+  const std::vector<std::optional<std::size_t>> shadows = rulesInShadow(dataSet).byRule;
   for (std::size_t i = 0; i < shadows.size(); ++i) {
     EXPECT_EQ(shadows[i], i == 1234 ? std::nullopt : std::optional<std::size_t>(1234)) << i;
   }
@@ -131,7 +183,7 @@ TEST(Shadows, LeavesOutWhatHasTheKeyOfAnotherRule) {
   const DataSet types = rulesOf(Kind::FileType, 3, [](std::size_t i) {
     return i == 0 ? "tx?" : i == 1 ? "txt" : "TXT";
   });
-  EXPECT_EQ(rulesInShadow(types),
+  EXPECT_EQ(rulesInShadow(types).byRule,
             (std::vector<std::optional<std::size_t>>{std::nullopt, 0, std::nullopt}));
 }
 
