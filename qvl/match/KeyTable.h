@@ -17,7 +17,7 @@
 namespace QVL {
 
 // A hash table from key to the entries under it, with a filter in front: most keys that are looked
-// for are not there, and the filter, a few bits per slot, says so without touching the table.
+// for are not there, and the filter, a byte per slot, says so without touching the table.
 //
 // It grows step by step: while a larger table takes over from a smaller one, each change moves a
 // few keys, and a look-up asks both. No change moves more than kMovedPerChange keys.
@@ -158,26 +158,28 @@ class KeyTable {
  private:
   static constexpr std::size_t kSmallest = 16;
 
-  // The filter of a table: a row of bits, many for each slot, of which each key has set one.
+  // The filter of a table: a Bloom filter in which a key has two bits of one word, so that it takes
+  // one look at the memory.
   class Bits {
    public:
-    static constexpr std::size_t kWord = 64;
-    static constexpr std::size_t kSlotsPerWord = 4;
+    static constexpr std::size_t kSlotsPerWord = 8;
 
     Bits(std::uint64_t* words, std::size_t slots)
-        : m_words(words), m_mask(slots / kSlotsPerWord * kWord - 1) {}
+        : m_words(words), m_mask(slots / kSlotsPerWord - 1) {}
 
     std::uint64_t has(Key key) const {
-      const std::size_t bit = bitOf(key);
-      return m_words[bit / kWord] >> (bit % kWord) & 1;
+      const std::uint64_t word = m_words[wordOf(key)];
+      return word >> firstBit(key) & word >> secondBit(key) & 1;
     }
     void set(Key key) {
-      const std::size_t bit = bitOf(key);
-      m_words[bit / kWord] |= std::uint64_t{1} << (bit % kWord);
+      constexpr std::uint64_t kOne = 1;
+      m_words[wordOf(key)] |= kOne << firstBit(key) | kOne << secondBit(key);
     }
 
    private:
-    std::size_t bitOf(Key key) const { return (key >> 14) & m_mask; }
+    std::size_t wordOf(Key key) const { return (key >> 20) & m_mask; }
+    static std::uint64_t firstBit(Key key) { return key >> 4 & 63; }
+    static std::uint64_t secondBit(Key key) { return key >> 10 & 63; }
 
     std::uint64_t* const m_words;
     const std::size_t m_mask;
