@@ -30,6 +30,7 @@ KEYS = "qvl/match/PathKeys.cpp"
 VARIANTS = [
     ("few in a row", INDEX, "kFewPatterns = 16;", "kFewPatterns = 0;"),
     ("masks of components", INDEX, "(entry->components & lacking) == 0 && ", ""),
+    ("masks of heads", INDEX, "if (entry.heads != 0) {", "if (false) {"),
     ("filter of grams", INDEX, "kManyCandidates = 12;", "kManyCandidates = std::size_t{1} << 62;"),
     ("filter of keys", "qvl/match/KeyTable.h",
      "next += mayHold(key);", "next += 1;"),

@@ -52,6 +52,7 @@ class Chunk {
       m_pairing = false;
       if (whollyStarts) {
         piece(part, Kind::Head8, [&](std::size_t n) { return part.substr(0, n); });
+        if (part.size() >= kHead) m_keys.heads |= bitOfHead(textOf(part).bytes(0));
       }
       if (whollyEnds) {
         piece(part, Kind::Tail8, [&](std::size_t n) { return part.substr(part.size() - n); });

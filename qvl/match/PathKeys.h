@@ -38,6 +38,7 @@ enum class Kind : unsigned {
 };
 constexpr unsigned kKinds = 11;
 constexpr std::size_t kGram = 4;
+constexpr std::size_t kHead = 4;  // of the heads that are told of by bits
 
 // A key together with what it takes to look for it.
 struct PatternKey {
@@ -51,6 +52,7 @@ struct PatternKey {
 struct PatternKeys {
   std::vector<PatternKey> keys;
   std::uint64_t components = 0;  // one bit of 64 for each whole component and the extension
+  std::uint64_t heads = 0;       // likewise for the first four bytes of the other components
   std::uint64_t grams = 0;       // four numbers of grams, see Grams
 };
 
@@ -97,6 +99,13 @@ inline Key keyOfGram(const char* bytes) {
 // One bit of 64 for a component or an extension.
 inline std::uint64_t bitOf(std::uint64_t hash) {
   return std::uint64_t{1} << (hash >> 58);
+}
+
+// Likewise for the first four bytes of a component.
+inline std::uint64_t bitOfHead(const char* bytes) {
+  std::uint32_t head;
+  std::memcpy(&head, bytes, sizeof head);
+  return std::uint64_t{1} << (head * 0x9E3779B1u >> 26);
 }
 
 // Where the last dot of a text stands; npos when it has none. It is nearly always near the end, and

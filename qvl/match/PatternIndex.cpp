@@ -234,6 +234,14 @@ std::uint64_t PatternIndex::componentsOf(std::string_view text, PathKeys::Hashed
   return components | PathKeys::bitOf(hashed.hash(dot + 1, text.size() - dot - 1));
 }
 
+std::uint64_t PatternIndex::headsOf(const PathKeys::HashedText& hashed) {
+  std::uint64_t heads = 0;
+  for (std::size_t i = 0; i < hashed.components(); ++i) {
+    heads |= PathKeys::bitOfHead(hashed.bytes(hashed.start(i)));
+  }
+  return heads;
+}
+
 PatternIndex::Ends PatternIndex::endsOf(const Steps& steps) {
   const auto literal = [](const Step& step) {
     return step.kind == Step::Literal ? std::string_view(step.bytes) : std::string_view();
@@ -280,7 +288,7 @@ void PatternIndex::insert(const Program& program, Owner owner, std::uint32_t tag
   const bool hasRoom = m_row.size() == m_size && m_size < kFewPatterns;
   ++m_size;
   m_folded += folded;
-  Entry entry{0, 0, &place, tag, 0, folded, keys.size() > 1};
+  Entry entry{0, 0, 0, &place, tag, 0, folded, keys.size() > 1};
   try {
     const std::size_t all = std::max<std::size_t>(keys.size(), Program::Signs::choices(program));
     if (all > 1) place.others = std::make_unique<std::vector<Place::Other>>(all - 1);
@@ -290,6 +298,7 @@ void PatternIndex::insert(const Program& program, Owner owner, std::uint32_t tag
       // What all of its alternatives need is not worked out; it is compared as a whole.
       if (keys.size() == 1) {
         entry.components = keys.front().components;
+        entry.heads = keys.front().heads;
         entry.grams = keys.front().grams;
       }
       place.firstKey.at = static_cast<std::uint32_t>(m_compared.size());
@@ -300,6 +309,7 @@ void PatternIndex::insert(const Program& program, Owner owner, std::uint32_t tag
       const PatternKey key = keyFor(one.keys, alternatives[entry.alternative]);
       countKeys(one.keys);
       entry.components = one.components;
+      entry.heads = one.heads;
       entry.grams = one.grams;
       Place::Key& inPlace = place.key(entry.alternative);
       inPlace = {key.key, m_table.insert(key.key, entry), key.depth};

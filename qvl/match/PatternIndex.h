@@ -26,16 +26,16 @@ namespace QVL {
 // under the one of its keys (see PathKeys) that the fewest stand under; or, without one and while
 // there are few such, among those that are compared with every text. A text is cut into its
 // components once; the patterns under its keys are the only ones that can match it, and of those
-// only the ones whose components and grams it has are run. While there are few patterns they also
-// stand in a row, which is gone through instead.
+// only the ones whose components, beginnings of components and grams it has are run. While there
+// are few patterns they also stand in a row, which is gone through instead.
 //
 // What a look-up costs depends on the length of the text, and on how many patterns have all their
 // literal pieces in it. Each key is looked up once, however often its piece occurs, and each
 // pattern is run at most once.
 //
 // Invariants:
-//   1. Every text that a pattern matches has, for one of its alternatives, all its keys, components
-//      and grams. So a text that lacks one need not be compared.
+//   1. Every text that a pattern matches has, for one of its alternatives, all its keys, components,
+//      heads and grams. So a text that lacks one need not be compared.
 //   2. All of these ignore ASCII case and are only ever a reason to run the program, never an
 //      answer. A text with letters beyond ASCII is looked up twice where patterns ignore case: as
 //      it is, and case folded.
@@ -178,6 +178,7 @@ class PatternIndex {
   // One alternative of a pattern, with all that most comparisons need.
   struct Entry {
     std::uint64_t components;  // that a text must have
+    std::uint64_t heads;
     std::uint64_t grams;
     Place* place;
     std::uint32_t tag;  // the caller's
@@ -265,6 +266,7 @@ class PatternIndex {
   std::size_t nextKeys(std::string_view text, const PathKeys::HashedText& hashed,
                        Gathering& gathering, PathKeys::Key* keys) const;
   static Ends endsOf(const Steps& steps);
+  static std::uint64_t headsOf(const PathKeys::HashedText& hashed);
   static std::uint64_t componentsOf(std::string_view text, PathKeys::HashedText& hashed);
   void insertBeginnings(Place& place);
   void eraseBeginnings(Place& place) noexcept;
@@ -311,8 +313,13 @@ bool PatternIndex::visitCandidates(std::string_view text, Scratch& scratch, Work
     });
   }
 
-  std::size_t candidates = 0;  // entries whose components the text has, as far as they are counted
+  std::optional<std::uint64_t> heads;  // found out for the first entry that has any
+  std::size_t candidates = 0;  // entries whose pieces the text has, as far as they are counted
   const auto isCandidate = [&](const Entry& entry) {
+    if (entry.heads != 0) {
+      if (!heads) heads = headsOf(scratch.text);
+      if ((entry.heads & ~*heads) != 0) return false;
+    }
     if (candidates < kManyCandidates) {
       ++candidates;
       return visit(entry);
