@@ -115,7 +115,10 @@ std::optional<bool> Pattern::covers(const Pattern& narrow, std::size_t most, std
   // taken of the other one; and the folders that have begun, to be left behind a slash.
   const std::size_t size = m_tokens.size() - same;
   const Token* const tokens = m_tokens.data() + same;
-  auto& [places, next, begun, reachedAt] = scratch;
+  std::vector<std::size_t>& places = scratch.places;
+  std::vector<std::size_t>& next = scratch.next;
+  std::vector<std::size_t>& begun = scratch.begun;
+  std::vector<std::size_t>& reachedAt = scratch.reachedAt;
   next.clear();
   begun.clear();
   reachedAt.assign(size + 1, SIZE_MAX);
