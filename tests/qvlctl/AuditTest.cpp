@@ -645,7 +645,7 @@ class AuditPageInABrowser : public Audit {
 
   // What a script behind the page finds wrong with what the page has become, as JSON. It puts texts
   // into `problems` and calls `tell`.
-  std::string problems(const std::string& script) const {
+  std::string problems(const std::string& script, const std::string& browserOptions = "") const {
     std::string page = audit({"--format", "html", "."}).out;
     page.insert(page.rfind("</body>"), R"js(<script>
 const problems = [];
@@ -661,8 +661,10 @@ onerror = message => { problems.push(message); tell(); };
     const Result result =
         run({"-c",
              "chromium --headless --no-sandbox --disable-gpu --user-data-dir=\"$PWD/profile\" "
-             "--virtual-time-budget=20000 --dump-dom \"file://$PWD/phone.html\" "
-             "2>browser.log"},
+             "--virtual-time-budget=20000 " +
+                 browserOptions +
+                 " --dump-dom \"file://$PWD/phone.html\" "
+                 "2>browser.log"},
             m_shell);
     const std::size_t place = result.out.find("<title>");
     if (place == std::string::npos) return result.out;
@@ -787,6 +789,35 @@ expect(rules().length === 9 && !rules().includes(false), "idle: " + rules());
 tell();
 )js"),
             "checked: []");
+}
+
+// Texts and the picture's labels are told from what is behind them by the ratio of WCAG 2.1.
+TEST_F(AuditPageInABrowser, IsLightOrDarkAsTheBrowserPrefers) {
+  const std::string readable = R"js(
+const rgb = text => text.match(/[\d.]+/g).map(Number);
+const light = ([r, g, b]) => [r, g, b].map(c => c / 255)
+    .map(c => c <= 0.03928 ? c / 12.92 : ((c + 0.055) / 1.055) ** 2.4)
+    .reduce((sum, c, i) => sum + c * [0.2126, 0.7152, 0.0722][i], 0);
+const behind = element => {
+  for (let one = element; one; one = one.parentElement) {
+    const colour = rgb(getComputedStyle(one).backgroundColor);
+    if (colour.length === 3 || colour[3] > 0) return light(colour);
+  }
+  return 1;
+};
+let texts = 0;
+for (const one of document.querySelectorAll("h1, h2, p, dt, dd, th, td, button, label, #map div")) {
+  if (!one.checkVisibility() || !one.textContent.trim()) continue;
+  const [a, b] = [light(rgb(getComputedStyle(one).color)), behind(one)].sort((x, y) => y - x);
+  if ((a + 0.05) / (b + 0.05) < 4.5) problems.push("hard to read: " + one.outerHTML.slice(0, 80));
+  ++texts;
+}
+if (texts < 30) problems.push("only " + texts + " texts");
+problems.push(light(rgb(getComputedStyle(document.body).backgroundColor)) > 0.5 ? "light" : "dark");
+tell();
+)js";
+  EXPECT_EQ(problems(readable, "--blink-settings=preferredColorScheme=1"), "checked: [\"light\"]");
+  EXPECT_EQ(problems(readable, "--blink-settings=preferredColorScheme=0"), "checked: [\"dark\"]");
 }
 
 TEST_F(AuditPageInABrowser, HasNoSeriousFindingOfAxe) {

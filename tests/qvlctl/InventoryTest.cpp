@@ -47,6 +47,26 @@ TEST_F(InventoryCommand, KeepsEveryByteOfAName) {
   EXPECT_EQ(hex.substr(hex.size() - 4), "ff0a");
 }
 
+// The kernel's files have no time of creation, those of most file systems have one.
+TEST_F(InventoryCommand, LeavesOutATimeThatIsNotKnown) {
+#if defined(__linux__)
+  write("a/x", "");
+  for (const std::string& folder : {path("a"), std::string("/proc/sys/kernel/random")}) {
+    struct statx status;
+    if (::statx(AT_FDCWD, folder.c_str(), 0, STATX_BTIME, &status) != 0) continue;
+    const bool isKnown = (status.stx_mask & STATX_BTIME) != 0;
+    const std::vector<nlohmann::json> lines = linesOf(run({"inventory", folder}));
+    ASSERT_FALSE(lines.empty()) << folder;
+    for (const nlohmann::json& line : lines) {
+      EXPECT_EQ(line.contains("btime"), isKnown) << line;
+      EXPECT_TRUE(line.contains("mtime")) << line;
+    }
+  }
+#else
+  GTEST_SKIP() << "every file has a time of creation here";
+#endif
+}
+
 TEST_F(InventoryCommand, NamesTheHostUnlessTold) {
   write("a/x", "");
   char name[256] = {};
