@@ -1,8 +1,9 @@
 #!/usr/bin/python3
 """Measures qvl-fleet, and holds what it counts against qvlctl.
 
-    fleet.py generate FOLDER ROWS         inventories of made-up files: lines of JSON
+    fleet.py generate FOLDER ROWS [HOSTS] inventories of made-up files, each of so many hosts (50): lines of JSON
     fleet.py rate FOLDER [WORKERS...]     rows a second through so many workers, in turns
+    fleet.py parts FOLDER                 what counting a part takes, and adding it to the others
     fleet.py batch ROWS                   a column of so many paths from Python, beside qvlctl lookup
     fleet.py same DIR...                  qvlctl audit, and qvl-fleet on what qvlctl inventory writes
 
@@ -13,6 +14,7 @@ examples/linux-server.xml. Fails when numbers of workers, or the two commands, g
 import json
 import os
 import pathlib
+import pickle
 import random
 import resource
 import statistics
@@ -44,7 +46,7 @@ def fleet(*arguments, **options):
     return subprocess.run(command, env=environment, check=True, capture_output=True, **options).stdout
 
 
-def generate(folder, rows):
+def generate(folder, rows, hosts=HOSTS_OF_A_FILE):
     """The same rows for the same number of them."""
     pathlib.Path(folder).mkdir(parents=True, exist_ok=True)
     chance = random.Random(1)
@@ -53,7 +55,7 @@ def generate(folder, rows):
             for i in range(begin, min(begin + ROWS_OF_A_FILE, rows)):
                 dice = chance.getrandbits(48)
                 place, ending = FOLDERS[dice % len(FOLDERS)]
-                host = number * HOSTS_OF_A_FILE + (dice >> 8) % HOSTS_OF_A_FILE
+                host = number * hosts + (dice >> 8) % hosts
                 out.write(
                     f'{{"host":"host{host}","path":"{place}/{dice >> 16 & 255}/file{i}.{ending}",'
                     f'"size":{dice >> 28},"mtime":{NOW - (dice >> 12) % 2592000}}}\n'
@@ -83,6 +85,29 @@ def rate(folder, workers):
         print(f"| {count} | {rows / median:,.0f} | {first / median:.2f} "
               f"| {statistics.median(processor[count]) / rows * 1e6:.1f} µs |")  # fmt: skip
     print(f"{rows:,} rows; the same bytes from each")
+
+
+def parts(folder):
+    """Processor time, a part: of what a worker does, and of what the process that adds up does with it."""
+    sys.path.insert(0, str(ROOT / "python"))
+    from qvlscanavoidance import queries_for
+    from qvlscanavoidance.fleet import counting, inventories, running
+    from qvlscanavoidance.fleet.tallies import Tallies
+
+    text = counting.PolicyText(str(POLICY), POLICY.read_bytes(), "2026-09-21", "")
+    queries, _ = queries_for([text.policy])
+    job = counting.Job(text, None, tuple(queries), NOW, 3)
+    files = sorted(map(str, pathlib.Path(folder).glob("*.jsonl")))
+    whole, counted, added = Tallies(), [], []
+    for part in running.parts_of_all(files, {}, None):
+        began = time.process_time()
+        sent = pickle.dumps(counting.count_part(job, part), pickle.HIGHEST_PROTOCOL)
+        counted.append(time.process_time() - began)
+        began = time.process_time()
+        whole.merge(pickle.loads(sent), inventories.SAMPLED_ROWS)
+        added.append(time.process_time() - began)
+    one, other = statistics.median(counted), statistics.median(added)
+    print(f"{len(counted)} parts: {one:.2f} s to count one, {other:.4f} s to add it up, {other / one:.2%}")
 
 
 def batch(rows):
@@ -142,10 +167,12 @@ def same(folders):
 
 
 def main(arguments):
-    if len(arguments) == 3 and arguments[0] == "generate":
-        generate(arguments[1], int(arguments[2]))
+    if len(arguments) in (3, 4) and arguments[0] == "generate":
+        generate(arguments[1], *map(int, arguments[2:]))
     elif len(arguments) >= 2 and arguments[0] == "rate":
         rate(arguments[1], [int(count) for count in arguments[2:]] or [1, 2, 4])
+    elif len(arguments) == 2 and arguments[0] == "parts":
+        parts(arguments[1])
     elif len(arguments) == 2 and arguments[0] == "batch":
         batch(int(arguments[1]))
     elif len(arguments) >= 2 and arguments[0] == "same":

@@ -161,6 +161,14 @@ TEST_F(QuietCommandLine, ThePolicyMayComeFromStandardInput) {
               HasSubstr("qvlctl: standard input:"));
 }
 
+TEST_F(CommandLine, EndsReadingADeviceWithoutEnd) {
+  const std::string reason = ": expected at most 536,870,912 bytes; found more\n";
+  EXPECT_EQ(run({"fmt", "-p", "/dev/zero"}), (Result{2, "", "qvlctl: /dev/zero" + reason}));
+  write("old.json", "{}");
+  EXPECT_EQ(run({"diff", "--audits", "/dev/zero", "old.json"}),
+            (Result{2, "", "qvlctl: /dev/zero" + reason}));
+}
+
 TEST_F(CommandLine, HelpThatCannotBeWrittenIsTrouble) {
   if (::access("/dev/full", W_OK) != 0) GTEST_SKIP() << "this system has no /dev/full";
   Circumstances circumstances;

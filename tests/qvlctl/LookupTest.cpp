@@ -155,6 +155,31 @@ TEST_F(Lookup, PathsMayBeginWithADash) {
             "scan      -        -x\nexcluded  1        /skip/a\n");
 }
 
+TEST_F(Lookup, AnEmptyValueBehindAnEqualSignIsTheValue) {
+  EXPECT_EQ(lookup({"--process=", "/skip/a", "/b"}), (Result{0,
+                                                             "excluded  1        /skip/a\n"
+                                                             "scan      -        /b\n",
+                                                             ""}));
+  EXPECT_EQ(lookup({"--", "/a", "--process="}).out,
+            "scan      -        /a\nscan      -        --process=\n");
+  EXPECT_NE(lookup({"--access=", "read"}).err.find("found \"\""), std::string::npos);
+}
+
+TEST_F(Lookup, ALongListOfDataSetsMovesThePath) {
+  std::string dataSets;
+  std::string logic;
+  std::string numbers;
+  for (const char* const n : {"1", "2", "3", "4", "5"}) {
+    dataSets +=
+        std::string("<data-set number='") + n + "' kind='folder'><rule>/skip/</rule></data-set>";
+    logic += std::string(logic.empty() ? "" : "&amp;") + n;
+    numbers += std::string(numbers.empty() ? "" : ",") + n;
+  }
+  write("policy.xml", "<exclusion-policy version='1'><logic>" + logic + "</logic>" + dataSets +
+                          "</exclusion-policy>");
+  EXPECT_EQ(lookup({"/skip/a"}).out, "excluded  " + numbers + "  /skip/a\n");
+}
+
 TEST_F(Lookup, AFullDiskIsTrouble) {
   if (::access("/dev/full", W_OK) != 0) GTEST_SKIP() << "this system has no /dev/full";
   Circumstances circumstances;

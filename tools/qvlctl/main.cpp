@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <exception>
 #include <memory>
+#include <new>
 #include <optional>
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "CLI/CLI.hpp"
@@ -142,6 +144,32 @@ std::string mistakeIn(const CLI::App& app, const CLI::App* command, const CLI::P
   return error.what() + suggestionOfPolicy(error.what(), argc, argv);
 }
 
+// `--process=` names no process; the parser would take the next argument for the value.
+std::vector<std::string> argumentsOf(const CLI::App& app, int argc, char** argv) {
+  const auto takesValue = [&](const std::string& name) {
+    const std::vector<const CLI::App*> commands = app.get_subcommands({});
+    return std::any_of(commands.begin(), commands.end(), [&](const CLI::App* command) {
+      const CLI::Option* const option = command->get_option_no_throw(name);
+      return option != nullptr && option->get_items_expected_max() > 0;
+    });
+  };
+  std::vector<std::string> arguments;
+  bool areOptions = true;
+  for (int i = 1; i < argc; ++i) {
+    std::string argument = argv[i];
+    areOptions = areOptions && argument != "--";
+    const std::string name = argument.substr(0, argument.find('='));
+    if (areOptions && name.size() + 1 == argument.size() && name.compare(0, 2, "--") == 0 &&
+        takesValue(name)) {
+      arguments.push_back(name);
+      argument.clear();
+    }
+    arguments.push_back(std::move(argument));
+  }
+  std::reverse(arguments.begin(), arguments.end());  // as the parser wants them
+  return arguments;
+}
+
 // Help and version print themselves; anything else is a mistake on the command line.
 int reportParseResult(const CLI::App& app, const CLI::ParseError& error, int argc, char** argv) {
   if (error.get_exit_code() == 0) {
@@ -187,7 +215,7 @@ int run(int argc, char** argv) {
     addOutputOptions(*command);
   }
   try {
-    app.parse(argc, argv);
+    app.parse(argumentsOf(app, argc, argv));
   } catch (const CLI::ParseError& error) {
     return reportParseResult(app, error, argc, argv);
   }
@@ -203,8 +231,10 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) {
   try {
     return run(argc, argv);
+  } catch (const std::bad_alloc&) {
+    complain("out of memory");
   } catch (const std::exception& trouble) {
     complain(trouble.what());
-    return kTrouble;
   }
+  return kTrouble;
 }

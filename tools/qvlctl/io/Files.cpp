@@ -17,6 +17,9 @@
 namespace qvlctl {
 namespace {
 
+// As many as a policy may have; a device without end has more than there is memory.
+constexpr std::size_t kMostBytes = std::size_t{512} << 20;
+
 [[noreturn]] void fail(const char* operation, const std::string& file) {
   const std::string reason = errorText(errno);
   throw Trouble(fmt::format("cannot {} {}: {}", operation,
@@ -78,6 +81,9 @@ std::string readAll(int descriptor, const std::string& name) {
     if (count == 0) return content;
     if (count > 0) {
       content.append(buffer, static_cast<std::size_t>(count));
+      if (content.size() <= kMostBytes) continue;
+      throw Trouble(fmt::format("{}: expected at most {} bytes; found more", escaped(name),
+                                grouped(kMostBytes)));
     } else if (errno != EINTR) {
       fail("read", name);
     }

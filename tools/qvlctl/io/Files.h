@@ -8,10 +8,10 @@
 
 namespace qvlctl {
 
-// The content of a file, a pipe or a device. Throws Trouble.
+// The content of a file, a pipe or a device, of 512 MiB at most. Throws Trouble.
 std::string readFile(const std::string& file);
 
-// The rest of standard input. Throws Trouble.
+// The rest of standard input, likewise.
 std::string readStandardInput();
 
 // Replaces the content of an existing file; its mode and owner stay. The content is written to a
