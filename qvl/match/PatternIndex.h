@@ -34,8 +34,8 @@ namespace QVL {
 // pattern is run at most once.
 //
 // Invariants:
-//   1. Every text that a pattern matches has, for one of its alternatives, all its keys, components,
-//      heads and grams. So a text that lacks one need not be compared.
+//   1. Every text that a pattern matches has, for one of its alternatives, all its keys,
+//      components, heads and grams. So a text that lacks one need not be compared.
 //   2. All of these ignore ASCII case and are only ever a reason to run the program, never an
 //      answer. A text with letters beyond ASCII is looked up twice where patterns ignore case: as
 //      it is, and case folded.
