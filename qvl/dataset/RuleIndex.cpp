@@ -221,34 +221,14 @@ std::optional<bool> RuleIndex::anyMatches(LookupData& request, bool checkAccessT
 bool RuleIndex::findFirst(const LookupData& request, bool checkAccessType, Scratch& scratch,
                           First& first) const {
   std::array<std::optional<Text>, kRuleInputs>& texts = scratch.texts;
-  bool orderCounts = !m_asked.empty();
+  bool allUtf8 = true;
   for (std::size_t i = 0; i < kRuleInputs; ++i) {
     texts[i].reset();
     if (!m_patterns[i] || m_patterns[i]->size() == 0) continue;
     texts[i].emplace(inputOf(request, static_cast<RuleInput>(i)), scratch.ofTexts[i]);
-    orderCounts = orderCounts || texts[i]->isUtf8();
+    allUtf8 = allUtf8 && texts[i]->isUtf8();
   }
-
-  std::size_t throwing = 0;
-  const auto isNewFirst = [&](const Rule* rule) {
-    return !first.rule || rule->order < first.rule->order;
-  };
-  for (std::size_t i = 0; i < kRuleInputs; ++i) {
-    if (!texts[i] || texts[i]->isUtf8()) continue;
-    const auto throws = [&](PatternIndex::Owner owner) {
-      const auto* const rule = static_cast<const Rule*>(owner);
-      if (isNewFirst(rule)) first = {rule, true};
-      return ++throwing > kMostThrowing || !orderCounts;
-    };
-    if (!texts[i]->isCutOff()) {
-      m_patterns[i]->eachThatReadsOn(*texts[i], throws);
-    } else {
-      const Rule* rule = m_first;
-      while (rule->input != i) rule = rule->next;
-      throws(rule);
-    }
-    if (throwing > kMostThrowing) return false;
-  }
+  if (!allUtf8 && !findThrowing(scratch, first)) return false;
 
   const auto admits = [&](std::uint32_t accessType) {
     return !checkAccessType ||
@@ -259,13 +239,39 @@ bool RuleIndex::findFirst(const LookupData& request, bool checkAccessType, Scrat
   };
   const auto found = [&](PatternIndex::Owner owner) {
     const auto* const rule = static_cast<const Rule*>(owner);
-    if (isNewFirst(rule)) first = {rule, false};
+    if (!first.rule || rule->order < first.rule->order) first = {rule, false};
     return !first.throws && (m_asked.empty() || first.rule->order < (*m_asked.begin())->order);
   };
   for (std::size_t i = 0; i < kRuleInputs; ++i) {
     if (!texts[i] || !texts[i]->isUtf8()) continue;
     if (texts[i]->plain().size() > kSlowText && firstFewMatch(i, *texts[i], admits, found)) break;
     if (m_patterns[i]->find(*texts[i], scratch.patterns, admits, isBefore, found)) break;
+  }
+  return true;
+}
+
+// The first in key order of those that read what is no character, or any when no other rule counts.
+bool RuleIndex::findThrowing(Scratch& scratch, First& first) const {
+  std::array<std::optional<Text>, kRuleInputs>& texts = scratch.texts;
+  const bool orderCounts =
+      !m_asked.empty() || std::any_of(texts.begin(), texts.end(),
+                                      [](const auto& text) { return text && text->isUtf8(); });
+  std::size_t throwing = 0;
+  for (std::size_t i = 0; i < kRuleInputs; ++i) {
+    if (!texts[i] || texts[i]->isUtf8()) continue;
+    const auto throws = [&](PatternIndex::Owner owner) {
+      const auto* const rule = static_cast<const Rule*>(owner);
+      if (!first.rule || rule->order < first.rule->order) first = {rule, true};
+      return ++throwing > kMostThrowing || !orderCounts;
+    };
+    if (!texts[i]->isCutOff()) {
+      m_patterns[i]->eachThatReadsOn(*texts[i], throws);
+    } else {
+      const Rule* rule = m_first;
+      while (rule->input != i) rule = rule->next;
+      throws(rule);
+    }
+    if (throwing > kMostThrowing) return false;
   }
   return true;
 }

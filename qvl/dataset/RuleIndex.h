@@ -99,6 +99,7 @@ class RuleIndex {
   bool firstFewMatch(std::size_t input, Text& text, Admits admits, Found found) const;
   bool findFirst(const LookupData& request, bool checkAccessType, Scratch& scratch,
                  First& first) const;
+  bool findThrowing(Scratch& scratch, First& first) const;
   std::optional<bool> ask(LookupData& request, bool checkAccessType, const First& first,
                           Scratch& scratch) const;
 
