@@ -18,16 +18,21 @@ std::size_t lengthByLead(char lead) {
 
 }  // namespace
 
-// Eight bytes at a time.
+// Eight bytes at a time, the last of them perhaps again.
 bool isAscii(std::string_view text) {
   std::uint64_t seen = 0;
-  std::size_t at = 0;
-  for (; at + sizeof seen <= text.size(); at += sizeof seen) {
+  const auto see = [&](const char* bytes) {
     std::uint64_t word;
-    std::memcpy(&word, text.data() + at, sizeof word);
+    std::memcpy(&word, bytes, sizeof word);
     seen |= word;
+  };
+  if (text.size() >= sizeof seen) {
+    const char* const last = text.data() + text.size() - sizeof seen;
+    for (const char* bytes = text.data(); bytes < last; bytes += sizeof seen) see(bytes);
+    see(last);
+  } else {
+    for (const char byte : text) seen |= static_cast<unsigned char>(byte);
   }
-  for (; at < text.size(); ++at) seen |= static_cast<unsigned char>(text[at]);
   return (seen & 0x8080808080808080u) == 0;
 }
 
