@@ -48,11 +48,11 @@ class Chunk {
   void component(std::string_view part, bool whollyEnds) {
     const bool whollyStarts = m_whole;
     m_whole = true;
+    if (whollyStarts && part.size() >= kHead) m_keys.heads |= bitOfHead(textOf(part).bytes(0));
     if (!whollyStarts || !whollyEnds) {
       m_pairing = false;
       if (whollyStarts) {
         piece(part, Kind::Head8, [&](std::size_t n) { return part.substr(0, n); });
-        if (part.size() >= kHead) m_keys.heads |= bitOfHead(textOf(part).bytes(0));
       }
       if (whollyEnds) {
         piece(part, Kind::Tail8, [&](std::size_t n) { return part.substr(part.size() - n); });

@@ -52,7 +52,7 @@ struct PatternKey {
 struct PatternKeys {
   std::vector<PatternKey> keys;
   std::uint64_t components = 0;  // one bit of 64 for each whole component and the extension
-  std::uint64_t heads = 0;       // likewise for the first four bytes of the other components
+  std::uint64_t heads = 0;       // likewise for the first four bytes of components
   std::uint64_t grams = 0;       // four numbers of grams, see Grams
 };
 

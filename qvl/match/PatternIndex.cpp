@@ -222,18 +222,7 @@ std::size_t PatternIndex::nextKeys(std::string_view text, const PathKeys::Hashed
   return static_cast<std::size_t>(next - keys);
 }
 
-// Those of a text, which `hashed` is for.
-std::uint64_t PatternIndex::componentsOf(std::string_view text, PathKeys::HashedText& hashed) {
-  hashed.assign(text);
-  std::uint64_t components = 0;
-  for (std::size_t i = 0; i < hashed.components(); ++i) {
-    components |= PathKeys::bitOf(hashed.hash(hashed.start(i), hashed.length(i)));
-  }
-  const std::size_t dot = PathKeys::lastDot(text);
-  if (dot == std::string_view::npos) return components;
-  return components | PathKeys::bitOf(hashed.hash(dot + 1, text.size() - dot - 1));
-}
-
+// Of the components of a text.
 std::uint64_t PatternIndex::headsOf(const PathKeys::HashedText& hashed) {
   std::uint64_t heads = 0;
   for (std::size_t i = 0; i < hashed.components(); ++i) {
@@ -281,8 +270,8 @@ void PatternIndex::insert(const Program& program, Owner owner, std::uint32_t tag
     if (all.empty() && m_compared.size() >= kManyCompared) all = PathKeys::gramKeysOf(steps);
     haveKeys = haveKeys && !all.empty();
   }
-  std::uint64_t components = ~std::uint64_t{0};
-  for (const PatternKeys& one : keys) components &= one.components;
+  std::uint64_t heads = ~std::uint64_t{0};
+  for (const PatternKeys& one : keys) heads &= one.heads;
   const bool folded = !program.caseSensitive();
   place.member = {&program, owner, 0};
   const bool hasRoom = m_row.size() == m_size && m_size < kFewPatterns;
@@ -293,7 +282,7 @@ void PatternIndex::insert(const Program& program, Owner owner, std::uint32_t tag
     const std::size_t all = std::max<std::size_t>(keys.size(), Program::Signs::choices(program));
     if (all > 1) place.others = std::make_unique<std::vector<Place::Other>>(all - 1);
     insertBeginnings(place);
-    if (hasRoom) m_row.push_back({endsOf(outline), components, &program, &place, tag, folded});
+    if (hasRoom) m_row.push_back({endsOf(outline), heads, &program, &place, tag, folded});
     if (!haveKeys) {
       // What all of its alternatives need is not worked out; it is compared as a whole.
       if (keys.size() == 1) {

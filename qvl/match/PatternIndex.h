@@ -210,7 +210,7 @@ class PatternIndex {
   // A pattern while there are few.
   struct InRow {
     Ends ends;
-    std::uint64_t components;  // that a text must have
+    std::uint64_t heads;  // that a text must have
     const Program* program;
     Place* place;
     std::uint32_t tag;
@@ -267,7 +267,6 @@ class PatternIndex {
                        Gathering& gathering, PathKeys::Key* keys) const;
   static Ends endsOf(const Steps& steps);
   static std::uint64_t headsOf(const PathKeys::HashedText& hashed);
-  static std::uint64_t componentsOf(std::string_view text, PathKeys::HashedText& hashed);
   void insertBeginnings(Place& place);
   void eraseBeginnings(Place& place) noexcept;
   void use(const Place::Key& key, int change);
@@ -370,14 +369,17 @@ template <typename Visit>
 bool PatternIndex::visitRow(std::string_view text, bool oneText, Scratch& scratch, Work* work,
                             Visit visit) const {
   const Ends ends(text);
-  std::optional<std::uint64_t> components;  // found out for the first whose ends fit
+  std::optional<std::uint64_t> heads;  // found out for the first whose ends fit
   const auto lacks = [&](std::uint64_t wanted) {
-    if (wanted != 0 && !components) components = componentsOf(text, scratch.text);
-    return wanted != 0 && (wanted & ~*components) != 0;
+    if (wanted != 0 && !heads) {
+      scratch.text.assign(text);
+      heads = headsOf(scratch.text);
+    }
+    return wanted != 0 && (wanted & ~*heads) != 0;
   };
   return std::any_of(m_row.begin(), m_row.end(), [&](const InRow& one) {
     if (work) ++work->entries;
-    const bool fits = one.ends.fit(ends) && !lacks(one.components);
+    const bool fits = one.ends.fit(ends) && !lacks(one.heads);
     return (fits || (one.folded && !oneText)) && visit(one);
   });
 }
