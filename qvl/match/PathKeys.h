@@ -80,12 +80,13 @@ inline Kind kindOf(Key key) {
 
 // The hash of some leading components; of none, to start with.
 constexpr std::uint64_t kNoComponents = 0x51ED270B1F6B3C4Du;
+// The hashes are mixed already; each prefix waits for the one before it.
 inline std::uint64_t withComponent(std::uint64_t prefix, std::uint64_t component) {
-  return mix(prefix, component);
+  return prefix * 0x9E3779B97F4A7C15u + component;
 }
 
 inline std::uint64_t pairOf(std::uint64_t first, std::uint64_t second) {
-  return mix(first, second ^ kNoComponents);
+  return withComponent(first, second);
 }
 
 // Of the four bytes at a place of a HashedText.
