@@ -47,6 +47,28 @@ void append(Steps& steps, Step step) {
   }
 }
 
+// May steps read nothing?
+enum class ReadsNothing { Never, AtSomePlaces, Anywhere };
+
+ReadsNothing readsNothing(const Steps& steps) {
+  ReadsNothing all = ReadsNothing::Anywhere;
+  for (const Step& step : steps) {
+    ReadsNothing one = ReadsNothing::Never;
+    if (step.kind == Step::Group || (step.kind == Step::Repeat && step.least > 0)) {
+      for (const Steps& sequence : step.alternatives->sequences) {
+        one = std::max(one, readsNothing(sequence));
+      }
+    } else if (step.kind == Step::Repeat || step.kind == Step::RunNotSlash ||
+               step.kind == Step::Run || step.kind == Step::Folders) {
+      one = ReadsNothing::Anywhere;
+    } else if (step.kind >= Step::LineStart) {
+      one = ReadsNothing::AtSomePlaces;
+    }
+    all = std::min(all, one);
+  }
+  return all;
+}
+
 // A recursive descent over the grammar of the engine's Perl syntax. What is read here means to the
 // engine exactly what the steps say; wherever that is not certain, NotUnderstood is thrown.
 class Reader {
@@ -350,6 +372,8 @@ class Reader {
     repeat.looks = skip("?") || isGroup;
     if (peek() == '+') throw NotUnderstood();
     if (isQuantifier(m_rest)) throw NotUnderstood();
+    // Where it has read nothing once, the engine does not repeat it any more.
+    if (repeat.least > 1 && readsNothing(atom) == ReadsNothing::AtSomePlaces) throw NotUnderstood();
     repeat.alternatives = sharing({std::move(atom)});
     return repeat;
   }

@@ -94,8 +94,8 @@ struct Reading {
 
 // A text matches the expression exactly when it matches the steps. Absent when that cannot be said:
 // the expression is not UTF-8 or not valid; it has back references, conditions, recursion, or parts
-// that look around or are never given back; changes its options midway; or nests or repeats too
-// deeply.
+// that look around or are never given back; changes its options midway; repeats several times what
+// reads nothing at some places only; or nests or repeats too deeply.
 std::optional<Reading> readExpression(const ExpressionText& expression, bool caseSensitive);
 
 // The same of one group in its parentheses, wherever it stands. Absent also when it is more than

@@ -223,6 +223,25 @@ TEST(CompiledPattern, AnswersAsTheEngineDoesForManyAlternatives) {
   EXPECT_GT(linear, expressions / 2);
 }
 
+// To the engine what has read nothing once is not repeated any more.
+TEST(CompiledPattern, RepeatsWhatReadsNothingAsTheEngineDoes) {
+  for (const std::string one : {"\\b[^/]{0,2}", "\\b(a|)", "(\\b|a)", "(\\ba*|)", "a?$", "(^a?)*",
+                                "\\ba", "((\\b)b?){2}", "\\<a*", "(?:\\B|a)b?"}) {
+    for (const std::string count : {"{2}", "{3}", "{2,}", "{2,4}", "{1,3}", "+", "{0,2}"}) {
+      const std::string expression = "(" + one + ")" + count;
+      const auto engine = engineFor(expression, true);
+      ASSERT_TRUE(engine) << expression;
+      const CompiledPattern pattern(expression, true);
+      Compared compared;
+      for (const char* const text : {"", "a", "b", "\n", "ab", "a\n", "Aé\n", "ab ", "a b", "aa",
+                                     "é", "ab\n", "a\na", "abab", "a ab", "aab ", "\n\n"}) {
+        compared.compare(pattern, *engine, text);
+      }
+      EXPECT_EQ(compared.all, 17u) << expression;
+    }
+  }
+}
+
 TEST(CompiledPattern, UnderstandsNothingThatTheEngineRefuses) {
   Dice dice;
   SCOPED_TRACE(dice.origin());
