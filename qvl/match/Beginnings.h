@@ -3,9 +3,11 @@
 #ifndef QVL_MATCH_BEGINNINGS_H
 #define QVL_MATCH_BEGINNINGS_H
 
+#include <algorithm>
 #include <bitset>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <string_view>
 #include <vector>
@@ -39,12 +41,20 @@ class Beginnings {
   void insert(const Member& member) { m_members.insert(&member); }
   void erase(const Member& member) noexcept { m_members.erase(&member); }
 
+  // What is found out of a pattern.
+  enum class Asked : std::uint8_t {
+    Followed,  // what following it can tell
+    Rest,      // what has to be simulated from where it is no sequence of signs
+  };
+
   // Calls `found(owner)` for each pattern that, having read the UTF-8 part of a text, could read
-  // another character behind it, until it answers true, and answers so itself; perhaps once for
-  // each of its choices. The patterns are all of those that ignore case, or none. `steps`, if
-  // given, counts the work.
+  // another character behind it, as far as it is asked, until it answers true; perhaps once for
+  // each of its choices. Answers whether it did, and absent when there is a rest that was not asked
+  // for. The patterns are all of those that ignore case, or none. `steps`, if given, counts the
+  // work.
   template <typename Found>
-  bool eachThatReadsOn(Text& text, bool folded, Found found, std::uint64_t* steps = nullptr) const;
+  std::optional<bool> eachThatReadsOn(Text& text, bool folded, Asked asked, Found found,
+                                      std::uint64_t* steps = nullptr) const;
 
  private:
   using Signs = Program::Signs;
@@ -155,23 +165,30 @@ void Beginnings::Walk::each(const Places& places, Each each) const {
 }
 
 template <typename Found>
-bool Beginnings::eachThatReadsOn(Text& text, bool folded, Found found, std::uint64_t* steps) const {
+std::optional<bool> Beginnings::eachThatReadsOn(Text& text, bool folded, Asked asked, Found found,
+                                                std::uint64_t* steps) const {
   if (m_members.empty()) return false;
   const std::string_view read = folded ? text.folded() : text.plain().substr(0, text.validPrefix());
-  bool stopped = false;
   if (read.size() > kLongestFollowed) {
-    for (auto at = m_members.begin(); !stopped && at != m_members.end(); ++at) {
-      stopped = (*at)->choice == 0 && (*at)->program->readsOn(text) && found((*at)->owner);
-    }
-    return stopped;
+    if (asked == Asked::Followed) return std::nullopt;
+    return std::any_of(m_members.begin(), m_members.end(), [&](const Member* member) {
+      return member->choice == 0 && member->program->readsOn(text) && found(member->owner);
+    });
   }
+  bool hasRest = false;
+  bool stopped = false;
   Walk walk(m_members, text, folded);
   while (!stopped && walk.next()) {
+    if (walk.isCertain != (asked == Asked::Followed)) {
+      hasRest = hasRest || !walk.isCertain;
+      continue;
+    }
     for (Iterator at = walk.begin; !stopped && at != walk.end; ++at) {
       stopped = (walk.isCertain || walk.readsOn(**at)) && found((*at)->owner);
     }
   }
   if (steps) *steps += walk.steps;
+  if (!stopped && hasRest) return std::nullopt;
   return stopped;
 }
 

@@ -170,8 +170,17 @@ class PatternIndex {
   // times.
   template <typename Found>
   bool eachThatReadsOn(Text& text, Found found) const {
-    return m_beginnings[0].eachThatReadsOn(text, false, found) ||
-           m_beginnings[1].eachThatReadsOn(text, true, found);
+    using Asked = Beginnings::Asked;
+    bool hasRest[2] = {false, false};
+    for (const Asked asked : {Asked::Followed, Asked::Rest}) {
+      for (const bool folded : {false, true}) {
+        if (asked == Asked::Rest && !hasRest[folded]) continue;
+        const auto stopped = m_beginnings[folded].eachThatReadsOn(text, folded, asked, found);
+        if (stopped && *stopped) return true;
+        hasRest[folded] = !stopped;
+      }
+    }
+    return false;
   }
 
  private:

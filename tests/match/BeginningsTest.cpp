@@ -62,13 +62,13 @@ class Ordered {
     Text text(path, scratch);
     std::vector<const void*> found;
     std::uint64_t steps = 0;
-    m_beginnings.eachThatReadsOn(
-        text, m_folded,
-        [&](const void* owner) {
-          found.push_back(owner);
-          return false;
-        },
-        &steps);
+    const auto find = [&](const void* owner) {
+      found.push_back(owner);
+      return false;
+    };
+    if (!m_beginnings.eachThatReadsOn(text, m_folded, Asked::Followed, find, &steps)) {
+      EXPECT_FALSE(*m_beginnings.eachThatReadsOn(text, m_folded, Asked::Rest, find, &steps));
+    }
     const Owners once(found.begin(), found.end());
     EXPECT_LE(found.size(), m_members.size()) << shown(path);
     Owners expected;
@@ -87,14 +87,19 @@ class Ordered {
     TextScratch scratch;
     Text text(path, scratch);
     std::size_t found = 0;
-    m_beginnings.eachThatReadsOn(text, m_folded, [&](const void*) {
+    const auto find = [&](const void*) {
       ++found;
       return true;
-    });
+    };
+    if (!m_beginnings.eachThatReadsOn(text, m_folded, Asked::Followed, find)) {
+      m_beginnings.eachThatReadsOn(text, m_folded, Asked::Rest, find);
+    }
     return found;
   }
 
  private:
+  using Asked = Beginnings::Asked;
+
   const bool m_folded;
   std::vector<std::unique_ptr<CompiledPattern>> m_patterns;
   std::vector<Beginnings::Member> m_members;
