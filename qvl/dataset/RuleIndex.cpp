@@ -283,11 +283,15 @@ bool RuleIndex::firstFewMatch(std::size_t input, Text& text, Admits admits, Foun
   if (m_patterns[input]->size() <= kFirstFew) return false;
   const std::uint64_t mostSteps = text.scratch().steps + kStepsOfFew;
   const Rule* rule = m_first;
-  for (std::size_t i = 0; i < kFirstFew && rule && rule->input == input; ++i, rule = rule->next) {
+  for (std::size_t i = 0; i < kFirstFew && rule; ++i, rule = rule->next) {
+    if (rule->isAsked) continue;
+    if (rule->input != input) break;
     const Program& program = *rule->place.member.program;
     if (program.size() > kShortProgram || text.scratch().steps > mostSteps) break;
     if (admits(RuleView::accessTypeOf(*RuleView::of(*rule->rule))) && program.matches(text)) {
-      return found(rule);
+      // No other pattern comes before it.
+      found(rule);
+      return true;
     }
   }
   return false;
