@@ -16,12 +16,15 @@ namespace {
 
 // Groups nested deeper than this are left to the engine.
 constexpr int kDeepestGroup = 100;
-// Counts above this are left to the engine.
-constexpr unsigned kHighestCount = 1000;
-// So many alternatives that are pieces make a LiteralSet; fewer are gone through one by one.
-constexpr std::size_t kManyLiterals = 9;
+// Counts above this are left to the engine: no program is that large.
+constexpr unsigned kHighestCount = 1000000;
+// So many values of a keyword that are pieces make a LiteralSet: many patterns look for them in the
+// same text.
+constexpr std::size_t kManyValues = 2;
 
 struct NotUnderstood {};
+// Case begins or ceases to matter somewhere in the expression.
+struct CaseChanges {};
 
 bool contains(const char* set, char c) {
   return c != 0 && std::strchr(set, c) != nullptr;
@@ -80,23 +83,30 @@ class Reader {
       : m_expression(expression),
         m_rest(expression),
         m_nextPlace(places.begin()),
-        m_endOfPlaces(places.end()),
-        m_caseSensitive(caseSensitive) {
+        m_endOfPlaces(places.end()) {
+    m_options.caseSensitive = caseSensitive;
     if (Utf8::validPrefix(expression) != expression.size()) throw NotUnderstood();
   }
 
+  // Throws CaseChanges.
   Reading read() {
-    if (skip("(?i)")) {
-      m_caseSensitive = false;
-      m_isCertain = false;
-    }
+    m_mayBeginWithOptions = true;
     Steps steps;
     appendGroup(steps, group(0));
     finish();
-    return {std::move(steps), m_caseSensitive, m_isCertain};
+    return {std::move(steps), m_options.caseSensitive, m_isCertain};
+  }
+
+  // The same where case changes: what it does not matter to is a set of characters.
+  Reading readChangingCase() {
+    m_caseChanges = true;
+    Reading reading = read();
+    reading.caseSensitive = true;
+    return reading;
   }
 
   Atom readGroup() {
+    m_manyLiterals = kManyValues;
     Steps steps = atomAt(0);
     finish();
     return {std::move(steps), m_isCertain};
@@ -139,7 +149,7 @@ class Reader {
   }
 
   // Goes on by one of the alternatives.
-  static void appendGroup(Steps& steps, std::vector<Steps> alternatives) {
+  void appendGroup(Steps& steps, std::vector<Steps> alternatives) const {
     if (alternatives.size() == 1) {
       for (Step& step : alternatives.front()) append(steps, std::move(step));
     } else {
@@ -147,13 +157,15 @@ class Reader {
     }
   }
 
-  static std::shared_ptr<const Alternatives> sharing(std::vector<Steps> alternatives) {
-    return std::make_shared<const Alternatives>(std::move(alternatives));
+  std::shared_ptr<const Alternatives> sharing(std::vector<Steps> alternatives) const {
+    return std::make_shared<const Alternatives>(std::move(alternatives), m_manyLiterals);
   }
 
   Steps sequence(int depth) {
     Steps steps;
-    while (!m_rest.empty() && m_rest.front() != '|' && m_rest.front() != ')') {
+    for (;;) {
+      if (m_options.skipsBlanks) skipBlanks();
+      if (m_rest.empty() || m_rest.front() == '|' || m_rest.front() == ')') break;
       const bool isGroup = m_rest.front() == '(';
       Steps atom = atomAt(depth);
       if (isQuantifier(m_rest)) {
@@ -171,21 +183,27 @@ class Reader {
       return alternation(*m_nextPlace++->alternation);
     }
     if (skip("[^/]")) return run(Step::RunNotSlash, Step::OneNotSlash);
-    if (skip(".")) return run(Step::Run, Step::One);
-    if (skip("(.*/|)")) return single(Step::Folders);
+    if (skip(".")) return any();
+    if (m_options.dotIsAny && skip("(.*/|)")) return single(Step::Folders);
     const std::string_view from = m_rest;
     const char c = take();
     switch (c) {
       case '(': {
         if (skip("?#")) return comment();
-        if (skip("?:") || skipName()) {
+        const Options outside = m_options;
+        if (skip("?:") || skip("?|") || skipName()) {
           m_isCertain = false;
-        } else if (contains("?*", peek())) {
+        } else if (skip("?")) {
+          readOptions(from.size() == m_expression.size());
+          if (skip(")")) return notRepeated({});
+          if (!skip(":")) throw NotUnderstood();
+        } else if (peek() == '*') {
           throw NotUnderstood();
         }
         Steps inner;
         appendGroup(inner, group(depth + 1));
         if (!skip(")")) throw NotUnderstood();
+        m_options = outside;
         return inner;
       }
       case '[':
@@ -194,9 +212,9 @@ class Reader {
       case '\\':
         return escape(from);
       case '^':
-        return place(Step::LineStart);
+        return place(m_options.linesCount ? Step::LineStart : Step::TextStart);
       case '$':
-        return place(Step::LineEnd);
+        return place(m_options.linesCount ? Step::LineEnd : Step::TextEnd);
       case '*':
       case '+':
       case '?':
@@ -216,8 +234,52 @@ class Reader {
     }
   }
 
+  // Behind "(?". `isFirst`: that is what the expression begins with.
+  void readOptions(bool isFirst) {
+    m_isCertain = false;
+    const bool caseSensitive = m_options.caseSensitive;
+    for (bool on = true;;) {
+      if (skip("i")) {
+        m_options.caseSensitive = !on;
+      } else if (skip("s")) {
+        m_options.dotIsAny = on;
+      } else if (skip("m")) {
+        m_options.linesCount = on;
+      } else if (skip("x")) {
+        m_options.skipsBlanks = on;
+      } else if (on && skip("-")) {
+        on = false;
+      } else {
+        break;
+      }
+    }
+    if (m_options.caseSensitive == caseSensitive || m_caseChanges) return;
+    if (!isFirst || !m_mayBeginWithOptions || peek() != ')') throw CaseChanges();
+  }
+
+  // As far as it is certain which they are.
+  void skipBlanks() {
+    const std::string_view before = m_rest;
+    while (!m_rest.empty()) {
+      const char c = m_rest.front();
+      if (c == '#') {
+        do {
+          if (static_cast<unsigned char>(take()) >= 0x80) throw NotUnderstood();
+        } while (!m_rest.empty() && !contains("\n\r\f", peek()));
+      } else if (contains(" \t\n\v\f\r", c)) {
+        take();
+      } else {
+        break;
+      }
+    }
+    const auto next = static_cast<unsigned char>(peek());
+    if (!m_rest.empty() && (next < ' ' || next >= 0x7F)) throw NotUnderstood();
+    if (before.size() != m_rest.size() && isQuantifier(m_rest)) throw NotUnderstood();
+  }
+
   Steps alternation(const Alternation& values) {
-    const std::optional<Atom>& atom = values.atom(m_caseSensitive);
+    if (m_caseChanges) throw NotUnderstood();
+    const std::optional<Atom>& atom = values.atom(m_options.caseSensitive);
     if (!atom || !skip("()")) throw NotUnderstood();
     m_isCertain = m_isCertain && atom->isCertain;
     return atom->steps;
@@ -246,6 +308,12 @@ class Reader {
       append(steps, std::move(literal(std::move(character)).front()));
     }
     return notRepeated(std::move(steps));
+  }
+
+  // A dot, which is no line break unless it is anything.
+  Steps any() {
+    if (m_options.dotIsAny) return run(Step::Run, Step::One);
+    return single(Step::Set, "(?-s:.)");
   }
 
   // The name of a group, which only what is not understood could refer to.
@@ -279,8 +347,12 @@ class Reader {
         return place(Step::WordEnd);
       case 'A':
         return place(Step::TextStart);
+      case 'G':
+        return place(Step::TextStart);
       case 'z':
         return place(Step::TextEnd);
+      case 'C':
+        return any();
       case 'Q':
         return quoted();
       case 'c':
@@ -309,10 +381,17 @@ class Reader {
     }
   }
 
-  static Steps single(Step::Kind kind) { return {{kind, {}, {}}}; }
+  static Steps single(Step::Kind kind, std::string bytes = {}) {
+    return {{kind, std::move(bytes), {}}};
+  }
 
   Steps literal(std::string character) const {
-    if (!m_caseSensitive) {
+    if (m_caseChanges) {
+      const bool hasCase = isLetter(character.front()) || character.size() > 1;
+      if (m_options.caseSensitive || !hasCase) return single(Step::Literal, std::move(character));
+      return single(Step::Set, "(?i:" + character + ")");
+    }
+    if (!m_options.caseSensitive) {
       std::string folded;
       foldCase(character, folded);
       character.swap(folded);
@@ -328,7 +407,9 @@ class Reader {
   // What was read since `from` stands for one character.
   Steps set(std::string_view from) {
     m_isCertain = false;
-    return {{Step::Set, std::string(from.substr(0, from.size() - m_rest.size())), {}}};
+    const std::string expression(from.substr(0, from.size() - m_rest.size()));
+    const bool ignoresCase = m_caseChanges && !m_options.caseSensitive;
+    return single(Step::Set, ignoresCase ? "(?i:" + expression + ")" : expression);
   }
 
   static bool isQuantifier(std::string_view text) {
@@ -413,17 +494,27 @@ class Reader {
   std::string_view m_rest;
   std::vector<Place>::const_iterator m_nextPlace;
   const std::vector<Place>::const_iterator m_endOfPlaces;
-  bool m_caseSensitive;
+  // Those that an expression can change, for the group that it changes them in.
+  struct Options {
+    bool caseSensitive = true;
+    bool dotIsAny = true;      // line breaks, too
+    bool linesCount = true;    // "^" and "$" hold at line breaks, too
+    bool skipsBlanks = false;  // and comments
+  };
+  Options m_options;
+  bool m_mayBeginWithOptions = false;
+  bool m_caseChanges = false;  // and how is known of each character that is read
   bool m_isCertain = true;
+  std::size_t m_manyLiterals = Alternatives::kManyLiterals;
 };
 
-std::shared_ptr<const LiteralSet> manyLiteralsOf(const std::vector<Steps>& sequences) {
+std::shared_ptr<const LiteralSet> literalsOf(const std::vector<Steps>& sequences,
+                                             std::size_t many) {
   std::vector<LiteralSet::Piece> pieces;
   for (const Steps& steps : sequences) {
     if (auto piece = LiteralSet::pieceOf(steps)) pieces.push_back(std::move(*piece));
   }
-  return pieces.size() < kManyLiterals ? nullptr
-                                       : std::make_shared<const LiteralSet>(std::move(pieces));
+  return pieces.size() < many ? nullptr : std::make_shared<const LiteralSet>(std::move(pieces));
 }
 
 std::vector<const Steps*> withoutLiterals(const std::vector<Steps>& sequences, bool areLiterals) {
@@ -452,9 +543,9 @@ std::size_t countOf(const Steps& steps, std::size_t most) {
 
 }  // namespace
 
-Alternatives::Alternatives(std::vector<Steps> all)
+Alternatives::Alternatives(std::vector<Steps> all, std::size_t manyLiterals)
     : sequences(std::move(all)),
-      literals(manyLiteralsOf(sequences)),
+      literals(literalsOf(sequences, manyLiterals)),
       others(withoutLiterals(sequences, literals != nullptr)) {}
 
 std::shared_ptr<const Program> Alternatives::program(bool caseSensitive) const {
@@ -466,7 +557,11 @@ std::shared_ptr<const Program> Alternatives::program(bool caseSensitive) const {
 
 std::optional<Reading> readExpression(const ExpressionText& expression, bool caseSensitive) {
   try {
-    return Reader(expression.text(), caseSensitive, expression.places()).read();
+    try {
+      return Reader(expression.text(), caseSensitive, expression.places()).read();
+    } catch (const CaseChanges&) {
+      return Reader(expression.text(), caseSensitive, expression.places()).readChangingCase();
+    }
   } catch (const NotUnderstood&) {
     // Perhaps all of it says more than its parts.
     if (expression.places().empty()) return std::nullopt;
@@ -478,6 +573,8 @@ std::optional<Atom> readGroup(const std::string& expression, bool caseSensitive)
   try {
     return Reader(expression, caseSensitive).readGroup();
   } catch (const NotUnderstood&) {
+    return std::nullopt;
+  } catch (const CaseChanges&) {
     return std::nullopt;
   }
 }

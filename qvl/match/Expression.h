@@ -59,7 +59,10 @@ struct Step {
 
 // The sequences of a group: never changed, and shared by all expressions that have the group.
 struct Alternatives {
-  explicit Alternatives(std::vector<Steps> all);
+  // So many alternatives that are pieces make a LiteralSet; fewer are gone through one by one.
+  static constexpr std::size_t kManyLiterals = 9;
+
+  explicit Alternatives(std::vector<Steps> all, std::size_t manyLiterals = kManyLiterals);
 
   // All of them, compiled; null when they are too many. Compiled when it is first asked for, by
   // whichever thread. Throws as Program::of. `caseSensitive` is what they were read for.
@@ -88,14 +91,14 @@ struct Atom {
 // What an expression was understood to mean.
 struct Reading {
   Steps steps;
-  bool caseSensitive;  // an expression can say itself that case does not matter
+  bool caseSensitive;  // of the literals; an expression can say itself where case does not matter
   bool isCertain;      // as that of an Atom
 };
 
 // A text matches the expression exactly when it matches the steps. Absent when that cannot be said:
 // the expression is not UTF-8 or not valid; it has back references, conditions, recursion, or parts
-// that look around or are never given back; changes its options midway; repeats several times what
-// reads nothing at some places only; or nests or repeats too deeply.
+// that look around or are never given back; repeats several times what reads nothing at some places
+// only; or nests or repeats too deeply.
 std::optional<Reading> readExpression(const ExpressionText& expression, bool caseSensitive);
 
 // The same of one group in its parentheses, wherever it stands. Absent also when it is more than

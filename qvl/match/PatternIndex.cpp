@@ -284,12 +284,11 @@ void PatternIndex::insert(const Program& program, Owner owner, std::uint32_t tag
     insertBeginnings(place);
     if (hasRoom) m_row.push_back({endsOf(outline), heads, &program, &place, tag, folded});
     if (!haveKeys) {
-      // What all of its alternatives need is not worked out; it is compared as a whole.
-      if (keys.size() == 1) {
-        entry.components = keys.front().components;
-        entry.heads = keys.front().heads;
-        entry.grams = keys.front().grams;
-      }
+      // It is compared as a whole: what all of its alternatives need is what they have in common.
+      const PatternKeys common = PathKeys::keysOf(program.outline(0));
+      entry.components = components;
+      entry.heads = common.heads;
+      entry.grams = common.grams;
       place.firstKey.at = static_cast<std::uint32_t>(m_compared.size());
       m_compared.push_back(entry);
       return;

@@ -5,6 +5,8 @@
 #include <limits>
 #include <map>
 #include <optional>
+#include <sstream>
+#include <string>
 #include <utility>
 
 #include "qvl/match/Engine.h"
@@ -120,6 +122,7 @@ class ProgramCompiler {
 
   // False when the program becomes too large.
   bool compile(const Steps& steps) {
+    m_isOutermost = true;
     return finish(sequence(steps), !steps.empty() && steps.back().kind == Step::Literal);
   }
 
@@ -131,6 +134,8 @@ class ProgramCompiler {
   using Op = Program::Op;
 
   static constexpr std::size_t kMostBytes = std::numeric_limits<std::uint32_t>::max();
+  // From so many bytes on it is worth telling how many are at least behind an instruction.
+  static constexpr std::size_t kMuch = 128;
   // So often it is looked what alternatives begin with: a simulation calls itself as often.
   static constexpr int kDeepest = 16;
 
@@ -144,29 +149,57 @@ class ProgramCompiler {
     Program::Room& room = m_program.m_room;
     room.states = m_code.size() + 2 * (m_rare.sets.size() + std::size_t{m_program.m_loops});
     room.literals = m_rare.literals.size();
+    if (least >= kMuch) fillLeastBehind(least);
     for (const auto& shared : m_rare.shared) {
       room.states += Program::kWordsOfShared + shared->m_room.states;
       room.literals += shared->m_room.literals;
     }
-    if (!m_rare.kinds.empty() || !m_rare.sets.empty() || !m_rare.literals.empty() ||
-        !m_rare.shared.empty()) {
+    if (!m_rare.kinds.empty() || !m_rare.leastBehind.empty() || !m_rare.sets.empty() ||
+        !m_rare.literals.empty() || !m_rare.shared.empty()) {
       m_program.m_rare = std::make_unique<const Program::Rare>(std::move(m_rare));
     }
     m_program.m_choices = Program::Signs::countChoices(m_program);
     return true;
   }
 
+  // The instructions so far, which are some steps of the pattern itself, read at least that.
+  void haveRead(std::size_t least) {
+    if (m_readUpTo.empty() || m_readUpTo.back().first != m_code.size()) {
+      m_readUpTo.emplace_back(m_code.size(), least);
+    }
+    m_readUpTo.back().second = least;
+  }
+
+  // Of what is read by a step of the pattern itself; what is inside of it has the same behind it.
+  void fillLeastBehind(std::size_t least) {
+    m_rare.leastBehind.resize(m_code.size());
+    std::size_t begin = 0;
+    for (const auto& [end, readUpTo] : m_readUpTo) {
+      for (; begin < end; ++begin) {
+        m_rare.leastBehind[begin] = static_cast<std::uint32_t>(least - readUpTo);
+      }
+    }
+  }
+
   // Each of these answers with the least number of bytes that the steps read.
   std::size_t sequence(const Steps& steps) {
+    const bool isOutermost = std::exchange(m_isOutermost, false);
     // No instruction of what comes before grows, and none of these by what comes behind them.
     m_sequenceBegin = m_code.size();
     std::size_t least = 0;
     const Steps all = merged(steps);
     for (std::size_t i = 0; i < all.size(); ++i) {
       const std::size_t end = endOfMixed(all, i);
-      for (; i < end; ++i) least += mixed(all[i]);
+      if (isOutermost) haveRead(least);
+      for (; i < end; ++i) {
+        least += mixed(all[i]);
+        // Part of it may stand in the instruction before.
+        if (isOutermost) m_readUpTo.back().second = least;
+        if (isOutermost) haveRead(least);
+      }
       m_mixing = false;
       if (i < all.size()) least += one(all[i]);
+      if (isOutermost) haveRead(least);
     }
     m_sequenceBegin = m_code.size();
     return least;
@@ -236,8 +269,7 @@ class ProgramCompiler {
       case Step::One:
         return characters(Op::One);
       case Step::Set:
-        emit(Op::Set, set(step.bytes));
-        return 1;
+        return characters(Op::Set, set(step.bytes));
       case Step::RunNotSlash:
         emit(Op::RunNotSlash);
         return 0;
@@ -280,12 +312,12 @@ class ProgramCompiler {
     return bytes.size();
   }
 
-  std::size_t characters(Op op) {
-    if (m_code.size() > m_sequenceBegin && m_code.back().op == op &&
+  std::size_t characters(Op op, std::size_t from = 0) {
+    if (m_code.size() > m_sequenceBegin && m_code.back().op == op && m_code.back().from == from &&
         m_code.back().length < Program::kLongest) {
       ++m_code.back().length;
     } else {
-      emit(op, 0, 1);
+      emit(op, from, 1);
     }
     return 1;
   }
@@ -369,9 +401,83 @@ class ProgramCompiler {
     return rests.size() == 1 ? least : least + inPlace(nullptr, rests, depth + 1);
   }
 
-  std::size_t repeat(const Step& step) {
+  // The expression of a set, if that is what the steps read: one character of some.
+  static std::optional<std::string> characterOf(const Steps& steps) {
+    if (steps.size() != 1) return std::nullopt;
+    const Step& step = steps.front();
+    switch (step.kind) {
+      case Step::OneNotSlash:
+        return "[^/]";
+      case Step::One:
+        return ".";
+      case Step::Set:
+        return step.bytes;
+      case Step::Literal: {
+        std::size_t end = 0;
+        const std::uint32_t character = Utf8::decode(step.bytes, end);
+        if (end < step.bytes.size()) return std::nullopt;
+        std::ostringstream expression;
+        expression << "\\x{" << std::hex << character << '}';
+        return expression.str();
+      }
+      case Step::Group: {
+        std::string all;
+        for (const Steps& alternative : step.alternatives->sequences) {
+          const std::optional<std::string> one = characterOf(alternative);
+          if (!one) return std::nullopt;
+          all += (all.empty() ? "(?:" : "|") + *one;
+        }
+        return all + ')';
+      }
+      default:
+        return std::nullopt;
+    }
+  }
+
+  // One character of some, again and again. False when it is another sequence.
+  bool repeatCharacters(const Step& step, std::size_t& least) {
     const Steps& body = step.alternatives->sequences.front();
+    const std::optional<std::string> expression = characterOf(body);
+    if (!expression) return false;
+    const Step::Kind kind = body.front().kind;
+    const bool isNotSlash = kind == Step::OneNotSlash;
+    const bool isOne = kind == Step::One;
+    const bool isByte = kind == Step::Literal && body.front().bytes.size() == 1;
+    const std::size_t from =
+        isNotSlash || isOne ? 0
+        : isByte ? Program::kByte + static_cast<unsigned char>(body.front().bytes.front())
+                 : set(*expression);
+    const auto choose = [&](Op notSlash, Op one, Op ofSet) {
+      return isNotSlash ? notSlash : isOne ? one : ofSet;
+    };
+    const auto characters = [&](Op op, std::size_t count) {
+      for (; count > 0 && !m_tooLarge; count -= std::min(count, Program::kLongest)) {
+        emit(op, from, std::min(count, Program::kLongest));
+      }
+    };
+    if (step.looks) emit(Op::Look);
+    if (kind == Step::Literal) {
+      std::string all;
+      for (unsigned i = 0; i < step.least; ++i) all += body.front().bytes;
+      literal(all);
+    } else {
+      characters(choose(Op::OneNotSlash, Op::One, Op::Set), step.least);
+    }
+    if (step.looks) emit(Op::Look);
+    if (step.most == Step::kUnbounded) {
+      emit(choose(Op::RunNotSlash, Op::Run, Op::RunOfSet), from);
+    } else if (step.most > step.least) {
+      characters(choose(Op::UpToNotSlash, Op::UpToOne, Op::UpToOfSet), step.most - step.least);
+      if (step.looks) emit(Op::Look);
+    }
+    least = step.least * (kind == Step::Literal ? body.front().bytes.size() : 1);
+    return true;
+  }
+
+  std::size_t repeat(const Step& step) {
     std::size_t least = 0;
+    if (repeatCharacters(step, least)) return least;
+    const Steps& body = step.alternatives->sequences.front();
     for (unsigned i = 0; i < step.least && !m_tooLarge; ++i) {
       if (step.looks) emit(Op::Look);
       least += sequence(body);
@@ -385,12 +491,10 @@ class ProgramCompiler {
       return least;
     }
     const Step::Kind only = body.size() == 1 ? body.front().kind : Step::Group;
-    if (only == Step::OneNotSlash || only == Step::RunNotSlash) {
+    if (only == Step::RunNotSlash) {
       emit(Op::RunNotSlash);
-    } else if (only == Step::One || only == Step::Run) {
+    } else if (only == Step::Run) {
       emit(Op::Run);
-    } else if (only == Step::Set) {
-      emit(Op::RunOfSet, set(body.front().bytes));
     } else {
       const std::size_t begin = emit(Op::Loop, m_program.m_loops++);
       sequence(body);
@@ -436,6 +540,9 @@ class ProgramCompiler {
   Program::Rare m_rare;
   std::vector<std::string> m_setExpressions;
   std::size_t m_sequenceBegin = 0;
+  bool m_isOutermost = false;  // the next sequence is the pattern itself
+  // Of the steps of that: up to which instruction, at least so many bytes.
+  std::vector<std::pair<std::size_t, std::size_t>> m_readUpTo;
   bool m_mixing = false;  // the last instruction is a Mixed that grows
   bool m_tooLarge = false;
 };
@@ -784,12 +891,16 @@ class Program::Run {
     if (pending) m_reads |= places;
   }
 
-  // Behind so many characters of `mask`. Bit j of what is passed on is for the one numbered j.
+  // Behind so many characters of `mask`, or behind up to so many. Bit j of what is passed on is for
+  // the one numbered j.
+  template <bool upTo>
   Word characters(std::size_t i, std::uint32_t count, Word now, Word mask) {
     const Word before = passed(i);
     Word carry = 0;
+    Word reached = 0;
     for (std::uint32_t j = 0; j < count; ++j) {
       ++m_steps;
+      if (upTo) reached |= now;
       reads(now);
       const Word places = now & mask;
       Word out = places >> (kBits - 1);
@@ -803,7 +914,7 @@ class Program::Run {
       if (now == 0 && before >> j <= 1) break;
     }
     pass(i, carry);
-    return now;
+    return upTo ? reached | now : now;
   }
 
   // The places that a run from `places` through characters of `mask` reaches. `out`: whether it
@@ -838,9 +949,17 @@ class Program::Run {
       const bool hasBody = code.op == Op::Group || code.op == Op::Loop;
       const std::size_t next = i + 1 + (hasBody ? code.length : 0);
       if (now != 0 || m_frame.carry[i] != 0) now = step(i, code, now);
+      if (!pending && m_frame.leastBehind) now &= placesBefore(m_frame.leastBehind[i]);
       i = next;
     }
     return now;
+  }
+
+  // Places with at least so many bytes behind them: from others nothing leads to the end.
+  Word placesBefore(std::size_t least) const {
+    const std::size_t rest = m_text.size() - m_block * kBits;
+    if (least > rest) return 0;
+    return rest - least >= kBits - 1 ? ~Word{0} : (Word{2} << (rest - least)) - 1;
   }
 
   Word step(std::size_t i, const Instruction& code, Word now) {
@@ -851,11 +970,17 @@ class Program::Run {
       case Op::Mixed:
         return mixed(i, code, now);
       case Op::OneNotSlash:
-        return characters(i, code.length, now, m_inText & ~m_slash);
+        return characters<false>(i, code.length, now, m_inText & ~m_slash);
       case Op::One:
-        return characters(i, code.length, now, m_inText);
+        return characters<false>(i, code.length, now, m_inText);
       case Op::Set:
-        return characters(i, 1, now, setRow(code.from));
+        return characters<false>(i, code.length, now, setRow(code.from));
+      case Op::UpToNotSlash:
+        return characters<true>(i, code.length, now, m_inText & ~m_slash);
+      case Op::UpToOne:
+        return characters<true>(i, code.length, now, m_inText);
+      case Op::UpToOfSet:
+        return characters<true>(i, code.length, now, setRow(code.from));
       case Op::RunNotSlash:
       case Op::RunOfSet: {
         const Word mask = code.op == Op::RunOfSet ? setRow(code.from) : m_inText & ~m_slash;
@@ -979,6 +1104,13 @@ class Program::Run {
     const LiteralSet& set = *m_frame.program->m_rare->literals[code.from];
     Word* const future = m_frame.future + code.from * m_futureWords;
     passed(i);
+    if (!pending && m_rows.pieces().pays(set, numberOf(now))) {
+      const PieceRows::Rows rows = m_rows.pieces().rowsOf(set);
+      m_steps += rows.lengths();
+      rows.addEnds(now, m_block, future[m_block], future[m_block + 1]);
+      pass(i, Word{future[m_block + 1] != 0});
+      return future[m_block];
+    }
     const std::size_t begin = m_block * kBits;
     for (Word rest = now; rest != 0; rest &= rest - 1) {
       const std::size_t at = begin + static_cast<std::size_t>(__builtin_ctzll(rest));
@@ -1020,6 +1152,10 @@ class Program::Run {
     pass(i, Word{m_carried});
     m_carried = m_carried || carriedBefore;
     return ends;
+  }
+
+  static std::size_t numberOf(Word places) {
+    return static_cast<std::size_t>(__builtin_popcountll(places));
   }
 
   // Alternatives that are a program of their own, with states of its own for each place that it
@@ -1076,6 +1212,7 @@ class Program::Run {
 
   // The bytes of the characters of a set, continuation bytes included.
   Word setRow(std::uint32_t number) {
+    if (number >= kByte) return m_rows.word(static_cast<unsigned char>(number - kByte), m_block);
     Word& kept = m_frame.setRows[std::size_t{2} * number];
     Word& madeFor = m_frame.setRows[std::size_t{2} * number + 1];
     if (madeFor == m_block + 1) return kept;
@@ -1164,7 +1301,10 @@ class Program::Run {
           setRows(carry + ofProgram.m_code.size()),
           loops(setRows + 2 * (ofProgram.m_rare ? ofProgram.m_rare->sets.size() : 0)),
           sharedStates(loops + std::size_t{2} * ofProgram.m_loops),
-          future(ofLiterals) {}
+          future(ofLiterals),
+          leastBehind(ofProgram.m_rare && !ofProgram.m_rare->leastBehind.empty()
+                          ? ofProgram.m_rare->leastBehind.data()
+                          : nullptr) {}
 
     void nextBlock() { lastPassed = std::exchange(lastPassing, std::size_t{0}); }
 
@@ -1177,6 +1317,7 @@ class Program::Run {
     Word* loops = nullptr;
     Word* sharedStates = nullptr;  // of the groups that are shared, one behind the other
     Word* future = nullptr;        // for each LiteralSet the places where literals end
+    const std::uint32_t* leastBehind = nullptr;  // as that of Rare; null: nothing to speak of
     std::size_t lastPassed =
         0;  // the last instruction that the block before passed something on for
     std::size_t lastPassing = 0;  // the same of this block

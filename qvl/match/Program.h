@@ -87,11 +87,14 @@ class Program {
   friend class ProgramCompiler;
 
   enum class Op : std::uint8_t {
-    Bytes,        // bytes() from `from`, `length` of them
-    OneNotSlash,  // `length` characters
-    One,          // likewise
-    Mixed,        // from `from` on, `length` parts: bytes, single characters, and runs
-    Set,          // m_rare->sets[from]
+    Bytes,         // bytes() from `from`, `length` of them
+    OneNotSlash,   // `length` characters
+    One,           // likewise
+    Mixed,         // from `from` on, `length` parts: bytes, single characters, and runs
+    Set,           // `length` characters of m_rare->sets[from]
+    UpToNotSlash,  // from none to `length` characters
+    UpToOne,       // likewise
+    UpToOfSet,     // likewise, of m_rare->sets[from]
     RunNotSlash,
     Run,
     RunOfSet,  // any number of characters of m_rare->sets[from]
@@ -117,6 +120,8 @@ class Program {
     std::uint32_t length;
   };
 
+  // A set from this number on is one byte, and not in m_rare.
+  static constexpr std::uint32_t kByte = std::uint32_t{1} << 31;
   // A group of more alternatives is a program of its own, which all programs share that have it.
   static constexpr std::size_t kMostInPlace = 16;
   // The most bytes or characters of one instruction: what crosses the border of a block fits a
@@ -162,6 +167,8 @@ class Program {
     std::vector<std::shared_ptr<const CharacterSet>> sets;
     std::vector<std::shared_ptr<const LiteralSet>> literals;
     std::vector<std::shared_ptr<const Program>> shared;
+    // Per instruction, if there is much behind some: at least so many bytes are.
+    std::vector<std::uint32_t> leastBehind;
   };
 
   // How much room a simulation needs.

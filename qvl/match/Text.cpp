@@ -48,6 +48,7 @@ void ByteRows::assign(std::string_view text) {
   m_text = text;
   m_wordsPerRow = wordsFor(text.size());
   m_words.clear();
+  m_pieces.assign(text);
   if (++m_assignment == 0 || m_rows.empty()) {
     m_rows.assign(256, Row());
     m_assignment = 1;
@@ -56,6 +57,7 @@ void ByteRows::assign(std::string_view text) {
 
 void ByteRows::shrink() {
   if (storage() > kKept) std::vector<Word>().swap(m_words);
+  m_pieces.shrink();
 }
 
 ByteRows::Word ByteRows::compare(unsigned char byte, std::size_t block) const {

@@ -11,9 +11,9 @@
 #include <utility>
 #include <vector>
 
-namespace QVL {
+#include "qvl/match/PieceRows.h"
 
-class LiteralSet;
+namespace QVL {
 
 // Where the bytes of a text stand: for each byte value one row of bits, bit i for place i, made
 // when it is first asked for.
@@ -46,6 +46,9 @@ class ByteRows {
     return row.madeFor == m_assignment ? m_words.data() + row.begin : nullptr;
   }
 
+  // Where the pieces of sets of literals end in the text.
+  PieceRows& pieces() { return m_pieces; }
+
   // Gives back what a long text needed.
   void shrink();
 
@@ -69,6 +72,7 @@ class ByteRows {
   std::uint32_t m_assignment = 0;
   std::vector<Row> m_rows;  // by byte value; none before the first text
   std::vector<Word> m_words;
+  PieceRows m_pieces;
 };
 
 // How many bytes both begin with.

@@ -44,7 +44,9 @@ const std::vector<std::string> kAny = {
     "\\p{L}", "\\s", "\\w", "[^\\w]", "[é-日]", "[[:upper:]]", "\\B", "\\>", "\\A", "\\z", "\\;",
     "\\{", "\\d", "\\W", "\\b", "\\\\", "\\n", "\\x41", "\\1", "\\<", "\\",
     // places and options
-    "^", "$", "(?:a)", "(?i)", "(?=a)",
+    "^", "$", "(?:a)", "(?i)", "(?=a)", "\\G", "\\C", "(?-i)", "(?i:a|k)", "(?-i:[a-k]B)", "(?s)",
+    "(?-s)", "(?-s:.)", "(?m)", "(?-m)", "(?-m:^|$)", "(?x)", "(?x: a b )", "(?x: a # b\n )",
+    "(?ims-x:K)", "(?|a|(b))", "(?i", "(?-)", "(?-:b)", "(?i-s-m)", "(?é)", "(?a)",
     // not UTF-8
     "\xff", "\xe2\x82"};
 const std::vector<std::string> kInputCommon = {"a", "b", "/", "a/", ".", "ab"};
@@ -103,8 +105,18 @@ struct Compared {
 
   void compare(const CompiledPattern& pattern, const boost::u32regex& engine,
                const std::string& text) {
-    const std::string expected = outcomeOf(
-        [&] { return boost::u32regex_match(text.data(), text.data() + text.size(), engine); });
+    compare(pattern, text, outcomeOf([&] {
+              return boost::u32regex_match(text.data(), text.data() + text.size(), engine);
+            }));
+  }
+
+  // The same with the engine that gives up soon.
+  void compare(const CompiledPattern& pattern, const Engine& engine, const std::string& text) {
+    compare(pattern, text, outcomeOf([&] { return engine.matches(text); }));
+  }
+
+  void compare(const CompiledPattern& pattern, const std::string& text,
+               const std::string& expected) {
     if (expected == "gives up") return;
     const std::string outcome = outcomeOf(pattern, text);
     // The library's engine has a limit of its own; what a program matches never comes to it.
@@ -240,6 +252,54 @@ TEST(CompiledPattern, RepeatsWhatReadsNothingAsTheEngineDoes) {
       EXPECT_EQ(compared.all, 17u) << expression;
     }
   }
+}
+
+// Of characters that are counted all in one row, over the borders of blocks, and of options.
+TEST(CompiledPattern, AnswersAsTheEngineDoesForCountsAndOptions) {
+  const std::vector<std::string> counted = {"a",     "b",     "[ab]",     ".",     "[^/]",
+                                            "(a|b)", "(a|é)", "(é|[^a])", "é",     "(?:a|(b|[^/]))",
+                                            "[^é]",  "(ab)",  "\\w",      "[A-B]", "(|a)"};
+  const std::vector<std::string> counts = {"{2}",  "{3,}",   "{0,2}",   "{1,3}", "{62,66}", "{64}",
+                                           "{65}", "{0,70}", "{1,130}", "*",     "+",       "?"};
+  const std::vector<std::string> few = {"{2}", "{0,2}", "*", "+"};
+  const std::vector<std::string> others = {
+      "a",    "b",     "/",   ".*", "[^/]*", "(.*/|)", "(?i)",   "(?-i)", "(?i:B)", "(?-s)",
+      "(?s)", "(?-m)", "\\<", "$",  "^",     "é",      "(?i:é)", "\\b",   "(?x) ",  "(?-i:a)"};
+  const std::vector<std::string> texts = {"a", "b", "/", "é", "A", "B", "É", "\n", "ab", "\xFF"};
+  Dice dice;
+  SCOPED_TRACE(dice.origin());
+  std::size_t linear = 0;
+  Compared compared;
+  const std::size_t expressions = Dice::cases(3000);
+  for (std::size_t i = 0; i < expressions; ++i) {
+    std::string expression;
+    for (std::size_t count = 1 + dice.below(2); count > 0; --count) {
+      const auto other = [&] { return dice.oneIn(2) ? dice.pick(others) : std::string(); };
+      const std::string lazy = dice.oneIn(6) ? "?" : "";
+      expression += other() + dice.pick(counted) + dice.pick(counts) + lazy + other();
+    }
+    if (dice.oneIn(5)) expression = "(" + expression + "|b)" + dice.pick(few);
+    const bool caseSensitive = dice.oneIn(2);
+    SCOPED_TRACE("expression " + shown(expression) + (caseSensitive ? "" : ", case ignored"));
+    const auto engine = engineFor(expression, caseSensitive);
+    const auto pattern = patternAsTheEngine(expression, caseSensitive, engine.has_value());
+    if (HasFailure()) return;
+    if (!engine) continue;
+    linear += pattern->program() != nullptr;
+    const Engine judge(expression, caseSensitive);
+    for (int j = 0; j < 10; ++j) {
+      std::string text = dice.join(texts, 0, 3);
+      for (std::size_t count = dice.below(3); count > 0; --count) {
+        const std::string& piece = dice.pick(texts);
+        for (std::size_t times = dice.oneIn(2) ? dice.below(4) : dice.below(80); times > 0; --times)
+          text += piece;
+      }
+      compared.compare(*pattern, judge, text + dice.join(texts, 0, 2));
+    }
+    if (HasFailure()) return;
+  }
+  compared.expectAllSorts();
+  EXPECT_GT(linear, expressions * 9 / 10);
 }
 
 TEST(CompiledPattern, UnderstandsNothingThatTheEngineRefuses) {

@@ -147,19 +147,63 @@ TEST(Expression, CanSayItselfThatCaseDoesNotMatter) {
   EXPECT_TRUE(readExpression(std::string("A"), true)->caseSensitive);
 }
 
+// What case does not matter to is a set then.
+TEST(Expression, ReadsOptionsWhereverTheyStand) {
+  expectRows({
+      {"a(?i)b1", "a!1 ?"},
+      {"a(?i:b)c", "a!c ?"},
+      {"(a(?i)b|c)d", "{a!,!}d ?"},
+      {"a(?-i)b", "ab ?"},
+      {"a.(?-s).(?s).", "a_!_ ?"},
+      {"(?-s:.*)(.*/|)", "{!}0-~ ?"},
+      {"(?x: a # c\n b )c d", "abc d ?"},
+      {"(?'n'a)", "-"},
+  });
+  EXPECT_FALSE(readExpression(std::string("(?i)A(?i)B"), true)->caseSensitive);
+  EXPECT_TRUE(readExpression(std::string("A(?-i)B"), false)->caseSensitive);
+}
+
 TEST(Expression, SaysNothingWhereItIsNotCertain) {
   expectRows({
-      {"a(?i)b", "-"},     {"(?=a)", "-"},     {"(?>a)", "-"},
-      {"(*ACCEPT)a", "-"}, {"(a)\\1", "-"},    {"\\Qab\\E*", "-"},
-      {"a(?#b)*", "-"},    {"(?<=a)", "-"},    {"(?<a-b>c)", "-"},
-      {"\\x{4g}", "-"},    {"\\x4", "-"},      {"a\\", "-"},
-      {"(a", "-"},         {"a)", "-"},        {"[a", "-"},
-      {"[[.a.]]", "-"},    {"*a", "-"},        {"a**", "-"},
-      {"a++", "-"},        {"a*?+", "-"},      {"a|*b", "-"},
-      {"a{{2", "-"},       {"a{1{2}", "-"},    {"a{ 2}", "-"},
-      {"a{2 }", "-"},      {"a{3,2}", "-"},    {"a{1001}", "-"},
-      {"[\\c]]", "-"},     {"|", "-"},         {"(|)", "-"},
-      {"a\xff", "-"},      {"a\xe2\x82", "-"}, {repeated("(", 101) + "a" + repeated(")", 101), "-"},
+      {"a\\Z", "-"},
+      {"(?=a)", "-"},
+      {"(?>a)", "-"},
+      {"(*ACCEPT)a", "-"},
+      {"(a)\\1", "-"},
+      {"\\Qab\\E*", "-"},
+      {"a(?#b)*", "-"},
+      {"(?<=a)", "-"},
+      {"(?<a-b>c)", "-"},
+      {"\\x{4g}", "-"},
+      {"\\x4", "-"},
+      {"a\\", "-"},
+      {"(a", "-"},
+      {"a)", "-"},
+      {"[a", "-"},
+      {"[[.a.]]", "-"},
+      {"*a", "-"},
+      {"a**", "-"},
+      {"a++", "-"},
+      {"a*?+", "-"},
+      {"a|*b", "-"},
+      {"a{{2", "-"},
+      {"a{1{2}", "-"},
+      {"a{ 2}", "-"},
+      {"a{2 }", "-"},
+      {"a{3,2}", "-"},
+      {"a{1000001}", "-"},
+      {"(\\b[ab]?){2}", "-"},
+      {"(?i", "-"},
+
+      {"(?i)*", "-"},
+      {"(?x)a *", "-"},
+      {"(?x)é", "-"},
+      {"[\\c]]", "-"},
+      {"|", "-"},
+      {"(|)", "-"},
+      {"a\xff", "-"},
+      {"a\xe2\x82", "-"},
+      {repeated("(", 101) + "a" + repeated(")", 101), "-"},
   });
 }
 

@@ -5,10 +5,12 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "qvl/match/CompiledPattern.h"
+#include "qvl/match/Keywords.h"
 #include "qvl/match/PatternLanguage.h"
 #include "tests/support/Dice.h"
 #include "tests/support/Outcome.h"
@@ -98,6 +100,70 @@ TEST(Work, OfManyAlternativesIsThatOfTheFewThatFit) {
     EXPECT_GT(steps[0], 64u);
     EXPECT_LE(steps[0], 64u * 250) << one.before << "N" << one.after;
     EXPECT_LE(steps[1], steps[0] * 11 / 10) << one.before << "N" << one.after;
+  }
+}
+
+// However many patterns look for the values of a keyword at all places of a text, these are
+// compared with it once.
+TEST(Work, OfManyPatternsThatNameAKeywordIsThatOfAFewWordsEach) {
+  std::set<std::string> values;
+  for (int i = 0; i < 8; ++i) values.insert(std::to_string(i) + "a");
+  const auto alternation = std::make_shared<const Alternation>(values);
+  std::string text;
+  for (int i = 0; text.size() < 4000; ++i) text += std::to_string(i) + "a/";
+  TextScratch scratch;
+  Text subject(text, scratch);
+  constexpr std::size_t kPatterns = 100;
+  for (std::size_t i = 0; i < kPatterns; ++i) {
+    ExpressionText expression(".*K[^/]" + std::to_string(i) + ".*");
+    expression.substitute("K", alternation);
+    const CompiledPattern pattern(expression, true);
+    EXPECT_FALSE(pattern.matches(subject));
+  }
+  const std::size_t blocks = text.size() / 64 + 1;
+  constexpr std::size_t kInstructions = 6;  // the digits of the number included
+  EXPECT_LE(scratch.steps, 2 * text.size() + kPatterns * blocks * 2 * kInstructions);
+  EXPECT_GT(scratch.steps, kPatterns * blocks);
+}
+
+// Places with too little behind them are not gone on from.
+TEST(Work, OfALongPatternIsThatOfThePlacesWhereItMayStand) {
+  struct Case {
+    std::string glob;
+    std::size_t least;
+  };
+  const std::vector<Case> cases = {
+      {"*" + repeated("a?", 1900) + "/", 3801},
+      {"**" + repeated("?/", 1900) + "x", 3801},
+      {"**/" + repeated("a?", 1900) + "b*", 3801},
+  };
+  for (const Case& one : cases) {
+    const CompiledPattern pattern(expressionOfGlob(one.glob), true);
+    ASSERT_NE(pattern.program(), nullptr);
+    for (const char* const piece : {"a", "a/", "aa/b"}) {
+      const std::string text = repeated(piece, 4093 / std::string(piece).size());
+      const std::size_t blocksOfPlaces = (text.size() - one.least) / 64 + 3;
+      EXPECT_LE(stepsOf(pattern, text), (one.least + 200) * blocksOfPlaces) << piece;
+    }
+  }
+}
+
+// Characters that are counted cost a word operation each, for 64 places, and no instruction.
+TEST(Work, OfCountedCharactersIsThatOfTheirNumber) {
+  struct Case {
+    std::string expression;
+    std::uint64_t characters;
+  };
+  const std::vector<Case> cases = {{".*[a-z]{0,1000}[0-9]", 1000},
+                                   {".*[a-z]{1,500}?(a|b){0,500}[0-9]", 1000},
+                                   {".*(a|[^b]){1000}[0-9]", 1000},
+                                   {".*a{0,800}[0-9]", 800}};
+  for (const Case& one : cases) {
+    const CompiledPattern pattern(one.expression, true);
+    ASSERT_NE(pattern.program(), nullptr);
+    EXPECT_LE(pattern.program()->size(), one.characters / 64 + 10) << one.expression;
+    const std::string text(4096, 'a');
+    EXPECT_LE(stepsOf(pattern, text), (one.characters + 300) * (4096 / 64 + 1)) << one.expression;
   }
 }
 
