@@ -346,7 +346,6 @@ class Reader {
       case '>':
         return place(Step::WordEnd);
       case 'A':
-        return place(Step::TextStart);
       case 'G':
         return place(Step::TextStart);
       case 'z':

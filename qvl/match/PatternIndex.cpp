@@ -286,8 +286,8 @@ void PatternIndex::insert(const Program& program, Owner owner, std::uint32_t tag
     if (!haveKeys) {
       // It is compared as a whole: what all of its alternatives need is what they have in common.
       const PatternKeys common = PathKeys::keysOf(program.outline(0));
-      entry.components = components;
-      entry.heads = common.heads;
+      entry.components = common.components;
+      entry.heads = heads;
       entry.grams = common.grams;
       place.firstKey.at = static_cast<std::uint32_t>(m_compared.size());
       m_compared.push_back(entry);
