@@ -4,9 +4,11 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
-#include <memory>
+#include <cstddef>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -32,22 +34,6 @@ class Shared {
 
  private:
   Engine m_engine;
-};
-
-// A manager with data sets of its own for each thread: nothing that they could wait for.
-class Apart {
- public:
-  static constexpr const char* kName = "Apart";
-
-  Apart(const Workload& workload, int threads) {
-    for (int i = 0; i < threads; ++i) m_engines.push_back(std::make_unique<Product>(workload));
-  }
-  bool matches(Access& access, int thread) {
-    return m_engines[static_cast<std::size_t>(thread)]->matches(access);
-  }
-
- private:
-  std::vector<std::unique_ptr<Product>> m_engines;
 };
 
 // What a thread did while it was measured, on cache lines of its own.
@@ -130,6 +116,48 @@ void throughput(benchmark::State& state, const Case& one, int threads) {
   state.counters["waits_per_million"] = static_cast<double>(all.waits) / queries * 1e6;
 }
 
+// What two threads lose by sharing a manager, against a manager with data sets each, where there is
+// nothing to wait for: queries in the same processor time. They take short turns with both, as a
+// machine that is shared gives the one and the other a different speed from one moment to the next.
+void sharing(benchmark::State& state, const Case& one) {
+  if (!engineFor<Product>(state, one)) return;
+  constexpr int kThreads = 2;
+  constexpr int kTurns = 600;
+  const Workload& workload = workloadOf(one);
+  std::vector<double> ratios;
+  for (auto _ : state) {
+    Product shared(workload);
+    std::atomic<int> arrived{0};
+    std::array<std::vector<double>, kThreads> ofThreads;
+    std::vector<std::thread> running;
+    for (std::vector<double>& ofThread : ofThreads) {
+      running.emplace_back([&] {
+        Product alone(workload);
+        Accesses own = workload.mixed;
+        int turn = 0;
+        const auto timeOf = [&](Product& product) {
+          ++arrived;
+          for (++turn; arrived < kThreads * turn;) std::this_thread::yield();
+          return processorTime([&] {
+            for (Access& access : own) benchmark::DoNotOptimize(product.matches(access));
+          });
+        };
+        for (int i = 0; i < kTurns; ++i) {
+          const double together = timeOf(shared);
+          ofThread.push_back(timeOf(alone) / together);
+        }
+      });
+    }
+    for (std::thread& thread : running) thread.join();
+    for (const std::vector<double>& ofThread : ofThreads) {
+      ratios.insert(ratios.end(), ofThread.begin(), ofThread.end());
+    }
+  }
+  const auto middle = ratios.begin() + static_cast<std::ptrdiff_t>(ratios.size() / 2);
+  std::nth_element(ratios.begin(), middle, ratios.end());
+  state.counters["shared_to_own"] = *middle;
+}
+
 enum class Beside { Nothing, Queries, QueriesAndChanges };
 
 // The time that one query of a thousand exceeds, while other threads use the same manager.
@@ -202,7 +230,10 @@ void registerThreads() {
     add<Shared<Product>>("ThreadsTwo", mixed, 2);
     add<Shared<Product>>("ThreadsEight", mixed, 8);
     add<Shared<Product>>("ThreadsMany", mixed, 32);
-    add<Apart>("ThreadsTwo", mixed, 2);
+    benchmark::RegisterBenchmark(("ThreadsSharing_" + nameOf(mixed) + "_Product").c_str(), sharing,
+                                 mixed)
+        ->Iterations(1)
+        ->UseRealTime();
     add<Shared<Re2Set>>("ThreadsOne", mixed, 1);
     add<Shared<Re2Set>>("ThreadsTwo", mixed, 2);
     addTail("TailAlone", mixed, Beside::Nothing);

@@ -181,7 +181,8 @@ def threads(results):
         def rate(operation, engine):
             return results.counter("per_second", operation, rules, engine)
         one, two = rate("ThreadsOne", "Product"), rate("ThreadsTwo", "Product")
-        rows.append([f"{rules:,}", ratio(two, one), ratio(two, rate("ThreadsTwo", "Apart")),
+        sharing = results.counter("shared_to_own", "ThreadsSharing", rules, "Product")
+        rows.append([f"{rules:,}", ratio(two, one), ratio(sharing, 1),
                      ratio(rate("ThreadsTwo", "RE2"), rate("ThreadsOne", "RE2")),
                      ratio(rate("ThreadsEight", "Product"), two),
                      ratio(rate("ThreadsMany", "Product"), two),
