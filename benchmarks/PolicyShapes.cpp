@@ -258,6 +258,12 @@ const std::vector<Named>& allNamed() {
          for (std::size_t level = 0; level < i % 500; ++level) path += "a/";
          return Made().both(path);
        }},
+      {"patterns for one path", Kind::FilePath,
+       [](std::size_t i, Draw&) {
+         Made made = digits(i, 17, {"*", "a"}, {"a*", "ab"});
+         made.text = std::string(60, 'a');
+         return Made().both("/").add(made.rule, made.text);
+       }},
       {"folders with stars", Kind::Folder,
        [](std::size_t i, Draw& draw) {
          return Made()

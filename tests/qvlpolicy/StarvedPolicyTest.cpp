@@ -345,6 +345,32 @@ TEST(NearRulesOfOnePathAfterAnother, AreMadeOnce) {
   EXPECT_TRUE(suffices(few, "/SRV/y0123456789/z.db"));
 }
 
+// What an explanation takes for each rule that matches is what it takes to find that it does.
+TEST(ExplanationOfManyRules, AllocatesNothingForEach) {
+  const auto allocationsFor = [](int rules) {
+    std::string inside = "<logic>1</logic><data-set number=\"1\" kind=\"file-path\">";
+    for (int i = 0; i < rules; ++i) {
+      inside += "<rule>/srv/" + std::string(static_cast<std::size_t>(i + 1), '*') + "/**</rule>";
+    }
+    const Loaded loaded = Policy::parse(policy(inside + "</data-set>"), "policy.xml");
+    const Question request = {"/srv/a/b/c/d", ""};
+    loaded.policy->explain(request);
+    EXPECT_EQ(loaded.policy->explain(request).dataSets[0].rules.size(),
+              static_cast<std::size_t>(rules));
+    std::size_t allocations = 0;
+    for (bool suffices = false; !suffices; ++allocations) {
+      const Starvation starvation(allocations, Hunger::ForGood, Whose::OperatorNew);
+      try {
+        loaded.policy->explain(request);
+        suffices = true;
+      } catch (const std::bad_alloc&) {
+      }
+    }
+    return allocations;
+  };
+  EXPECT_EQ(allocationsFor(400), allocationsFor(2));
+}
+
 // Rules times values would be a million allocations and more.
 TEST(KeywordsOfManyValues, AreReadOnceForAllRules) {
   std::string inside =
