@@ -6,6 +6,7 @@
 #include <exception>
 #include <new>
 #include <tuple>
+#include <unordered_map>
 #include <utility>
 
 #include "fmt/format.h"
@@ -36,10 +37,12 @@ LoadOptions withToday(LoadOptions options) {
 
 // In the order of the files and of what is in them.
 void sort(std::vector<Problem>& problems, const Description& description) {
+  std::unordered_map<std::string_view, std::size_t> files;
+  for (const std::string& file : description.files) files.emplace(file, files.size());
   const auto rank = [&](const Problem& problem) {
-    const auto& files = description.files;
-    return std::make_tuple(std::find(files.begin(), files.end(), problem.file) - files.begin(),
-                           problem.line, problem.column);
+    const auto file = files.find(problem.file);
+    return std::make_tuple(file == files.end() ? files.size() : file->second, problem.line,
+                           problem.column);
   };
   std::stable_sort(problems.begin(), problems.end(),
                    [&](const Problem& a, const Problem& b) { return rank(a) < rank(b); });

@@ -20,6 +20,7 @@
 #include <optional>
 #include <system_error>
 #include <tuple>
+#include <unordered_map>
 #include <utility>
 
 #include "fmt/format.h"
@@ -107,6 +108,9 @@ std::vector<std::string> namesIn(std::string_view text) {
   }
   return names;
 }
+
+// Where keywords are defined, by their names.
+using KeywordPlaces = std::unordered_map<std::string, Place>;
 
 // What the files of one policy share while they are read.
 struct Composition {
@@ -407,6 +411,7 @@ class FileReader {
         m_isInDataSet = true;
         ++m_dataSetCount;
         m_ruleCount = m_keywordCount = 0;
+        m_keywordPlaces.clear();
         const std::string number = attributes.get("number");
         m_dataSetWords = isValue(ValueType::Number, number)
                              ? fmt::format("data set {}", *parseNumber(number))
@@ -421,6 +426,7 @@ class FileReader {
         m_isInTable = true;
         m_table = attributes.get("name");
         m_keywordCount = 0;
+        m_keywordPlaces.clear();
         break;
       case ElementType::Keyword:
         ++m_keywordCount;
@@ -631,11 +637,10 @@ class FileReader {
     if (keyword.values.empty()) {
       fail(spot, fmt::format("the keyword {} needs at least one <value>", escaped(keyword.name)));
     }
-    const auto earlier = std::find_if(
-        all.begin(), all.end(), [&](const Keyword& other) { return other.name == keyword.name; });
-    if (earlier != all.end() - 1) {
+    const auto [earlier, isNew] = m_keywordPlaces.emplace(keyword.name, keyword.place);
+    if (!isNew) {
       fail(spot, fmt::format("the keyword {} is defined twice, first at {}", escaped(keyword.name),
-                             m_composition.inWords(earlier->place)))
+                             m_composition.inWords(earlier->second)))
           .name = "defined-twice";
     }
   }
@@ -780,13 +785,21 @@ class FileReader {
   std::size_t m_dataSetCount = 0;  // of elements until now, in what they are counted in
   std::size_t m_ruleCount = 0;
   std::size_t m_keywordCount = 0;
+  KeywordPlaces m_keywordPlaces;  // likewise
   std::size_t m_valueCount = 0;
 };
 
 // Gives data sets the keywords of the tables that they name.
 void resolveTables(Composition& composition) {
+  KeywordPlaces places;  // of the data set's keywords; its uses stand one after the other
+  std::optional<std::size_t> current;
   for (const Composition::TableUse& use : composition.uses) {
     DataSet& dataSet = composition.description().dataSets[use.dataSet];
+    if (current != use.dataSet) {
+      places.clear();
+      for (const Keyword& keyword : dataSet.keywords) places.emplace(keyword.name, keyword.place);
+      current = use.dataSet;
+    }
     const auto table = composition.tables.find(use.table);
     if (table == composition.tables.end()) {
       composition
@@ -798,14 +811,12 @@ void resolveTables(Composition& composition) {
       continue;
     }
     for (const Keyword& keyword : table->second.keywords) {
-      const auto earlier =
-          std::find_if(dataSet.keywords.begin(), dataSet.keywords.end(),
-                       [&](const Keyword& other) { return other.name == keyword.name; });
-      if (earlier != dataSet.keywords.end()) {
+      const auto [earlier, isNew] = places.emplace(keyword.name, keyword.place);
+      if (!isNew) {
         composition
             .fail(use.place, elementInWords(dataSet),
                   fmt::format("the keyword {} is defined twice, at {} and at {}",
-                              escaped(keyword.name), composition.inWords(earlier->place),
+                              escaped(keyword.name), composition.inWords(earlier->second),
                               composition.inWords(keyword.place)))
             .name = "defined-twice";
         continue;

@@ -150,6 +150,22 @@ TEST_F(Composition, SharesKeywordsBetweenDataSets) {
   EXPECT_TRUE(loaded.policy->isExcluded({"/etc/a.conf", ""}));
 }
 
+// Comparing each with each other one would take minutes.
+TEST_F(Composition, SharesTablesOfManyKeywords) {
+  std::string table;
+  for (int i = 0; i < 100'000; ++i) {
+    table += "<keyword name=\"%K" + std::to_string(i) + "%\"><value>v</value></keyword>";
+  }
+  write("table.xml", policy("<keywords name=\"many\">" + table + "</keywords>"));
+  write("main.xml", policy("<logic>1</logic><include file=\"table.xml\"/>"
+                           "<data-set number=\"1\" kind=\"folder\" keywords=\"many\">"
+                           "<rule>/srv/%K99999%/</rule></data-set>"));
+  const Loaded loaded = load("main.xml");
+  ASSERT_TRUE(loaded.policy) << errorsOf(loaded);
+  EXPECT_TRUE(loaded.policy->isExcluded({"/srv/v/x", ""}));
+  EXPECT_EQ(loaded.description->dataSets[0].keywords.size(), 100'000U);
+}
+
 TEST_F(Composition, RefusesKeywordsThatAreNotThereOrThereTwice) {
   write(
       "main.xml",
