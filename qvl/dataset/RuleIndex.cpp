@@ -19,7 +19,7 @@ constexpr std::size_t kMostThrowing = 64;
 // A text longer than this is no path of every day.
 constexpr std::size_t kSlowText = 1024;
 constexpr std::size_t kFirstFew = 16;
-constexpr std::size_t kShortProgram = 8;
+constexpr std::size_t kShortProgram = 16;
 constexpr std::uint64_t kStepsOfFew = 1000;
 
 bool sameRequest(const LookupData& a, const LookupData& b) {

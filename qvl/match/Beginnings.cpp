@@ -17,6 +17,16 @@ using Signs = Program::Signs;
 // In how many signs both agree from here on, as far as that can be told at once; 0: they part, or
 // end.
 std::size_t agreementOf(const Signs& a, const Signs& b) {
+  const Signs::Mix mixOfA = a.mix();
+  if (const Signs::Mix mixOfB = b.mix(); mixOfA.size() != 0 && mixOfB.size() != 0) {
+    const std::size_t agreed = std::min(commonLength(mixOfA.bytes, mixOfB.bytes),
+                                        commonLength(mixOfA.kinds, mixOfB.kinds));
+    // What goes on whatever comes is the last sign.
+    for (std::size_t i = 0; i < agreed; ++i) {
+      if (Signs::isLast(mixOfA.sign(i))) return i;
+    }
+    return agreed;
+  }
   const std::string_view bytesOfA = a.literal();
   const std::string_view bytesOfB = b.literal();
   if (bytesOfA.empty() || bytesOfB.empty()) {
@@ -157,9 +167,10 @@ bool Beginnings::Walk::follow(Places places, std::size_t depth) {
       return false;
     }
     const std::string_view literal = ofFirst.literal().substr(0, count);
+    const Signs::Mix mix = ofFirst.mix();
     if (!literal.empty()) isCertain = read(literal, places);
     for (std::size_t i = literal.size(); i < count && !isCertain && !isEmpty(places); ++i) {
-      isCertain = step(ofFirst, places);
+      isCertain = mix.size() != 0 ? step(mix.sign(i), places) : step(ofFirst, places);
     }
     if (isCertain) return true;
     depth += count;
@@ -180,10 +191,13 @@ void Beginnings::Walk::branch(Iterator from, Iterator to, std::size_t depth, con
 
 // Moves the places on behind a sign. True when that reads on behind the text.
 bool Beginnings::Walk::step(const Signs& signs, Places& places) {
-  steps += places.end - places.first;
   if (const LiteralSet* const literals = signs.literals()) return step(*literals, places);
   if (const Program* const group = signs.group()) return step(*group, places);
-  const Sign sign = signs.sign();
+  return step(signs.sign(), places);
+}
+
+bool Beginnings::Walk::step(Sign sign, Places& places) {
+  steps += places.end - places.first;
   if (sign == Signs::kRunNotSlash) run(places);
   // Whoever reads there reads on.
   if (hasEnd(places)) return true;

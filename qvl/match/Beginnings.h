@@ -122,6 +122,7 @@ class Beginnings {
     bool follow(Places places, std::size_t depth);
     void branch(Iterator from, Iterator to, std::size_t depth, const Places& places);
     bool step(const Signs& signs, Places& places);
+    bool step(Sign sign, Places& places);
     bool step(const LiteralSet& literals, Places& places);
     bool step(const Program& group, Places& places);
     bool read(std::string_view literal, Places& places);

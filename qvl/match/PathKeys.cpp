@@ -230,28 +230,30 @@ std::uint16_t Grams::of2(const char* bytes) {
 }
 
 std::uint64_t Grams::of(const std::vector<std::string_view>& literals) {
+  constexpr std::size_t kMost = 4;
   // Long pieces first, and of each literal its ends first: what patterns differ in is oftenest
-  // there.
+  // there. One of each literal, then another of each.
   std::vector<std::uint16_t> grams;
   HashedText text;
   for (const std::size_t length : {std::size_t{4}, std::size_t{2}}) {
-    for (const std::string_view literal : literals) {
-      const bool isLong = literal.size() >= 4;
-      if (literal.size() < 2 || isLong != (length == 4)) continue;
-      text.assign(literal);
-      const std::size_t last = literal.size() - length;
-      for (const std::size_t at : {last, last / 2, std::size_t{0}, last / 4}) {
-        const char* const bytes = text.bytes(at);
+    for (unsigned which = 0; which < kMost && grams.size() < kMost; ++which) {
+      for (const std::string_view literal : literals) {
+        const bool isLong = literal.size() >= 4;
+        if (literal.size() < 2 || isLong != (length == 4)) continue;
+        const std::size_t last = literal.size() - length;
+        const std::size_t places[kMost] = {last, last / 2, 0, last / 4};
+        text.assign(literal);
+        const char* const bytes = text.bytes(places[which]);
         const std::uint16_t gram = length == 4 ? of4(bytes) : of2(bytes);
         if (std::find(grams.begin(), grams.end(), gram) == grams.end()) grams.push_back(gram);
       }
     }
   }
-  // Of many, those that stand farthest apart.
+  // Of many, those that stand farthest apart, the last among them.
   std::uint64_t all = 0;
-  const std::size_t count = std::min<std::size_t>(grams.size(), 4);
+  const std::size_t count = std::min(grams.size(), kMost);
   for (std::size_t i = 0; i < count; ++i) {
-    all |= std::uint64_t{grams[i * grams.size() / count]} << (16 * i);
+    all |= std::uint64_t{grams[(i + 1) * grams.size() / count - 1]} << (16 * i);
   }
   return all;
 }

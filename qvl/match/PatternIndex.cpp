@@ -289,6 +289,7 @@ void PatternIndex::insert(const Program& program, Owner owner, std::uint32_t tag
       entry.components = common.components;
       entry.heads = heads;
       entry.grams = common.grams;
+      entry.hasAlternatives = false;
       place.firstKey.at = static_cast<std::uint32_t>(m_compared.size());
       m_compared.push_back(entry);
       return;

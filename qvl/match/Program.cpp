@@ -593,10 +593,8 @@ Program::Signs::Sign Program::Signs::sign() const {
   switch (code.op) {
     case Op::Bytes:
       return byte();
-    case Op::Mixed: {
-      const auto kind = static_cast<Op>(m_program.m_rare->kinds[code.from + m_read]);
-      return kind == Op::Bytes ? byte() : signOf(kind);
-    }
+    case Op::Mixed:
+      return mix().sign(0);
     case Op::Group:
       return m_alternative == 0 && m_program.m_choices > 1 ? kLook : kOther;
     case Op::Literals:
@@ -643,6 +641,21 @@ std::string_view Program::Signs::literal() const {
   const Instruction& code = m_program.m_code[m_at];
   if (code.op != Op::Bytes) return {};
   return m_program.bytes().substr(code.from + m_read, code.length - m_read);
+}
+
+Program::Signs::Mix Program::Signs::mix() const {
+  if (isAtEnd()) return {};
+  const Instruction& code = m_program.m_code[m_at];
+  if (code.op != Op::Mixed) return {};
+  const std::size_t from = code.from + m_read;
+  const std::size_t count = code.length - m_read;
+  const std::string_view kinds = m_program.m_rare->kinds;
+  return {m_program.bytes().substr(from, count), kinds.substr(from, count)};
+}
+
+Program::Signs::Sign Program::Signs::Mix::sign(std::size_t at) const {
+  const auto kind = static_cast<Op>(kinds[at]);
+  return kind == Op::Bytes ? static_cast<unsigned char>(bytes[at]) : signOf(kind);
 }
 
 std::size_t Program::Signs::repeats() const {

@@ -237,6 +237,16 @@ class Program::Signs {
   Sign sign() const;
   // The bytes that come next, if they stand side by side; one sign each.
   std::string_view literal() const;
+  // Bytes, single characters and runs that come next, if they take turns; one sign each. Of others
+  // than bytes the byte is 0.
+  struct Mix {
+    std::string_view bytes;
+    std::string_view kinds;
+
+    std::size_t size() const { return bytes.size(); }
+    Sign sign(std::size_t at) const;
+  };
+  Mix mix() const;
   // How often the sign comes here, side by side; of some kinds of signs 1 is told.
   std::size_t repeats() const;
   // Goes on by so many signs, at most to the last one.
