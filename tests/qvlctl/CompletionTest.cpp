@@ -50,6 +50,8 @@ TEST_F(Completion, OffersTheValuesOfOptions) {
   EXPECT_EQ(complete({"lookup", "--format", ""}), (Result{0, "text\njson\n", ""}));
   EXPECT_EQ(complete({"test", "--format", ""}), (Result{0, "text\ntap\njunit\njson\n", ""}));
   EXPECT_EQ(complete({"lint", "--platform", "m"}), (Result{0, "macos\n", ""}));
+  EXPECT_EQ(complete({"lint", "--platform", ""}), (Result{0, "linux\nmacos\nauto\n", ""}));
+  EXPECT_EQ(complete({"init", "--platform", ""}), (Result{0, "linux\nmacos\n", ""}));
   EXPECT_EQ(complete({"audit", "--color", "a"}), (Result{0, "auto\nalways\n", ""}));
   EXPECT_EQ(complete({"diff", "--fail-on", "newly-s"}),
             (Result{0, "newly-skipped\nnewly-scanned\n", ""}));

@@ -42,7 +42,7 @@ _qvlctl() {
     --format) _qvlctl_reply -W "$(_qvlctl_formats "$help")" ;;
     --color) _qvlctl_reply -W 'auto always never' ;;
     --fail-on) _qvlctl_reply -W 'newly-skipped newly-scanned any' ;;
-    --platform) _qvlctl_reply -W 'auto macos linux' ;;
+    --platform) _qvlctl_reply -W "linux macos$([[ $command == lint ]] && echo ' auto')" ;;
     --from) _qvlctl_reply -W 'paths globs gitignore' ;;
     --base) _qvlctl_reply -d ;;
     --top) ;;
