@@ -850,7 +850,7 @@ TEST_F(Audit, ShowsProgressOnATerminalAndCleansUp) {
   Circumstances circumstances;
   circumstances.errorsOnTerminal = true;
   std::string line = "0 skipped of 0 files  " + folder();
-  if (line.size() > 78) line = line.substr(0, 75) + "...";
+  if (line.size() > 79) line = line.substr(0, 76) + "...";
   EXPECT_EQ(run({"audit", "-p", "../policy.xml", "."}, circumstances).err,
             "\r\x1b[K" + line + "\r\x1b[K");
   EXPECT_EQ(audit({"."}).err, "");

@@ -472,7 +472,7 @@ TEST_F(DiffOfAudits, TellsWhatHasGrownAndShrunkWithoutTheFiles) {
             "The policy is another one\n"
             "\nMore is skipped\n"
             "  +2 files, +12 bytes  by data set 1, /**/b/* (read)\n"
-            "  +1 files, +8 bytes  in " +
+            "  +1 file, +8 bytes  in " +
                 t +
                 "/b/ (files directly in it)\n"
                 "\nLess is skipped\n"
@@ -507,7 +507,7 @@ TEST_F(DiffOfAudits, FindsFoldersThatAreNew) {
   const Result result = diffAudits({"--fail-on", "newly-skipped"});
   EXPECT_EQ(result.status, 1);
   EXPECT_THAT(result.out,
-              HasSubstr("  +1 files, +1 byte  in " + path("t") + "/b/ (folders in it)\n"));
+              HasSubstr("  +1 file, +1 byte  in " + path("t") + "/b/ (folders in it)\n"));
 }
 
 // What the page on audits says that sums do not show.

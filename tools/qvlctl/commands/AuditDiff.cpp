@@ -21,20 +21,17 @@ std::string inWords(const Tally& tally) {
   return fmt::format("{} ({})", grouped(tally.files), readableSize(tally.bytes));
 }
 
-// "+3", "-1,200", "0".
-std::string difference(std::uint64_t before, std::uint64_t after) {
-  if (after == before) return "0";
-  return after > before ? "+" + grouped(after - before) : "-" + grouped(before - after);
-}
-
-std::string sizeDifference(std::uint64_t before, std::uint64_t after) {
-  if (after == before) return "0 bytes";
-  return after > before ? "+" + readableSize(after - before) : "-" + readableSize(before - after);
+// "+3 files", "-1 file", "0 files"; the same of sizes.
+template <typename ToText>
+std::string difference(std::uint64_t before, std::uint64_t after, ToText toText) {
+  if (after == before) return toText(0);
+  return after > before ? "+" + toText(after - before) : "-" + toText(before - after);
 }
 
 std::string inWords(const SkippedChange& change) {
-  return fmt::format("{} files, {}", difference(change.before.files, change.after.files),
-                     sizeDifference(change.before.bytes, change.after.bytes));
+  const auto files = [](std::uint64_t count) { return counted(count, "file", "files"); };
+  return difference(change.before.files, change.after.files, files) + ", " +
+         difference(change.before.bytes, change.after.bytes, readableSize);
 }
 
 Json tallyInJson(const Tally& tally) {

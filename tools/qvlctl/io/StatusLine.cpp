@@ -1,9 +1,13 @@
 #include "io/StatusLine.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
+#include <cstddef>
 #include <string_view>
+#include <utility>
 
 #include "io/Output.h"
 
@@ -30,6 +34,24 @@ void handleSignals(void (*handler)(int)) {
   }
 }
 
+// In columns, the last one left free: some terminals go on to the next line behind it.
+std::size_t widthOfTerminal() {
+  constexpr std::size_t kUsual = 80;
+  winsize size{};
+  const bool isKnown = ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return (isKnown ? std::size_t{size.ws_col} : kUsual) - 1;
+}
+
+// Of bytes, of which a character has at least as many as columns.
+std::string cutTo(std::size_t width, std::string text) {
+  constexpr std::string_view kDots = "...";
+  if (text.size() <= width) return text;
+  std::size_t end = width - std::min(width, kDots.size());
+  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80) --end;
+  text.resize(end);
+  return text.append(kDots.substr(0, width));
+}
+
 }  // namespace
 
 StatusLine::StatusLine(bool isWanted) : m_isShown(isWanted && ::isatty(STDERR_FILENO) != 0) {
@@ -44,9 +66,7 @@ StatusLine::~StatusLine() {
 
 void StatusLine::show(std::string text) {
   if (!m_isShown) return;
-  constexpr std::size_t kWidth = 78;
-  if (text.size() > kWidth) text = text.substr(0, kWidth - 3) + "...";
-  (void)writeAll(STDERR_FILENO, std::string(kErase) + text);
+  (void)writeAll(STDERR_FILENO, std::string(kErase) + cutTo(widthOfTerminal(), std::move(text)));
 }
 
 }  // namespace qvlctl

@@ -22,7 +22,8 @@ class StatusLine {
 
   bool isShown() const { return m_isShown; }
 
-  // In place of what was shown before. What does not fit into a line of 80 columns is cut off.
+  // In place of what was shown before. What does not fit into a line of the terminal is
+  // cut off.
   void show(std::string text);
 
  private:
