@@ -69,7 +69,8 @@ class QVLPOLICY_EXPORT LivePolicy {
   std::shared_ptr<const Policy> policy() const;
 
   // Reads the file again and takes its policy. With any error the one in force stays, and the
-  // errors tell why.
+  // errors tell why; it stays as well when memory runs out (test
+  // StarvedHost.KeepsAPolicyInForceOrTakesTheNextOne).
   Loaded reload();
 
   // Takes a policy that was loaded elsewhere; not null.

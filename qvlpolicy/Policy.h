@@ -81,7 +81,8 @@ class QVLPOLICY_EXPORT Policy {
  public:
   // Reads a policy file, and what it includes. What is in a file, or a file that cannot be read, is
   // an error in the result and never thrown; only std::bad_alloc passes, and leaves nothing behind
-  // (test StarvedHost.LoadsAFileWithAllThatItIncludesOrThrows).
+  // (tests PolicyErrors.OfAnyBytesAreInTheResult, PolicyErrors.FilesThatCannotBeRead and
+  // StarvedHost.LoadsAFileWithAllThatItIncludesOrThrows).
   static Loaded load(const std::string& file, const LoadOptions& options = {});
 
   // The same from a text in memory; `file` is its name in errors, and names of included files are

@@ -65,8 +65,14 @@ std::optional<std::string> processNameFor(const DataSet& dataSet, const Rule& ru
   for (const Keyword* const keyword : keywordsIn(dataSet, rule)) {
     values = std::max(values, keyword->values.size());
   }
+  // There may be many rules, and the expression of one needs none of the others.
+  DataSet withoutRules;
+  withoutRules.kind = dataSet.kind;
+  withoutRules.wildcards = dataSet.wildcards;
+  withoutRules.caseSensitive = dataSet.caseSensitive;
+  withoutRules.keywords = dataSet.keywords;
   for (std::size_t i = 0; i < values; ++i) {
-    DataSet one = dataSet;
+    DataSet one = withoutRules;
     for (Keyword& keyword : one.keywords) {
       keyword.values = {keyword.values[std::min(i, keyword.values.size() - 1)]};
     }

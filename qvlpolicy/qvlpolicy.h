@@ -12,8 +12,8 @@
  * and processes that were given in other bytes.
  *
  * A function that can fail returns a negative qvlpolicy_status. Nothing is thrown across this
- * interface, and nothing is written to standard output or standard error. A NULL handle, where a
- * function does not say that it takes one, is QVLPOLICY_BAD_ARGUMENT.
+ * interface (test StarvedHost.IsToldInC), and nothing is written to standard output or standard
+ * error. A NULL handle, where a function does not say that it takes one, is QVLPOLICY_BAD_ARGUMENT.
  *
  * Thread safety: any number of threads may use one handle at once, except to free it. */
 

@@ -1,10 +1,12 @@
 // Every way in which a policy can be wrong, and all that is told about it.
 
 #include <gtest/gtest.h>
+#include <qvlpolicy/Lint.h>
 #include <qvlpolicy/Policy.h>
 #include <sys/mman.h>
 
 #include <cstddef>
+#include <random>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -74,6 +76,88 @@ TEST(PolicyErrors, ElementsTooDeep) {
   EXPECT_NE(errors.find("p.xml:3:766: expected at most 256 elements within each other; found <a>"),
             std::string::npos)
       << errors.substr(0, 2000);
+}
+
+// Whatever the bytes are, there is a policy or there are errors, and nothing is thrown; lint has
+// something to say of either.
+TEST(PolicyErrors, OfAnyBytesAreInTheResult) {
+  const std::string sound =
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" +
+      withLogic(
+          "<data-set number=\"1\" kind=\"folder\" keywords=\"t\" expires=\"2040-01-01\">"
+          "<rule reason=\"r\">/srv/%K%/</rule><allow finding=\"expired\" reason=\"r\"/>"
+          "</data-set><data-set number=\"2\" kind=\"file-age\"><rule of=\"creation\" "
+          "days=\"3,4\"/></data-set><keywords name=\"t\"><keyword name=\"%K%\">"
+          "<value>[a-z]+</value></keyword></keywords>",
+          "1|!2");
+  const std::vector<std::string> pieces = {"<",
+                                           ">",
+                                           "&",
+                                           "\"",
+                                           std::string(1, '\0'),
+                                           "\xFF",
+                                           "\xC3",
+                                           "]]>",
+                                           "<!--",
+                                           "<![CDATA[",
+                                           "&#x41;",
+                                           "&#0;",
+                                           "<?x?>",
+                                           "(",
+                                           "{9999}",
+                                           "number=\"1\"",
+                                           "<rule>",
+                                           "</rule>",
+                                           "<!DOCTYPE a>",
+                                           "\xEF\xBB\xBF",
+                                           "%K%",
+                                           "**",
+                                           "xmlns=\"u\"",
+                                           "<include file=\"none\"/>"};
+  std::mt19937 random(20261122);
+  const auto below = [&](std::size_t bound) { return random() % bound; };
+  std::size_t policies = 0;
+  for (int round = 0; round < 4000; ++round) {
+    std::string text = sound;
+    for (std::size_t change = below(5); change > 0; --change) {
+      const std::size_t at = below(text.size());
+      switch (below(4)) {
+        case 0:
+          text.insert(at, pieces[below(pieces.size())]);
+          break;
+        case 1:
+          text.erase(at, 1 + below(30));
+          break;
+        case 2:
+          text[at] = static_cast<char>(below(256));
+          break;
+        default:
+          text.insert(at, text.substr(below(text.size()), 1 + below(100)));
+      }
+      if (text.empty()) text = "<";
+    }
+    Loaded loaded;
+    ASSERT_NO_THROW(loaded = Policy::parse(text, "p.xml")) << text;
+    ASSERT_EQ(loaded.policy == nullptr, !loaded.errors.empty()) << text;
+    ASSERT_NO_THROW(lint(loaded)) << text;
+    policies += loaded.policy ? 1 : 0;
+  }
+  EXPECT_GT(policies, 500U);
+  EXPECT_LT(policies, 3500U);
+}
+
+TEST(PolicyErrors, FilesThatCannotBeRead) {
+  const auto said = [](const std::string& file) {
+    const Loaded loaded = Policy::load(file);
+    EXPECT_FALSE(loaded.policy);
+    return loaded.errors.size() == 1 ? loaded.errors[0].what : errorsOf(loaded);
+  };
+  EXPECT_EQ(said(""), "cannot read it: No such file or directory");
+  EXPECT_EQ(said("/no/such/file"), "cannot read it: No such file or directory");
+  EXPECT_EQ(said("/"), "cannot read it: Is a directory");
+  EXPECT_EQ(said("/dev/null/x"), "cannot read it: Not a directory");
+  EXPECT_EQ(said(std::string("/dev/null\0x", 11)), "cannot read it: No such file or directory");
+  EXPECT_EQ(said('/' + std::string(5000, 'x')), "cannot read it: File name too long");
 }
 
 TEST(PolicyErrors, NotXml) {
