@@ -101,6 +101,10 @@ std::vector<Shape> shapes(std::size_t count) {
 // times the work.
 TEST(Shadows, TakeNoMoreForEachRuleWhenThereAreMore) {
   ShadowLimits limits;
+  // The numbers of docs/lint.md.
+  EXPECT_EQ(limits.pairs, 200U);
+  EXPECT_EQ(limits.pairsInAll, 4'000'000U);
+  EXPECT_EQ(limits.stepsInAll, 200'000'000U);
   limits.pairsInAll = limits.stepsInAll = 0;  // as for many rules
   std::vector<Shadows> few;
   for (const std::size_t count : {1000u, 4000u}) {
