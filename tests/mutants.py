@@ -7,7 +7,8 @@
     tests/mutants.py --each 60 match dataset    sixty of each of these rooms
     tests/mutants.py --files 'Utf8|Keywords' match
                                                 only changes of files whose names match
-    tests/mutants.py --quick lookup             without the slow test programs
+    tests/mutants.py --quick lookup             without the slow test programs, and only a tenth of
+                                                what others draw
     tests/mutants.py --again lookup             what survived is tried anew, with today's tests
 
 A change is a comparison turned, a constant moved, a statement left out, a branch swapped, an
@@ -53,7 +54,8 @@ class Program:
     tried first. `cases`: only these, as gtest filters them."""
 
     def __init__(self, path, alone=False, slow=False, drawn=False, cases="*"):
-        self.path, self.alone, self.slow, self.drawn, self.cases = path, alone, slow, drawn, cases
+        self.path, self.alone, self.slow, self.cases = path, alone, slow, cases
+        self.sizes = ["0.1", "1"] if drawn else ["1"]
 
     @property
     def key(self):
@@ -96,8 +98,8 @@ ROOMS = {
     "match": [
         Program("avoidance/avoidance_test"),
         Program("match/match_test", drawn=True, cases="-" + LONG_CASES_OF_MATCH),
+        Program("dataset/dataset_index_test", drawn=True),
         Program("match/match_test", drawn=True, cases=LONG_CASES_OF_MATCH),
-        Program("dataset/dataset_index_test", slow=True, drawn=True),
         Program("avoidance/avoidance_engine_test", slow=True),
         Program("whole/no_allocation_test", alone=True, slow=True),
     ],
@@ -370,7 +372,7 @@ class Worker:
         if done.returncode != 0:
             sys.exit("mutants: the tests do not build:\n" + done.stdout.decode()[-2000:])
         for program in self.programs.values():
-            for size in self.sizes(program):
+            for size in program.sizes:
                 start = time.monotonic(), self.processor_time()
                 failure = self.run(program, {"QVL_TEST_SIZE": size}, (None, None))
                 if failure:
@@ -379,10 +381,6 @@ class Worker:
                 self.patience[program.key, size] = (
                     20 + 10 * (time.monotonic() - start[0]),
                     3 + 3 * round(self.processor_time() - start[1]))
-
-    @staticmethod
-    def sizes(program):
-        return ["0.1", "1"] if program.drawn else ["1"]
 
     @staticmethod
     def processor_time():
@@ -538,14 +536,14 @@ class Worker:
         noticed = self.noticed.setdefault(mutant["file"], [])
         for program, case in noticed[:KNOWN]:
             if self.run_cases(self.path(program), ["--gtest_filter=" + case],
-                              {**chosen, "QVL_TEST_SIZE": self.sizes(program)[0]},
-                              self.patience[program.key, self.sizes(program)[0]]):
+                              {**chosen, "QVL_TEST_SIZE": program.sizes[0]},
+                              self.patience[program.key, program.sizes[0]]):
                 noticed.remove((program, case))
                 noticed.insert(0, (program, case))
                 return case
         programs = ROOMS[room_of(mutant)]
-        rounds = [(program, self.sizes(program)[0]) for program in programs]
-        rounds += [(program, "1") for program in programs if program.drawn]
+        rounds = [(program, program.sizes[0]) for program in programs]
+        rounds += [(program, size) for program in programs for size in program.sizes[1:]]
         for program, size in rounds:
             failure = self.run(program, {**chosen, "QVL_TEST_SIZE": size},
                                self.patience[program.key, size])
@@ -621,11 +619,13 @@ def main():
     parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="copies of the tree")
     parser.add_argument("--first", type=int, default=1,
                         help="number of the first copy, so that two runs can go on at once")
-    parser.add_argument("--quick", action="store_true", help="leave the slow test programs out")
+    parser.add_argument("--quick", action="store_true", help="leave the slow test programs and drawn cases out")
     options = parser.parse_args()
     if options.quick:
         for room, programs in ROOMS.items():
             ROOMS[room] = [program for program in programs if not program.slow]
+            for program in ROOMS[room]:
+                program.sizes = program.sizes[:1]
     for room in options.rooms:
         if room not in ROOMS:
             parser.error("there is no room '{}'; there are: {}".format(room, ", ".join(ROOMS)))
