@@ -180,6 +180,49 @@ TEST(LiteralSet, LooksAtFewPlacesOfAnOrdinaryPath) {
 }
 
 // Whatever stands at a place is found, wildcards included, and told whether more could stand there.
+TEST(LiteralSet, GivesTheStepsOfAPieceBack) {
+  using Set = LiteralSet;
+  const struct {
+    Set::Piece piece;
+    std::size_t steps;
+  } rows[] = {
+      {{}, 0},
+      {{u'a', u'b'}, 1},
+      {{Set::kOne, Set::kOneNotSlash}, 2},
+      {{u'a', u'b', Set::kOne, u'c', Set::kOneNotSlash, Set::kOne, u'd', u'e'}, 6},
+  };
+  for (const auto& row : rows) {
+    const Steps steps = Set::stepsOf(row.piece);
+    EXPECT_EQ(steps.size(), row.steps);
+    EXPECT_EQ(Set::pieceOf(steps), row.piece);
+  }
+}
+
+// A character counts as the four bytes that it may have.
+TEST(LiteralSet, TakesPiecesOfTheMostBytesAndNoLongerOnes) {
+  const Step half = {Step::Literal, std::string(LiteralSet::kLongest / 2, 'a'), {}};
+  const Step restBesideOne = {Step::Literal, std::string(LiteralSet::kLongest / 2 - 4, 'b'), {}};
+  const Step one = {Step::One, {}, {}};
+  const Step byte = {Step::Literal, "c", {}};
+  EXPECT_TRUE(LiteralSet::pieceOf({half, one, restBesideOne}).has_value());
+  EXPECT_FALSE(LiteralSet::pieceOf({half, one, restBesideOne, byte}).has_value());
+  EXPECT_FALSE(LiteralSet::pieceOf({half, one, half}).has_value());
+}
+
+// A point stands for any character.
+TEST(LiteralSet, TellsByTwoBytesWhereNoPieceCanStand) {
+  const auto mayStand = [](const std::string& piece, const std::string& text) {
+    return LiteralSet({pieceOf(piece)}).mayStand(text);
+  };
+  EXPECT_TRUE(mayStand("ab", "abc"));
+  EXPECT_FALSE(mayStand("ab", "acb"));
+  EXPECT_FALSE(mayStand("abc", "acb"));
+  for (const char* const piece : {"", "a", "a.", "a.b", ".", ".b"}) {
+    EXPECT_TRUE(mayStand(piece, "acb")) << piece;
+  }
+  EXPECT_TRUE(mayStand("ab", "a")) << "which goes on behind its end";
+}
+
 TEST(LiteralSet, FindsWhatOneByOneFinds) {
   const std::vector<std::string> parts = {"a", "b", "A", "1", ".", "..", "ab", "/", "-"};
   Dice dice;
