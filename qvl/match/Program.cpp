@@ -1454,6 +1454,13 @@ bool Program::hasNextLiteral(std::size_t i, std::size_t last, std::string_view r
     const Instruction& code = m_code[i];
     if (code.op == Op::Group || code.op == Op::Loop) i += code.length;
     if (code.op != Op::Bytes || code.length < 2) continue;
+    // A long text is gone through far faster for one byte.
+    constexpr std::size_t kLong = 512;
+    if (rest.size() > kLong) {
+      const std::size_t first = rest.find(bytes()[code.from]);
+      if (first == kNone) return false;
+      rest.remove_prefix(first);
+    }
     return memmem(rest.data(), rest.size(), bytes().data() + code.from, code.length) != nullptr;
   }
   return true;
