@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Switches each mechanism of the index off in turn and measures what that costs.
 
-    benchmarks/ablation.py build-bench [--document docs/performance.md]
+    benchmarks/ablation.py build-bench [--document docs/performance.md] [--libraries FOLDER]
 
 The library is built once as it is and once for each mechanism, from a copy of the sources in which
 one place is changed; the same benchmarks then run with each of these libraries in turn, several
@@ -45,6 +45,13 @@ VARIANTS = [
     ("counts of keys", INDEX_CODE, "m_counts ? m_counts->of(key.key) : 0", "std::size_t{0}"),
     ("prefetch", INDEX, "__builtin_prefetch(found[i]);", ""),
     ("caller's order", INDEX, "kRunsAtOnce = 32;", "kRunsAtOnce = std::size_t{1} << 62;"),
+    ("first rules of long texts", "qvl/dataset/RuleIndex.cpp",
+     "if (m_patterns[input]->size() <= kFirstFew) return false;", "return false;"),
+    ("rows of values", "qvl/match/PieceRows.cpp", "return of->tried > m_text.size();",
+     "return false;"),
+    ("places too late", "qvl/match/Program.cpp", "if (least >= kMuch) fillLeastBehind(least);", ""),
+    ("runs in one component", "qvl/match/Program.cpp",
+     "if (lastRun > 1) carry &= ~beforeInComponent(i, lastRun - 1);", ""),
 ]
 
 BENCHMARKS = ["Query_Mixed10_Product", "Query_Mixed1000_Product", "Query_Mixed10000_Product"]
@@ -57,6 +64,10 @@ SHAPES = [
     "path=1000:/**/foo/*_{i}.log unit=/foo length=4096",
     "path=1000:/srv/app{i}/cache/** unit=/srv/app7/cache length=4096",
     "path=1000:/**/{i}**/* unit=/0aaaatok.loga999a length=4093",
+    "path=1000:**%K%?{i}** keyword=%K%:8:{i}a unit={i}a/ length=4096",
+    "path=569:**/**//**/{i}_**/* unit=//{i}_ length=4096",
+    "folder=1:*{400:a?}/ unit=a length=1000",
+    "folder=10:*{100:a*}/ unit=a length=4093",
 ]
 
 
@@ -70,6 +81,9 @@ def build(folder, out):
 
 def libraries(scratch):
     """The folders of the libraries: as it is first, then without each mechanism."""
+    made = [scratch / "as-it-is"] + [scratch / f"without-{i}" for i in range(len(VARIANTS))]
+    if all(folder.exists() for folder in made):
+        return made
     copy = scratch / "source"
     names = subprocess.run(["git", "-C", str(ROOT), "ls-files", "-z"], check=True,
                            capture_output=True, text=True).stdout.split("\0")
@@ -80,16 +94,14 @@ def libraries(scratch):
     subprocess.run(["cmake", "-S", str(copy), "-B", str(folder), "-G", "Ninja",
                     "-DCMAKE_BUILD_TYPE=Release", "-DQVL_BUILD_TESTS=OFF", "-DQVL_BUILD_TOOLS=OFF",
                     "-DQVL_BUILD_ONACCESS=OFF"], check=True, stdout=subprocess.DEVNULL)
-    made = [scratch / "as-it-is"]
     build(folder, made[0])
-    for i, (name, file, there, instead) in enumerate(VARIANTS):
+    for without, (name, file, there, instead) in zip(made[1:], VARIANTS):
         print(f"without {name}", file=sys.stderr)
         text = (copy / file).read_text()
         if text.count(there) != 1:
             sys.exit(f"{file}: expected '{there}' once, found it {text.count(there)} times")
         (copy / file).write_text(text.replace(there, instead))
-        made.append(scratch / f"without-{i}")
-        build(folder, made[-1])
+        build(folder, without)
         (copy / file).write_text(text)
     return made
 
@@ -116,10 +128,12 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("build", type=Path)
     parser.add_argument("--document", type=Path)
+    parser.add_argument("--libraries", type=Path, metavar="FOLDER",
+                        help="where the libraries are, or are kept once they are built")
     options = parser.parse_args()
     benchmarks = options.build.resolve() / "benchmarks"
     with tempfile.TemporaryDirectory() as scratch:
-        made = libraries(Path(scratch))
+        made = libraries(options.libraries.resolve() if options.libraries else Path(scratch))
         rounds = []
         for i in range(ROUNDS):
             print(f"round {i + 1} of {ROUNDS}", file=sys.stderr)

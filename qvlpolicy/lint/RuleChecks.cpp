@@ -331,8 +331,8 @@ class DataSetCheck {
         fmt::format("{} is left to the regular expression engine, which may take a time that grows "
                     "much faster than the path",
                     inQuotes(expression)),
-        "leave out references back, parts that look around or are never given back, conditions, "
-        "and options in the middle");
+        "leave out references back, conditions, parts that look around or are never given back, "
+        "and counts behind what reads nothing at some places only");
   }
 
   void checkReach(const Rule& rule, const Reach& reach) {
