@@ -38,9 +38,9 @@ QVLPOLICY_EXPORT std::string expressionOf(const DataSet& dataSet, const Rule& ru
 
 // The rules, by index, whose expressions are left to the regular expression engine, which may take
 // a time that grows much faster than the text: those with back references, conditions, recursion,
-// parts that look around or are never given back, those that repeat several times what reads nothing
-// at some places only, and those that are too large. All others are matched in a time linear in the
-// text. Rules that the engine refuses count, too; age rules do not.
+// parts that look around or are never given back, those that repeat several times what reads
+// nothing at some places only, and those that are too large. All others are matched in a time
+// linear in the text. Rules that the engine refuses count, too; age rules do not.
 QVLPOLICY_EXPORT std::vector<std::size_t> rulesLeftToTheEngine(const DataSet& dataSet);
 
 // The keywords of the data set that stand in the rule, in the order in which they are put in.

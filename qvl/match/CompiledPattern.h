@@ -16,8 +16,9 @@ namespace QVL {
 // One compiled expression. The regular expression engine says which expressions are valid and what
 // they mean; what is read of them without doubt is matched by a Program, in a time linear in the
 // text, and only the rest by the engine: back references, conditions, recursion, parts that look
-// around or are never given back, and what readExpression() names beside these. Both give the same answers and throw for the same texts, except
-// that the engine gives up on a text that takes it too long.
+// around or are never given back, and what readExpression() names beside these. Both give the same
+// answers and throw for the same texts, except that the engine gives up on a text that takes it too
+// long.
 //
 // Immutable: a rule that is recompiled gets a new one.
 //
