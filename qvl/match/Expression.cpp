@@ -236,6 +236,8 @@ class Reader {
 
   // Behind "(?". `isFirst`: that is what the expression begins with.
   void readOptions(bool isFirst) {
+    // A group that is read by itself does not know how far they reach.
+    if (isFirst && !m_mayBeginWithOptions) throw NotUnderstood();
     m_isCertain = false;
     const bool caseSensitive = m_options.caseSensitive;
     for (bool on = true;;) {
@@ -254,7 +256,7 @@ class Reader {
       }
     }
     if (m_options.caseSensitive == caseSensitive || m_caseChanges) return;
-    if (!isFirst || !m_mayBeginWithOptions || peek() != ')') throw CaseChanges();
+    if (!isFirst || peek() != ')') throw CaseChanges();
   }
 
   // As far as it is certain which they are.
@@ -278,7 +280,8 @@ class Reader {
   }
 
   Steps alternation(const Alternation& values) {
-    if (m_caseChanges) throw NotUnderstood();
+    // The values were read by themselves.
+    if (m_caseChanges || !m_options.areUsual()) throw NotUnderstood();
     const std::optional<Atom>& atom = values.atom(m_options.caseSensitive);
     if (!atom || !skip("()")) throw NotUnderstood();
     m_isCertain = m_isCertain && atom->isCertain;
@@ -499,6 +502,9 @@ class Reader {
     bool dotIsAny = true;      // line breaks, too
     bool linesCount = true;    // "^" and "$" hold at line breaks, too
     bool skipsBlanks = false;  // and comments
+
+    // Apart from case.
+    bool areUsual() const { return dotIsAny && linesCount && !skipsBlanks; }
   };
   Options m_options;
   bool m_mayBeginWithOptions = false;

@@ -11,6 +11,7 @@
 
 #include "qvl/avoidance/Utility.h"
 #include "qvl/match/CompiledPattern.h"
+#include "qvl/match/Engine.h"
 #include "qvl/match/LiteralSet.h"
 #include "tests/match/StepNotation.h"
 #include "tests/support/Dice.h"
@@ -63,12 +64,13 @@ TEST(Keywords, ThatReachOverTheBorderOfValuesAreSubstitutedThereToo) {
 // Whatever texts, keywords and values are made of, sharing the values changes neither the
 // expression nor what is read of it.
 TEST(Keywords, MeanWhatTheirValuesInPlaceWouldMean) {
-  const std::vector<std::string> parts = {"%A%", "%B%",  "%C%", "K",   "/",    "a",   "\\", "[",
-                                          "]",   "(",    ")",   "*",   "+?",   "{2}", "|",  ".*",
-                                          "é",   "(?i)", "(?:", "\\Q", "\xc3", "(?#"};
+  const std::vector<std::string> parts = {
+      "%A%", "%B%", "%C%", "K", "/",    "a",   "\\",  "[",    "]",   "(",     ")",     "*",   "+?",
+      "{2}", "|",   ".*",  "é", "(?i)", "(?:", "\\Q", "\xc3", "(?#", "(?-s)", "(?-m:", "(?x)"};
   const std::vector<std::string> values = {"a",   "b",    "é",   "[ab]", "x*",      "%B%", "K",
                                            "a|b", "a)(b", "(b)", "",     "(?i)x",   "(",   "\xa9",
-                                           "\\",  "]",    "?:a", "?i)a", "a{2}\\b", "A",   "\\1"};
+                                           "\\",  "]",    "?:a", "?i)a", "a{2}\\b", "A",   "\\1",
+                                           ".",   "a b",  "a$",  "?-s",  "?s:.",    "?|a"};
   const std::vector<std::string> keywords = {"%A%", "%B%", "%C%", "K", "(", "a)", "|", "()"};
   Dice dice;
   SCOPED_TRACE(dice.origin());
@@ -98,6 +100,39 @@ TEST(Keywords, MeanWhatTheirValuesInPlaceWouldMean) {
   }
   EXPECT_GT(shared, Dice::cases(40000) / 8);
   EXPECT_GT(read, Dice::cases(40000) / 20);
+}
+
+// Options reach into the values that stand behind them.
+TEST(Keywords, AreReadAsTheOptionsBeforeThemSay) {
+  const struct {
+    const char* expression;
+    const char* value;
+    const char* matching;
+    const char* other;
+  } rows[] = {
+      {"(?-s)K", "a.b", "a-b", "a\nb"},
+      {"(?s)K", "a.b", "a\nb", "ab"},
+      {"x(?-s:K).", "a.b", "xa-b\n", "xa\nb\n"},
+      {"(?-m)K\nb", "a\nb|c", "c\nb", "a\nc"},
+      {"(?-m)K.*", "b|a$", "b\nc", "a\nc"},
+      {"(?x)K", "a b", "ab", "a b"},
+      {"a(?i)K", "b", "aB", "AB"},
+      {"K.", "?-s", "a", "\n"},
+      {"(?i)a(?-i)K", "b", "Ab", "AB"},
+  };
+  for (const auto& row : rows) {
+    ExpressionText expression(row.expression);
+    expression.substitute("K", alternationOf({row.value}));
+    const CompiledPattern pattern(expression, true);
+    const Engine engine(expression.whole(), true);
+    TextScratch scratch;
+    Text matching(row.matching, scratch);
+    EXPECT_TRUE(pattern.matches(matching)) << expression.whole();
+    EXPECT_TRUE(engine.matches(row.matching)) << expression.whole();
+    Text other(row.other, scratch);
+    EXPECT_FALSE(pattern.matches(other)) << expression.whole();
+    EXPECT_FALSE(engine.matches(row.other)) << expression.whole();
+  }
 }
 
 TEST(Keywords, AreReadOnceForAllExpressions) {
@@ -179,7 +214,6 @@ TEST(LiteralSet, LooksAtFewPlacesOfAnOrdinaryPath) {
   EXPECT_LE(places, path.size() / 10);
 }
 
-// Whatever stands at a place is found, wildcards included, and told whether more could stand there.
 TEST(LiteralSet, GivesTheStepsOfAPieceBack) {
   using Set = LiteralSet;
   const struct {
@@ -223,6 +257,7 @@ TEST(LiteralSet, TellsByTwoBytesWhereNoPieceCanStand) {
   EXPECT_TRUE(mayStand("ab", "a")) << "which goes on behind its end";
 }
 
+// Whatever stands at a place is found, wildcards included, and told whether more could stand there.
 TEST(LiteralSet, FindsWhatOneByOneFinds) {
   const std::vector<std::string> parts = {"a", "b", "A", "1", ".", "..", "ab", "/", "-"};
   Dice dice;
