@@ -128,7 +128,8 @@ def main():
     parser.add_argument("build", type=Path)
     parser.add_argument("--document", type=Path)
     parser.add_argument("--libraries", type=Path, metavar="FOLDER",
-                        help="where the libraries are, or are kept once they are built")
+                        help="where the libraries are kept; those that are there are taken "
+                             "as they are, whatever changed since")
     options = parser.parse_args()
     benchmarks = options.build.resolve() / "benchmarks"
     with tempfile.TemporaryDirectory() as scratch:
