@@ -258,6 +258,27 @@ TEST_F(HostRule, ThatIsDestroyedWithItsDataSetMayTouchThoseBeforeIt) {
   EXPECT_TRUE(isUpdated);
 }
 
+// Rules of paths and of processes stand in one order, however long the path is.
+TEST(HostRuleBehindAnotherInput, IsNotAskedWhereThatMatches) {
+  for (const std::size_t length : {10u, 2000u}) {
+    Journal journal;
+    FilePathDataSet dataSet;
+    dataSet.addToDataSet(std::make_unique<ProcessAvoidance>("/bin/p", AnyAccess, 0, ""));
+    dataSet.addToDataSet(std::make_unique<ScriptedRule>("/c", journal));
+    for (char c = 'a'; c <= 'z'; ++c) {
+      const std::string text = std::string("/d/") + c + "*";
+      dataSet.addToDataSet(std::make_unique<FilePathAvoidance>(text, AnyAccess));
+    }
+    for (const char* const process : {"/bin/p", "/bin/q"}) {
+      journal.clear();
+      LookupData request = fileRequest("/d/a" + std::string(length, 'x'), ReadAccess);
+      request.m_processName = process;
+      EXPECT_TRUE(dataSet.isPresentInDataSet(request));
+      EXPECT_EQ(journal.empty(), process == std::string("/bin/p")) << length;
+    }
+  }
+}
+
 // A data set of a host's own that asks its manager when it is destroyed.
 class AskingDataSet : public FilePathDataSet {
  public:

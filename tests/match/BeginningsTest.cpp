@@ -113,6 +113,7 @@ TEST(Beginnings, FindEachPatternThatReadsOn) {
   const std::vector<std::string> expressions = {"[^/]*", ".*",     ".",         "[ab]*", "(a|/b)",
                                                 "(ab)*", "(a|b|)", "((a|b)|/)", "(|)",   "(a.*|b)",
                                                 "a",     "/b",     "\xC3\xA4",  "[^/]",  "/"};
+  const std::vector<std::string> turns = {"?a", "a*", "a?*", "*?", "aa?", "?a*b*"};
   const std::vector<std::string> texts = {"/", "a", "b", "ab", "\xC3\xA4", "/a", "/b", "A"};
   Dice dice;
   SCOPED_TRACE(dice.origin());
@@ -130,6 +131,15 @@ TEST(Beginnings, FindEachPatternThatReadsOn) {
     for (std::size_t i = dice.below(60); i > 0; --i) {
       if (dice.oneIn(2)) {
         patterns.addGlob(dice.join(pieces, 0, 5));
+        continue;
+      }
+      if (dice.oneIn(8)) {
+        // Many turns of wildcards and bytes, in which several patterns agree.
+        const std::string unit = dice.join(turns, 1, 2);
+        std::string glob = dice.oneIn(3) ? "**" : "";
+        for (std::size_t count = 20 + dice.below(40); count > 0; --count) glob += unit;
+        if (dice.oneIn(2)) glob += "**" + unit;
+        for (int k = 0; k < 3; ++k) patterns.addGlob(glob + dice.join(pieces, 0, 2));
         continue;
       }
       ExpressionText expression(dice.join(expressions, 0, 3) + "K" + dice.join(expressions, 0, 2));
